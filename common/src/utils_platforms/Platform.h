@@ -1,0 +1,56 @@
+// Platform.h: the machine's calls that the common runtime needs, one small function each.
+//
+// The runtime's algorithms (src/utils, the logger, the exceptions) are written once over these;
+// a platform gives one file that implements them (Platform_linux.cpp here). Paths are wide text,
+// converted at this boundary.
+#pragma once
+
+#include "common/WideString.h"
+
+#include <cstdint>
+#include <ctime>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+constexpr char16_t kPathSeparator = u'/';
+
+bool PathExists(const WString& path);
+bool IsFolder(const WString& path);
+// Makes one folder: 1 when it was made, 0 when not (the host's own call answers that way).
+int32_t MakeFolder(const WString& path);
+bool RemoveEmptyFolder(const WString& path);
+bool DeleteFile(const WString& path);
+
+struct FolderEntry {
+    WString name;
+    bool isFolder;
+};
+// The entries of a folder in the file system's order, "." and ".." included; empty when the
+// folder cannot be read. A link is never a folder, and a name with no wide form is left out.
+std::vector<FolderEntry> ListFolder(const WString& path);
+
+// 0 on success, -1 on failure. A file moves across file systems: copied, flushed, then removed.
+int32_t Rename(const WString& from, const WString& to);
+
+// The system temporary folder, ending in a separator.
+WString TempPath();
+// The full path of the module this code is linked into.
+WString ModuleFileName();
+
+uint64_t SystemTimeMicroseconds();
+// Local calendar time of a time in microseconds since 1601-01-01 UTC.
+std::tm LocalTime(uint64_t microseconds);
+
+void MessageBox(void* owner, const WString& caption, const WString& text, uint32_t type);
+void DebugOutput(const WString& text);
+
+// Fills up to `limit` return addresses, innermost first, after skipping `skip` frames of the
+// caller's stack; gives their count and a 32-bit hash of them.
+uint16_t CaptureStack(uint32_t skip, uint32_t limit, void** frames, uint32_t* hash);
+
+// Stops the process at a guard, with `status` as its exit status.
+[[noreturn]] void StopProcess(int status);
+
+}  // namespace platform

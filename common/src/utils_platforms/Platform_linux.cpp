@@ -1,0 +1,226 @@
+// Platform_linux.cpp: the runtime's machine calls on Linux (POSIX and glibc).
+//
+// Paths reach the system as UTF-8. A rename over another file system copies the file beside its
+// target and renames it into place, so no half-written file ever stands under the target's name.
+#include "Platform.h"
+
+#include "common/CUtils.h"
+#include "common/PlatformHooks.h"
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <execinfo.h>
+#include <fcntl.h>
+#include <link.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utf8.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+namespace platform {
+
+namespace {
+
+// Seconds from 1601-01-01 to 1970-01-01, the two epochs' distance.
+constexpr uint64_t kEpochDistanceSeconds = 11644473600ull;
+
+std::string Native(const WString& path) { return CUtils::ToFileSystemPath(path); }
+
+void WriteToStandardError(const WString& text) {
+    const std::string bytes = CUtils::WstringToStringUTF8(text);
+    std::fwrite(bytes.data(), 1, bytes.size(), stderr);
+    std::fflush(stderr);
+}
+
+bool WriteAll(int fd, const char* data, size_t size) {
+    while (size > 0) {
+        const ssize_t written = ::write(fd, data, size);
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return false;
+        data += written;
+        size -= static_cast<size_t>(written);
+    }
+    return true;
+}
+
+// Copies `from` to a new file beside `to`, flushed to disk, and renames it over `to`.
+bool CopyIntoPlace(const std::string& from, const std::string& to) {
+    const int source = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
+    if (source < 0)
+        return false;
+    struct stat info {};
+    std::string temporary = to + ".partXXXXXX";
+    const int target = ::fstat(source, &info) == 0 ? ::mkstemp(temporary.data()) : -1;
+    bool copied = target >= 0;
+    char buffer[65536];
+    while (copied) {
+        const ssize_t got = ::read(source, buffer, sizeof buffer);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0) {
+            copied = got == 0;
+            break;
+        }
+        copied = WriteAll(target, buffer, static_cast<size_t>(got));
+    }
+    ::close(source);
+    if (target >= 0) {
+        copied = copied && ::fchmod(target, info.st_mode & 07777) == 0 && ::fsync(target) == 0;
+        copied = ::close(target) == 0 && copied;
+        copied = copied && ::rename(temporary.c_str(), to.c_str()) == 0;
+        if (!copied)
+            ::unlink(temporary.c_str());
+    }
+    return copied;
+}
+
+}  // namespace
+
+bool PathExists(const WString& path) {
+    struct stat info {};
+    return ::stat(Native(path).c_str(), &info) == 0;
+}
+
+bool IsFolder(const WString& path) {
+    struct stat info {};
+    return ::stat(Native(path).c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+int32_t MakeFolder(const WString& path) { return ::mkdir(Native(path).c_str(), 0777) == 0 ? 1 : 0; }
+
+bool RemoveEmptyFolder(const WString& path) { return ::rmdir(Native(path).c_str()) == 0; }
+
+bool DeleteFile(const WString& path) {
+    // unlink would also remove a symbolic link to a folder; a folder itself it refuses.
+    return ::unlink(Native(path).c_str()) == 0;
+}
+
+std::vector<FolderEntry> ListFolder(const WString& path) {
+    std::vector<FolderEntry> entries;
+    const std::string folder = Native(path);
+    DIR* listing = ::opendir(folder.c_str());
+    if (listing == nullptr)
+        return entries;
+    while (const dirent* entry = ::readdir(listing)) {
+        // A name that is no UTF-8 has no wide form: passing it on cut short would name another
+        // entry, so it is not listed at all.
+        const std::string name = entry->d_name;
+        if (!utf8::is_valid(name.begin(), name.end()))
+            continue;
+        // A link is never a folder here, even when it points at one, so that a walk over the
+        // tree never leaves it.
+        bool isFolder = entry->d_type == DT_DIR;
+        if (entry->d_type == DT_UNKNOWN) {
+            struct stat info {};
+            isFolder = ::lstat((folder + "/" + name).c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+        }
+        entries.push_back({CUtils::StringUTF8ToWstring(name), isFolder});
+    }
+    ::closedir(listing);
+    return entries;
+}
+
+int32_t Rename(const WString& from, const WString& to) {
+    const std::string source = Native(from);
+    const std::string target = Native(to);
+    if (::rename(source.c_str(), target.c_str()) == 0)
+        return 0;
+    if (errno != EXDEV)
+        return -1;
+    // A folder is not moved across file systems, as on the host's platform.
+    struct stat info {};
+    if (::stat(source.c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+        return -1;
+    if (!CopyIntoPlace(source, target))
+        return -1;
+    return ::unlink(source.c_str()) == 0 ? 0 : -1;
+}
+
+WString TempPath() {
+    const char* fromEnvironment = std::getenv("TMPDIR");
+    std::string folder = fromEnvironment != nullptr ? fromEnvironment : "";
+    if (folder.empty() || !utf8::is_valid(folder.begin(), folder.end()))
+        folder = "/tmp";
+    if (folder.back() != '/')
+        folder += '/';
+    return CUtils::StringUTF8ToWstring(folder);
+}
+
+WString ModuleFileName() {
+    static const int anchor = 0;  // an address inside this module
+    Dl_info info{};
+    link_map* module = nullptr;
+    std::string file;
+    if (::dladdr1(&anchor, &info, reinterpret_cast<void**>(&module), RTLD_DL_LINKMAP) == 0) {
+        std::fprintf(stderr, "GetModuleHandle returned %d\n", 0);
+    } else if (module != nullptr && module->l_name != nullptr && module->l_name[0] != '\0') {
+        file = module->l_name;
+    }
+    // The main program's own entry has no name: it is the running executable.
+    if (file.empty())
+        file = "/proc/self/exe";
+    char resolved[PATH_MAX];
+    if (::realpath(file.c_str(), resolved) != nullptr)
+        file = resolved;
+    return CUtils::StringUTF8ToWstring(file);
+}
+
+uint64_t SystemTimeMicroseconds() {
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    return (static_cast<uint64_t>(now.tv_sec) + kEpochDistanceSeconds) * 1000000ull +
+           static_cast<uint64_t>(now.tv_nsec) / 1000u;
+}
+
+std::tm LocalTime(uint64_t microseconds) {
+    const time_t seconds =
+        static_cast<time_t>(microseconds / 1000000ull) - static_cast<time_t>(kEpochDistanceSeconds);
+    std::tm local{};
+    ::localtime_r(&seconds, &local);
+    return local;
+}
+
+void MessageBox(void* /*owner*/, const WString& caption, const WString& text, uint32_t /*type*/) {
+    WriteToStandardError(caption + u": " + text + u"\n");
+}
+
+void DebugOutput(const WString& text) { WriteToStandardError(text); }
+
+__attribute__((noinline)) uint16_t CaptureStack(uint32_t skip, uint32_t limit, void** frames,
+                                                 uint32_t* hash) {
+    constexpr int kMostFrames = 256;
+    void* stack[kMostFrames];
+    const int depth = ::backtrace(stack, kMostFrames);
+    // The innermost entries belong to the capture itself (this function, and an interceptor in
+    // an instrumented build): the caller's frame is the one holding this call's return address.
+    void* const callerFrame = __builtin_return_address(0);
+    int start = 0;
+    while (start < depth && stack[start] != callerFrame)
+        ++start;
+    if (start == depth)
+        start = 1;
+    uint16_t count = 0;
+    uint32_t sum = 0;
+    for (uint64_t i = uint64_t(start) + skip; i < uint64_t(depth) && count < limit; ++i, ++count) {
+        frames[count] = stack[i];
+        sum += static_cast<uint32_t>(reinterpret_cast<uintptr_t>(stack[i]));
+    }
+    *hash = sum;
+    return count;
+}
+
+void StopProcess(int status) {
+    // The host's platform stops here with a store through a null pointer, and leaves with the
+    // status only if the host survives the fault; Linux has no fault to survive, so the stop is
+    // the exit itself, with the same status.
+    std::exit(status);
+}
+
+}  // namespace platform

@@ -1,0 +1,100 @@
+// TestSupport.cpp: fixtures shared by the common runtime's tests.
+#include "TestSupport.h"
+
+#include "common/CUtils.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <unistd.h>
+
+namespace testsupport {
+
+namespace fs = std::filesystem;
+
+TempFolder::TempFolder() {
+    std::string pattern = (fs::temp_directory_path() / "orvtest-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr)
+        throw std::runtime_error("cannot make a temporary folder");
+    path = pattern;
+}
+
+TempFolder::~TempFolder() {
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
+}
+
+WString TempFolder::WidePath() const { return CUtils::StringUTF8ToWstring(path); }
+
+WString TempFolder::WideAt(const std::string& name) const {
+    return CUtils::StringUTF8ToWstring(At(name));
+}
+
+ScopedCurrentFolder::ScopedCurrentFolder(const std::string& folder)
+    : previous(fs::current_path().string()) {
+    fs::current_path(folder);
+}
+
+ScopedCurrentFolder::~ScopedCurrentFolder() { fs::current_path(previous); }
+
+uint64_t FixedClock::microseconds = 0;
+
+FixedClock::FixedClock(int year, int month, int day, int hour, int minute, int second) {
+    std::tm local{};
+    local.tm_year = year - 1900;
+    local.tm_mon = month - 1;
+    local.tm_mday = day;
+    local.tm_hour = hour;
+    local.tm_min = minute;
+    local.tm_sec = second;
+    local.tm_isdst = -1;
+    const time_t seconds = std::mktime(&local);
+    microseconds = (static_cast<uint64_t>(seconds) + 11644473600ull) * 1000000ull;
+    GetPlatformHooks().clock = &FixedClock::Now;
+}
+
+FixedClock::~FixedClock() { GetPlatformHooks().clock = nullptr; }
+
+uint64_t FixedClock::Now() { return microseconds; }
+
+std::vector<RecordedPlatform::Alert> RecordedPlatform::alerts;
+std::vector<WString> RecordedPlatform::debugLines;
+
+RecordedPlatform::RecordedPlatform() : saved(GetPlatformHooks()) {
+    alerts.clear();
+    debugLines.clear();
+    GetPlatformHooks().messageBox = [](void*, const WString& caption, const WString& text,
+                                       uint32_t type) { alerts.push_back({caption, text, type}); };
+    GetPlatformHooks().debugOutput = [](const WString& text) { debugLines.push_back(text); };
+}
+
+RecordedPlatform::~RecordedPlatform() { GetPlatformHooks() = saved; }
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+void WriteFile(const std::string& path, const std::string& bytes) {
+    std::ofstream file(path, std::ios::binary);
+    file << bytes;
+}
+
+bool Exists(const std::string& path) {
+    std::error_code ignored;
+    return fs::exists(fs::symlink_status(path, ignored));
+}
+
+std::vector<std::string> ListNames(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+}  // namespace testsupport

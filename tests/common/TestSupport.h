@@ -1,0 +1,84 @@
+// TestSupport.h: fixtures shared by the common runtime's tests.
+#pragma once
+
+#include "common/Config.h"
+#include "common/PlatformHooks.h"
+#include "common/WideString.h"
+
+#include <cstdint>
+#include <ctime>
+#include <string>
+#include <vector>
+
+namespace testsupport {
+
+// A fresh folder under the system temporary folder, removed with everything in it at the end.
+class TempFolder {
+public:
+    TempFolder();
+    ~TempFolder();
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+
+    const std::string& Path() const { return path; }
+    WString WidePath() const;
+    // `name` below the folder, narrow and wide.
+    std::string At(const std::string& name) const { return path + "/" + name; }
+    WString WideAt(const std::string& name) const;
+
+private:
+    std::string path;
+};
+
+// Runs the test in another current folder.
+class ScopedCurrentFolder {
+public:
+    explicit ScopedCurrentFolder(const std::string& folder);
+    ~ScopedCurrentFolder();
+
+private:
+    std::string previous;
+};
+
+// Stands in a fixed local time for the system clock while it lives.
+class FixedClock {
+public:
+    FixedClock(int year, int month, int day, int hour, int minute, int second);
+    ~FixedClock();
+    static uint64_t Now();
+
+private:
+    static uint64_t microseconds;
+};
+
+// Records message boxes and debug output instead of writing them to standard error.
+class RecordedPlatform {
+public:
+    struct Alert {
+        WString caption;
+        WString text;
+        uint32_t type;
+    };
+    RecordedPlatform();
+    ~RecordedPlatform();
+
+    static std::vector<Alert> alerts;
+    static std::vector<WString> debugLines;
+
+private:
+    PlatformHooks saved;
+};
+
+// A configuration read from a file, as a configured build would have it.
+class FileConfig : public ConfigImpl {
+public:
+    explicit FileConfig(const WString& path) : ConfigImpl(path) { Init(); }
+};
+
+std::string ReadFile(const std::string& path);
+void WriteFile(const std::string& path, const std::string& bytes);
+bool Exists(const std::string& path);
+// Names in a folder, sorted, "." and ".." left out.
+std::vector<std::string> ListNames(const std::string& folder);
+
+}  // namespace testsupport
