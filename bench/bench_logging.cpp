@@ -37,7 +37,7 @@ void WrittenEntry(benchmark::State& state) {
 }
 BENCHMARK(WrittenEntry);
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv) {
     // The log file of this run goes to a scratch folder, not beside the benchmark.

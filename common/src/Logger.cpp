@@ -20,12 +20,16 @@ constexpr char16_t kErrorTag[] = u"ERROR ";
 Logger* instance = nullptr;
 bool alive = false;
 
-// A log entry may itself need to log (a path that is no UTF-8, say); the inner entry is dropped.
-thread_local bool inLog = false;
+// Rendering an entry may log in turn: text that is no UTF-8 logs its conversion failure, and
+// that entry is written before the one that met it. An entry met inside that inner one is
+// dropped, so that a failure that recurs at every level (a module path that is no UTF-8, say)
+// cannot recurse without end.
+constexpr int kMostNestedEntries = 1;
+thread_local int logDepth = 0;
 
-struct InLogScope {
-    InLogScope() { inLog = true; }
-    ~InLogScope() { inLog = false; }
+struct LogDepthScope {
+    LogDepthScope() { ++logDepth; }
+    ~LogDepthScope() { --logDepth; }
 };
 
 std::string LocalTimeText(const char* pattern) {
@@ -56,9 +60,10 @@ Logger* Logger::Instance() {
 
 Logger::Logger(const ConfigImpl& config)
     : logFileNames(std::make_unique<std::map<WString, WString>>()),
-      consoleBuffer(std::make_unique<WString>()), fileLevel(config.GetConfigInt("fileLog", 1)),
-      consoleLevel(config.GetConfigInt("consoleLog", 1)),
-      debugviewLevel(config.GetConfigInt("debugviewLog", 0)) {
+      consoleBuffer(std::make_unique<WString>()) {
+    consoleLevel = config.GetConfigInt("consoleLog", 1);
+    debugviewLevel = config.GetConfigInt("debugviewLog", 0);
+    fileLevel = config.GetConfigInt("fileLog", 1);
     if (consoleLevel != 0)
         consoleBuffer->reserve(kConsoleReserve);
 }
@@ -71,9 +76,9 @@ bool Logger::Log(LogTarget target, bool isError, const FormatText& sourceFile, i
                  const FormatText& function, const FormattedMessage& message) {
     if (target == LogDefault && !FileWanted(isError) && !ConsoleWanted(isError))
         return false;
-    if (inLog)
+    if (logDepth > kMostNestedEntries)
         return false;
-    const InLogScope scope;
+    const LogDepthScope scope;
     WString text = FormatWide(message);
     if (target == LogBufferOnly || (target == LogDefault && ConsoleWanted(isError)))
         WriteConsole(isError, std::move(text));
@@ -147,5 +152,6 @@ std::string Logger::GetTimeString() { return LocalTimeText("%I:%M:%S"); }
 bool LogMessage(bool isError, const FormatText& sourceFile, int32_t line,
                 const FormatText& function, const FormattedMessage& message) {
     Logger* logger = Logger::Instance();
-    return logger != nullptr && logger->Log(LogDefault, isError, sourceFile, line, function, message);
+    return logger != nullptr &&
+           logger->Log(LogDefault, isError, sourceFile, line, function, message);
 }

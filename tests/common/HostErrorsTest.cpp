@@ -13,14 +13,10 @@ WString Wide(const char* ascii) {
     return WString(ascii, ascii + std::char_traits<char>::length(ascii));
 }
 
-bool InNarrow(const HostErrorRow& row) {
-    return std::string(row.table) != "wide";
-}
-bool InWide(const HostErrorRow& row) {
-    return std::string(row.table) != "narrow";
-}
+bool InNarrow(const HostErrorRow& row) { return std::string(row.table) != "wide"; }
+bool InWide(const HostErrorRow& row) { return std::string(row.table) != "narrow"; }
 
-} // namespace
+}  // namespace
 
 TEST(HostErrorTables, EveryNarrowRowGivesItsText) {
     int rows = 0;

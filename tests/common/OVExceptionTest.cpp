@@ -26,7 +26,7 @@ __attribute__((noinline)) Backtrace CaptureAtDepth(int depth) {
     return OVException("deep").GetBacktrace();
 }
 
-} // namespace
+}  // namespace
 
 TEST(OVException, BuiltOutsideAnyHandlerHasNoCause) {
     const OVException failure(5, "outside");

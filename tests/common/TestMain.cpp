@@ -1,9 +1,8 @@
 // TestMain.cpp: runs the common runtime's tests with the log kept out of the build folder.
 #include "common/CUtils.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
+#include <gtest/gtest.h>
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
@@ -12,6 +11,7 @@ int main(int argc, char** argv) {
     // Error entries of the tests go to a log file beside this stand-in for the module.
     const auto logFolder = std::filesystem::temp_directory_path() / "orvupdate-tests";
     std::filesystem::create_directories(logFolder);
-    CUtils::SetModulePathOverride(CUtils::StringUTF8ToWstring((logFolder / "common_tests").string()));
+    CUtils::SetModulePathOverride(
+        CUtils::StringUTF8ToWstring((logFolder / "common_tests").string()));
     return RUN_ALL_TESTS();
 }

@@ -3,12 +3,11 @@
 
 #include "common/CUtils.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <iterator>
 #include <unistd.h>
 
@@ -68,7 +67,9 @@ RecordedPlatform::RecordedPlatform() : saved(GetPlatformHooks()) {
     alerts.clear();
     debugLines.clear();
     GetPlatformHooks().messageBox = [](void*, const WString& caption, const WString& text,
-                                       uint32_t type) { alerts.push_back({caption, text, type}); };
+                                       uint32_t type) {
+        alerts.push_back({caption, text, type});
+    };
     GetPlatformHooks().debugOutput = [](const WString& text) { debugLines.push_back(text); };
 }
 

@@ -54,7 +54,7 @@ public:
     // The one hook through which a path reaches a file stream: the path as the platform's file
     // calls take it (UTF-8 on Linux).
     static std::string ToFileSystemPath(const WString& path);
-    // Creates `path` empty if it is missing; true when it exists afterwards.
+    // Opens `path` for output, which makes it or empties it; true when it exists afterwards.
     static bool TouchFile(WString path);
     // Writes the bytes as they are. True when the file could be opened.
     static bool WriteStringToFile(const WString& path, const std::string& bytes, bool append);

@@ -65,9 +65,9 @@ private:
 
     std::unique_ptr<std::map<WString, WString>> logFileNames;
     std::unique_ptr<WString> consoleBuffer;
-    int32_t fileLevel;
-    int32_t consoleLevel;
-    int32_t debugviewLevel;
+    int32_t fileLevel = 0;
+    int32_t consoleLevel = 0;
+    int32_t debugviewLevel = 0;
 };
 
 // What every caller uses: Logger::Log with LogDefault. False when there is no instance or

@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
-
 #include <utf8.h>
 
 namespace {
@@ -33,8 +32,7 @@ WString& ModulePathOverride() {
 
 // Stops the process: a log entry where the caller has one, an alert, the stop with `status`.
 [[noreturn]] void StopAtGuard(const char* refusal, const WString& path, int status) {
-    const WString text =
-        CUtils::StringUTF8ToWstring(refusal) + path + u".\n Aborted.";
+    const WString text = CUtils::StringUTF8ToWstring(refusal) + path + u".\n Aborted.";
     CUtils::ShowMessageBox(nullptr, u"Alert", text, 12);
     platform::StopProcess(status);
 }
@@ -182,8 +180,8 @@ bool CUtils::RenameFileOV(const WString& from, const WString& to, bool overwrite
 
 std::vector<WString> CUtils::GetSubdirectoriesInDirectory(const WString& directory) {
     if (directory.size() < kShortestGuardedPath)
-        StopAtGuard("ERROR: GetSubdirectoriesInDirectory tried to obtain the directory ",
-                    directory, 17);
+        StopAtGuard("ERROR: GetSubdirectoriesInDirectory tried to obtain the directory ", directory,
+                    17);
     return ListEntries(directory, true);
 }
 
@@ -210,7 +208,15 @@ WString CUtils::GetPathSeparator() { return WString(1, platform::kPathSeparator)
 
 bool CUtils::IsPathSeparator(char16_t c) { return c == u'/' || c == u'\\'; }
 
-std::string CUtils::ToFileSystemPath(const WString& path) { return WstringToStringUTF8(path); }
+std::string CUtils::ToFileSystemPath(const WString& path) {
+    const std::string native = WstringToStringUTF8(path);
+    // A path the system cannot name exactly (a lone surrogate cuts the conversion short, a null
+    // character cuts the system's reading short) would name its own prefix, another file. It
+    // becomes the empty path, which every file call refuses.
+    if (native.find('\0') != std::string::npos || StringUTF8ToWstring(native) != path)
+        return std::string();
+    return native;
+}
 
 bool CUtils::TouchFile(WString path) {
     {

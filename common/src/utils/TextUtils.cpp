@@ -7,8 +7,6 @@
 #include "common/CUtils.h"
 #include "common/Logger.h"
 
-#include <utf8.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
@@ -17,6 +15,7 @@
 #include <iterator>
 #include <locale>
 #include <stdexcept>
+#include <utf8.h>
 
 namespace {
 
@@ -138,8 +137,9 @@ int32_t CUtils::CompareNoCase(const WString& a, const WString& b) {
     auto left = a.begin();
     auto right = b.begin();
     for (; left != a.end() && right != b.end(); ++left, ++right) {
-        const int32_t difference = static_cast<int32_t>(ctype.tolower(static_cast<wchar_t>(*left))) -
-                                   static_cast<int32_t>(ctype.tolower(static_cast<wchar_t>(*right)));
+        const int32_t difference =
+            static_cast<int32_t>(ctype.tolower(static_cast<wchar_t>(*left))) -
+            static_cast<int32_t>(ctype.tolower(static_cast<wchar_t>(*right)));
         if (difference != 0)
             return difference;
     }

@@ -3,10 +3,14 @@
 // Paths reach the system as UTF-8. A rename over another file system copies the file beside its
 // target and renames it into place, so no half-written file ever stands under the target's name.
 #include "Platform.h"
-
 #include "common/CUtils.h"
 #include "common/PlatformHooks.h"
 
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
 #include <dirent.h>
 #include <dlfcn.h>
 #include <execinfo.h>
@@ -15,12 +19,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utf8.h>
-
-#include <cerrno>
-#include <climits>
-#include <cstdio>
-#include <cstdlib>
-#include <ctime>
 
 namespace platform {
 
@@ -50,13 +48,29 @@ bool WriteAll(int fd, const char* data, size_t size) {
     return true;
 }
 
+// The pattern of the copy's temporary name: the target's name with ".partXXXXXX" behind it. A name
+// near the longest a folder takes is cut short (at the start of a character) to leave room.
+std::string TemporaryPatternBeside(const std::string& to) {
+    constexpr char kSuffix[] = ".partXXXXXX";
+    constexpr size_t kLongestStem = NAME_MAX - (sizeof kSuffix - 1);
+    const size_t slash = to.rfind('/');
+    const size_t nameStart = slash == std::string::npos ? 0 : slash + 1;
+    size_t stem = to.size() - nameStart;
+    if (stem > kLongestStem) {
+        stem = kLongestStem;
+        while (stem > 0 && (static_cast<unsigned char>(to[nameStart + stem]) & 0xC0) == 0x80)
+            --stem;
+    }
+    return to.substr(0, nameStart + stem) + kSuffix;
+}
+
 // Copies `from` to a new file beside `to`, flushed to disk, and renames it over `to`.
 bool CopyIntoPlace(const std::string& from, const std::string& to) {
     const int source = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
     if (source < 0)
         return false;
     struct stat info {};
-    std::string temporary = to + ".partXXXXXX";
+    std::string temporary = TemporaryPatternBeside(to);
     const int target = ::fstat(source, &info) == 0 ? ::mkstemp(temporary.data()) : -1;
     bool copied = target >= 0;
     char buffer[65536];
@@ -134,9 +148,10 @@ int32_t Rename(const WString& from, const WString& to) {
         return 0;
     if (errno != EXDEV)
         return -1;
-    // A folder is not moved across file systems, as on the host's platform.
+    // Only a plain file moves across file systems: a folder does not, as on the host's platform,
+    // and a link is not turned into a copy of what it points at.
     struct stat info {};
-    if (::stat(source.c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+    if (::lstat(source.c_str(), &info) != 0 || !S_ISREG(info.st_mode))
         return -1;
     if (!CopyIntoPlace(source, target))
         return -1;
@@ -194,7 +209,7 @@ void MessageBox(void* /*owner*/, const WString& caption, const WString& text, ui
 void DebugOutput(const WString& text) { WriteToStandardError(text); }
 
 __attribute__((noinline)) uint16_t CaptureStack(uint32_t skip, uint32_t limit, void** frames,
-                                                 uint32_t* hash) {
+                                                uint32_t* hash) {
     constexpr int kMostFrames = 256;
     void* stack[kMostFrames];
     const int depth = ::backtrace(stack, kMostFrames);
