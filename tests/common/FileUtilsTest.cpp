@@ -20,7 +20,9 @@
 namespace {
 
 namespace fs = std::filesystem;
+using testsupport::CountOf;
 using testsupport::Exists;
+using testsupport::IsolatedLog;
 using testsupport::ListNames;
 using testsupport::ReadFile;
 using testsupport::ScopedCurrentFolder;
@@ -34,35 +36,7 @@ bool Contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-size_t CountOf(const std::string& text, const std::string& part) {
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++count;
-    return count;
-}
-
 void MakeFolder(const std::string& path) { fs::create_directories(path); }
-
-// Sends the log to a file of this test alone, so that entries of tests running in parallel
-// processes never mix with the ones checked here. The log file follows the module's path.
-class IsolatedLog {
-public:
-    IsolatedLog() : saved(CUtils::GetModulePath()) {
-        CUtils::SetModulePathOverride(folder.WideAt("module"));
-    }
-    ~IsolatedLog() { CUtils::SetModulePathOverride(saved); }
-    IsolatedLog(const IsolatedLog&) = delete;
-    IsolatedLog& operator=(const IsolatedLog&) = delete;
-
-    std::string Text() const {
-        Logger* logger = Logger::Instance();
-        return logger != nullptr ? ReadFile(Narrow(logger->GetLogFilePath())) : std::string();
-    }
-
-private:
-    TempFolder folder;
-    WString saved;
-};
 
 // Points TMPDIR somewhere else for the test's duration.
 class ScopedTmpdir {

@@ -2,6 +2,7 @@
 #include "TestSupport.h"
 
 #include "common/CUtils.h"
+#include "common/Logger.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -74,6 +75,25 @@ RecordedPlatform::RecordedPlatform() : saved(GetPlatformHooks()) {
 }
 
 RecordedPlatform::~RecordedPlatform() { GetPlatformHooks() = saved; }
+
+IsolatedLog::IsolatedLog() : saved(CUtils::GetModulePath()) {
+    CUtils::SetModulePathOverride(folder.WideAt("module"));
+}
+
+IsolatedLog::~IsolatedLog() { CUtils::SetModulePathOverride(saved); }
+
+std::string IsolatedLog::Text() const {
+    Logger* logger = Logger::Instance();
+    return logger != nullptr ? ReadFile(CUtils::WstringToStringUTF8(logger->GetLogFilePath()))
+                             : std::string();
+}
+
+size_t CountOf(const std::string& text, const std::string& part) {
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++count;
+    return count;
+}
 
 std::string ReadFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);

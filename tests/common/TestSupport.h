@@ -75,9 +75,28 @@ public:
     explicit FileConfig(const WString& path) : ConfigImpl(path) { Init(); }
 };
 
+// Sends the log to a file of this test alone, so that entries of tests running in parallel
+// processes never mix with the ones checked here. The log file follows the module's path.
+class IsolatedLog {
+public:
+    IsolatedLog();
+    ~IsolatedLog();
+    IsolatedLog(const IsolatedLog&) = delete;
+    IsolatedLog& operator=(const IsolatedLog&) = delete;
+
+    // What the process's log file holds now.
+    std::string Text() const;
+
+private:
+    TempFolder folder;
+    WString saved;
+};
+
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& bytes);
 bool Exists(const std::string& path);
+// How often `part` stands in `text`, overlaps included.
+size_t CountOf(const std::string& text, const std::string& part);
 // Names in a folder, sorted, "." and ".." left out.
 std::vector<std::string> ListNames(const std::string& folder);
 

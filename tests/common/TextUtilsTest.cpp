@@ -14,40 +14,13 @@
 
 namespace {
 
+using testsupport::CountOf;
+using testsupport::IsolatedLog;
 using testsupport::ReadFile;
 using testsupport::ScopedCurrentFolder;
 using testsupport::TempFolder;
 
 using Items = std::vector<WString>;
-
-size_t CountOf(const std::string& text, const std::string& part) {
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++count;
-    return count;
-}
-
-// Sends the log to a file of this test alone, so that entries of tests running in parallel
-// processes never mix with the ones checked here. The log file follows the module's path.
-class IsolatedLog {
-public:
-    IsolatedLog() : saved(CUtils::GetModulePath()) {
-        CUtils::SetModulePathOverride(folder.WideAt("module"));
-    }
-    ~IsolatedLog() { CUtils::SetModulePathOverride(saved); }
-    IsolatedLog(const IsolatedLog&) = delete;
-    IsolatedLog& operator=(const IsolatedLog&) = delete;
-
-    std::string Text() const {
-        Logger* logger = Logger::Instance();
-        return logger != nullptr ? ReadFile(CUtils::WstringToStringUTF8(logger->GetLogFilePath()))
-                                 : std::string();
-    }
-
-private:
-    TempFolder folder;
-    WString saved;
-};
 
 // The generator is seeded from the clock at a thread's first draw; have that done, then seed it
 // with `seed` so that draws can be repeated.
