@@ -7,7 +7,7 @@ cd "$(dirname "$0")"
 
 # Debian packages of the build, the tests and the benchmarks.
 packages=(
-    cmake ninja-build g++ pkg-config
+    cmake ninja-build g++ pkg-config git clang-format
     libutfcpp-dev
     libgtest-dev libgmock-dev libbenchmark-dev
 )
