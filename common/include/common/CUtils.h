@@ -119,6 +119,9 @@ public:
     // when out of range). For file names; no security claim.
     static std::string RandomString(int32_t length, int32_t alphabetSize);
     static WString RandomWstring(int32_t length, int32_t alphabetSize);
+    // The standard CRC-32 (reversed polynomial 0xEDB88320) of the bytes. Defined with Crc32 in the
+    // streams library, since the common library cannot depend on streams.
+    static uint32_t Crc32OfString(const std::string& bytes);
 
     // ---- Byte order, byte by byte: unaligned pointers are fine; null does nothing or gives 0 ----
 

@@ -1,0 +1,154 @@
+// FileStreams.cpp: input and output streams over the C library's buffered files.
+#include "streams/FileStreams.h"
+
+#include "common/CUtils.h"
+#include "common/OVException.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <string>
+#include <sys/stat.h>
+
+namespace {
+
+constexpr char kNotOpened[] = "File input stream is not opened";
+constexpr char kOutputClosed[] = "File output stream already closed";
+
+std::string Utf8(const WString& path) { return CUtils::WstringToStringUTF8(path); }
+
+}  // namespace
+
+FileInputStream::FileInputStream(const WString& path) { open(path, false); }
+
+FileInputStream::~FileInputStream() {
+    if (file != nullptr)
+        FileInputStream::close();
+}
+
+void FileInputStream::open(const WString& path, bool createIfMissing) {
+    if (file != nullptr)
+        throw OVException("File input stream is already opened");
+    const std::string fsPath = CUtils::ToFileSystemPath(path);
+    struct stat status {};
+    const bool known = ::stat(fsPath.c_str(), &status) == 0;
+    if (known) {
+        size = static_cast<int64_t>(status.st_size);
+    } else if (!createIfMissing) {
+        const int32_t code = errno;
+        throw OVException(code, "Failed to read file info");
+    }
+    // A missing file is created empty, and its size stays as it was.
+    file = std::fopen(fsPath.c_str(), known ? "rb" : "wb+");
+    if (file == nullptr) {
+        const int32_t code = errno;
+        throw OVException(code, "Failed to open file input stream" + Utf8(path));
+    }
+}
+
+int64_t FileInputStream::read(uint8_t* buffer, int64_t length) {
+    if (file == nullptr)
+        throw OVException(kNotOpened);
+    const size_t got = std::fread(buffer, 1, static_cast<size_t>(length), file);
+    if (got > 0) {
+        position += static_cast<int64_t>(got);
+        return static_cast<int64_t>(got);
+    }
+    if (std::feof(file))
+        return -1;
+    if (length == 0)
+        return 0;
+    throw OVException("File input stream read error" + std::to_string(std::ferror(file)));
+}
+
+void FileInputStream::close() {
+    if (file != nullptr)
+        std::fclose(file);
+    file = nullptr;
+}
+
+int64_t FileInputStream::moveTo(int64_t target, const char* failure) {
+    const int64_t limited = std::clamp<int64_t>(target, 0, size);
+    if (::fseeko(file, static_cast<off_t>(limited), SEEK_SET) != 0)
+        throw OVException(failure + std::to_string(std::ferror(file)));
+    position = limited;
+    return position;
+}
+
+int64_t FileInputStream::skip(int64_t count) {
+    if (file == nullptr)
+        throw OVException(kNotOpened);
+    // Saturating, so that the smallest count of reset lands on the lower limit.
+    int64_t target = 0;
+    if (__builtin_add_overflow(position, count, &target))
+        target = count < 0 ? INT64_MIN : INT64_MAX;
+    return moveTo(target, "File input stream skip failed ");
+}
+
+int64_t FileInputStream::available() {
+    if (file == nullptr)
+        throw OVException(kNotOpened);
+    return size - position;
+}
+
+void FileInputStream::reset() { skip(INT64_MIN); }
+
+int64_t FileInputStream::seek(int64_t position) {
+    // A closed stream refuses rather than hand the C library a null file.
+    if (file == nullptr)
+        throw OVException(kNotOpened);
+    return moveTo(position, "File input stream seek failed ");
+}
+
+FileOutputStream::FileOutputStream(const WString& path, int32_t mode) {
+    const std::string fsPath = CUtils::ToFileSystemPath(path);
+    if (mode == kAppendExisting) {
+        file = std::fopen(fsPath.c_str(), "rb+");
+        if (file != nullptr)
+            ::fseeko(file, 0, SEEK_END);
+    } else {
+        if (mode == kCreateNew && CUtils::FileExists(path))
+            throw OVException("File output stream file already exists" + Utf8(path));
+        file = std::fopen(fsPath.c_str(), "wb");
+    }
+    if (file == nullptr) {
+        // The output stream reports its open failure with the input stream's words.
+        const int32_t code = errno;
+        throw OVException(code, "Failed to open file input stream" + Utf8(path));
+    }
+}
+
+FileOutputStream::~FileOutputStream() { FileOutputStream::close(); }
+
+void FileOutputStream::write(const uint8_t* buffer, int64_t length) {
+    if (file == nullptr)
+        throw OVException(kOutputClosed);
+    // Each round writes the whole buffer from its start again; callers rely on this shape.
+    int64_t remaining = length;
+    while (remaining != 0) {
+        const size_t written = std::fwrite(buffer, 1, static_cast<size_t>(length), file);
+        if (written == 0)
+            break;
+        remaining -= static_cast<int64_t>(written);
+    }
+    if (remaining != 0)
+        throw OVException(std::ferror(file), "Failed to write all data to file outptu stream");
+}
+
+void FileOutputStream::close() {
+    if (file != nullptr)
+        std::fclose(file);
+    file = nullptr;
+}
+
+void FileOutputStream::flush() {
+    if (file == nullptr)
+        throw OVException(kOutputClosed);
+    std::fflush(file);
+}
+
+void FileOutputStream::seek(int64_t position) {
+    if (file == nullptr)
+        throw OVException(kOutputClosed);
+    if (::fseeko(file, static_cast<off_t>(position), SEEK_SET) != 0)
+        throw OVException("Failed to seek to desired position");
+}
