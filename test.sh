@@ -9,6 +9,7 @@ cd "$(dirname "$0")"
 packages=(
     cmake ninja-build g++ pkg-config git clang-format
     libutfcpp-dev zlib1g-dev libmbedtls-dev python3
+    zip unzip p7zip-full
     libgtest-dev libgmock-dev libbenchmark-dev
 )
 

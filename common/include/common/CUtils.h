@@ -70,6 +70,11 @@ public:
     static void SetModulePathOverride(const WString& path);
     // Microseconds since 1 January 1601 UTC, from the platform hooks' clock if one is set.
     static uint64_t GetTimeMicroseconds();
+    // Extracts every file member of the archive into `targetDirectory` (emptied first with
+    // `cleanTarget`). Defined with the ZIP library, which a caller links. Archive and member
+    // failures throw OVException; a folder that cannot be made is logged and gives false.
+    static bool UnzipFile(const WString& archivePath, const WString& targetDirectory,
+                          bool cleanTarget);
     // A blocking alert with an OK button. `flags`: 2 adds the information icon, 8 the warning
     // icon; other bits add nothing.
     static void ShowMessageBox(void* owner, WString caption, WString text, uint32_t flags);

@@ -1,0 +1,1 @@
+// ZipTestSupport.cpp: in progress.

@@ -1,0 +1,2 @@
+// orvzip.cpp: in progress.
+int main() { return 2; }

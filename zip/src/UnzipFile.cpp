@@ -1,0 +1,1 @@
+// UnzipFile.cpp: in progress.

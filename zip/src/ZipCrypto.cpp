@@ -1,0 +1,1 @@
+// ZipCrypto.cpp: in progress.

@@ -1,0 +1,1 @@
+// ZipDirectory.cpp: in progress.

@@ -1,0 +1,1 @@
+// ZipDirectoryIterator.cpp: in progress.

@@ -1,0 +1,1 @@
+// ZipFile.cpp: in progress.

@@ -1,0 +1,1 @@
+// ZipMemberInputStream.cpp: in progress.

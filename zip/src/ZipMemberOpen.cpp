@@ -1,0 +1,1 @@
+// ZipMemberOpen.cpp: in progress.

@@ -1,0 +1,1 @@
+// ZipMemberOutputStream.cpp: in progress.

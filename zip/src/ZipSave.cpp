@@ -1,0 +1,1 @@
+// ZipSave.cpp: in progress.
