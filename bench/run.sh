@@ -13,3 +13,4 @@ for bench in bench_logging bench_hash bench_transform; do
 done
 
 python3 bench/report.py "$results"
+bench/zip/run-extract.sh

@@ -64,7 +64,12 @@ FilterInputStream::FilterInputStream(InputStream& source) : source(&source) {}
 
 FilterInputStream::~FilterInputStream() { FilterInputStream::close(); }
 
-void FilterInputStream::close() { source->close(); }
+void FilterInputStream::close() {
+    // A chain closes what it owns. A borrowed source stays open for its owner: the archive's
+    // stream outlives each member read through a window on it.
+    if (ownedSource)
+        ownedSource->close();
+}
 
 FilterOutputStream::FilterOutputStream(std::unique_ptr<OutputStream> sink)
     : sink(sink.get()), ownedSink(std::move(sink)) {}

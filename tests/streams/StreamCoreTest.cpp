@@ -349,21 +349,39 @@ TEST(PartialInputStream, OwningFormClosesAndDestroysTheSource) {
     EXPECT_TRUE(destroyed);
 }
 
-TEST(PartialInputStream, BorrowingFormClosesButLeavesTheSource) {
+TEST(PartialInputStream, BorrowingFormLeavesTheSourceOpenAndAlive) {
     bool destroyed = false;
     MemoryInputStream source(Pattern(10));
     source.destroyed = &destroyed;
     { PartialInputStream window(source, 4, 2); }
     EXPECT_FALSE(destroyed);
-    EXPECT_EQ(source.closeCalls, 1);
+    EXPECT_EQ(source.closeCalls, 0);
     source.destroyed = nullptr;
 }
 
-TEST(PartialInputStream, CloseForwardsToTheSource) {
+TEST(PartialInputStream, CloseForwardsToAnOwnedSource) {
+    auto owned = std::make_unique<MemoryInputStream>(Pattern(10));
+    MemoryInputStream& source = *owned;
+    PartialInputStream window(std::move(owned), 4, 2);
+    window.close();
+    EXPECT_EQ(source.closeCalls, 1);
+}
+
+TEST(PartialInputStream, CloseLeavesABorrowedSourceOpen) {
     MemoryInputStream source(Pattern(10));
     PartialInputStream window(source, 4, 2);
     window.close();
-    EXPECT_EQ(source.closeCalls, 1);
+    EXPECT_EQ(source.closeCalls, 0);
+}
+
+TEST(FilterInputStream, ClosingAnOwnedChainStopsAtABorrowedSource) {
+    MemoryInputStream archive(Pattern(10));
+    {
+        auto window = std::make_unique<PartialInputStream>(archive, 4, 2);
+        PartialInputStream outer(std::move(window), 2, 0);
+        outer.close();
+    }
+    EXPECT_EQ(archive.closeCalls, 0);
 }
 
 TEST(PartialInputStream, SkipPastTheEndStopsAtTheEnd) {

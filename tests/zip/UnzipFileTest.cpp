@@ -1,1 +1,312 @@
+// UnzipFileTest.cpp: CUtils::UnzipFile: where members land, what happens to an existing target,
+// which members are refused or left out, and that a failing member never leaves part of a file.
+#include "ZipTestSupport.h"
+#include "common/CUtils.h"
+#include "common/Logger.h"
+#include "common/OVException.h"
+#include "zip/ZipCrypto.h"
+
+#include <algorithm>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+using ziptest::Narrow;
+using ziptest::ReadFileBytes;
+using ziptest::RunCommand;
+using ziptest::RunPython;
+using ziptest::TempFolder;
+using ziptest::Wide;
+using ziptest::WriteFileBytes;
+
+namespace {
+
+// Every regular file below `root`, by its path relative to `root`, with its bytes.
+std::map<std::string, std::string> FilesBelow(const std::string& root) {
+    std::map<std::string, std::string> files;
+    if (!fs::is_directory(root))
+        return files;
+    for (const auto& item : fs::recursive_directory_iterator(root)) {
+        if (item.is_regular_file())
+            files[fs::relative(item.path(), root).string()] = ReadFileBytes(item.path().string());
+    }
+    return files;
+}
+
+// Names directly in `folder`, sorted.
+std::vector<std::string> NamesIn(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& item : fs::directory_iterator(folder))
+        names.push_back(item.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// Keeps the log file of these tests in a temporary folder, and gives what the console sink (which
+// takes the error entries) received since construction.
+class LogWatch {
+public:
+    LogWatch() : start(Buffer().size()) {
+        CUtils::SetModulePathOverride(Wide(folder.At("module")));
+    }
+    ~LogWatch() { CUtils::SetModulePathOverride(u""); }
+    LogWatch(const LogWatch&) = delete;
+    LogWatch& operator=(const LogWatch&) = delete;
+
+    std::string Since() const {
+        const WString now = Buffer();
+        return Narrow(now.size() >= start ? now.substr(start) : now);
+    }
+
+private:
+    static WString Buffer() {
+        Logger* logger = Logger::Instance();
+        return logger != nullptr ? logger->GetConsoleBuffer() : WString();
+    }
+
+    TempFolder folder;
+    size_t start;
+};
+
+// An archive written by python3's zipfile with `members` (name, data) as given, names untouched.
+void MakeArchive(const std::string& path,
+                 const std::vector<std::pair<std::string, std::string>>& members,
+                 bool deflate = true) {
+    std::string script = "with zipfile.ZipFile(path, 'w', zipfile.ZIP_" +
+                         std::string(deflate ? "DEFLATED" : "STORED") + ") as z:\n";
+    for (const auto& [name, data] : members) {
+        script += "    z.writestr(zipfile.ZipInfo(bytes.fromhex('";
+        for (unsigned char c : name) {
+            static const char hex[] = "0123456789abcdef";
+            script += hex[c >> 4];
+            script += hex[c & 0xF];
+        }
+        script += "').decode('utf-8')), " + std::string("'") + data + "')\n";
+    }
+    ASSERT_TRUE(RunPython(script, path)) << script;
+}
+
+class UnzipFileTest : public ::testing::Test {
+protected:
+    TempFolder temp;
+    LogWatch log;
+};
+
+TEST_F(UnzipFileTest, ExtractsFilesAndFoldersIntoTheTarget) {
+    const std::string archive = temp.At("a.zip");
+    MakeArchive(archive, {{"a.txt", "alpha"}, {"sub/b.txt", "beta"}, {"sub/deep/c.txt", "gamma"}});
+    EXPECT_TRUE(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false));
+    const std::map<std::string, std::string> expected = {
+        {"a.txt", "alpha"}, {"sub/b.txt", "beta"}, {"sub/deep/c.txt", "gamma"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
+}
+
+TEST_F(UnzipFileTest, TargetEndingInBackslashGetsNoSecondSeparator) {
+    const std::string archive = temp.At("a.zip");
+    MakeArchive(archive, {{"a.txt", "alpha"}, {"blocked/x.txt", "never"}});
+    // A file where the member's folder should be makes the member's path appear in the log.
+    fs::create_directories(temp.At("out"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/blocked"), "a file"));
+    EXPECT_TRUE(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out\\")), false));
+    EXPECT_EQ(ReadFileBytes(temp.At("out/a.txt")), "alpha");
+    EXPECT_EQ(NamesIn(temp.Path()), (std::vector<std::string>{"a.zip", "out"}));
+    EXPECT_FALSE(fs::exists(temp.At("out\\")));
+    const std::string logged = log.Since();
+    EXPECT_NE(logged.find("failed to create target directory: " + temp.At("out/blocked/x.tx")),
+              std::string::npos)
+        << logged;
+    EXPECT_EQ(logged.find("out//"), std::string::npos) << logged;
+    EXPECT_EQ(logged.find("out\\"), std::string::npos) << logged;
+}
+
+TEST_F(UnzipFileTest, OnlyDirectoriesArchiveGivesAnExistingEmptyTargetAndTrue) {
+    const std::string archive = temp.At("a.zip");
+    MakeArchive(archive, {{"d1/", ""}, {"d1/d2/", ""}, {"d3/", ""}});
+    EXPECT_TRUE(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out/new")), false));
+    ASSERT_TRUE(fs::is_directory(temp.At("out/new")));
+    EXPECT_TRUE(fs::is_empty(temp.At("out/new")));
+}
+
+TEST_F(UnzipFileTest, NameOf257BytesIsLeftOutWithoutAMessage) {
+    const std::string archive = temp.At("a.zip");
+    const std::string kept = "d/" + std::string(254, 'k');     // 256 bytes
+    const std::string dropped = "d/" + std::string(255, 'y');  // 257 bytes
+    MakeArchive(archive, {{"ok.txt", "fine"}, {kept, "kept"}, {dropped, "dropped"}});
+    EXPECT_TRUE(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false));
+    const std::map<std::string, std::string> expected = {{"ok.txt", "fine"}, {kept, "kept"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
+    EXPECT_EQ(log.Since(), "");
+}
+
+TEST_F(UnzipFileTest, WithoutCleanTargetAnExistingTreeIsMergedAndOverwritten) {
+    const std::string archive = temp.At("a.zip");
+    MakeArchive(archive, {{"a.txt", "new a"}, {"sub/new.txt", "new"}});
+    fs::create_directories(temp.At("out/sub"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/a.txt"), "old a, longer than the new one"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/keep.txt"), "kept"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/sub/old.txt"), "old"));
+    EXPECT_TRUE(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false));
+    const std::map<std::string, std::string> expected = {
+        {"a.txt", "new a"}, {"keep.txt", "kept"}, {"sub/new.txt", "new"}, {"sub/old.txt", "old"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
+}
+
+TEST_F(UnzipFileTest, CleanTargetRemovesTheOldContentsFirst) {
+    const std::string archive = temp.At("a.zip");
+    MakeArchive(archive, {{"a.txt", "new a"}, {"sub/new.txt", "new"}});
+    fs::create_directories(temp.At("out/sub/deeper"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/keep.txt"), "old"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/sub/deeper/old.txt"), "old"));
+    EXPECT_TRUE(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), true));
+    const std::map<std::string, std::string> expected = {{"a.txt", "new a"},
+                                                         {"sub/new.txt", "new"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
+    EXPECT_FALSE(fs::exists(temp.At("out/sub/deeper")));
+}
+
+TEST_F(UnzipFileTest, BrokenArchiveThrowsBeforeCleanTargetTouchesTheTarget) {
+    const std::string archive = temp.At("broken.zip");
+    ASSERT_TRUE(WriteFileBytes(archive, "PK this is no archive at all"));
+    fs::create_directories(temp.At("out"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/keep.txt"), "kept"));
+    EXPECT_THROW(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), true), OVException);
+    EXPECT_EQ(ReadFileBytes(temp.At("out/keep.txt")), "kept");
+}
+
+TEST_F(UnzipFileTest, MissingArchiveThrows) {
+    EXPECT_THROW(CUtils::UnzipFile(Wide(temp.At("missing.zip")), Wide(temp.At("out")), false),
+                 OVException);
+    EXPECT_FALSE(fs::exists(temp.At("out")));
+}
+
+// One refused member beside a good one: the good one is written, the refused one nowhere, and
+// the refusal is logged with the member's name.
+void ExpectRefused(const TempFolder& temp, const LogWatch& log, const std::string& name) {
+    const std::string archive = temp.At("a.zip");
+    MakeArchive(archive, {{"good.txt", "good"}, {name, "evil"}});
+    const std::vector<std::string> before = NamesIn(temp.Path());
+    EXPECT_TRUE(CUtils::UnzipFile(Wide(archive), Wide(temp.At("box/out")), false));
+    const std::map<std::string, std::string> expected = {{"good.txt", "good"}};
+    EXPECT_EQ(FilesBelow(temp.At("box/out")), expected) << name;
+    EXPECT_EQ(FilesBelow(temp.At("box")).size(), 1u) << name;
+    std::vector<std::string> after = NamesIn(temp.Path());
+    after.erase(std::remove(after.begin(), after.end(), "box"), after.end());
+    EXPECT_EQ(after, before) << name;
+    // The console sink keeps each line without its last character.
+    EXPECT_NE(log.Since().find("refused a member outside the target directory: " +
+                               name.substr(0, name.size() - 1)),
+              std::string::npos)
+        << log.Since();
+}
+
+TEST_F(UnzipFileTest, ParentStepMemberIsRefusedAndLogged) {
+    ExpectRefused(temp, log, "../evil.txt");
+}
+
+TEST_F(UnzipFileTest, ParentStepInsideTheMemberPathIsRefused) {
+    ExpectRefused(temp, log, "sub/../../evil.txt");
+}
+
+TEST_F(UnzipFileTest, ParentStepBetweenBackslashesIsRefused) {
+    ExpectRefused(temp, log, "sub\\..\\..\\evil.txt");
+}
+
+TEST_F(UnzipFileTest, AbsoluteMemberIsRefused) {
+    ExpectRefused(temp, log, temp.At("evil.txt"));
+    EXPECT_FALSE(fs::exists(temp.At("evil.txt")));
+}
+
+TEST_F(UnzipFileTest, DrivePrefixedMemberIsRefused) { ExpectRefused(temp, log, "C:/evil.txt"); }
+
+TEST_F(UnzipFileTest, DriveRelativeMemberIsRefused) { ExpectRefused(temp, log, "C:evil.txt"); }
+
+TEST_F(UnzipFileTest, BackslashRootedMemberIsRefused) { ExpectRefused(temp, log, "\\evil.txt"); }
+
+TEST_F(UnzipFileTest, NamesThatOnlyContainDotsAreExtracted) {
+    const std::string archive = temp.At("a.zip");
+    MakeArchive(archive, {{"..hidden", "1"}, {"a..b/c...txt", "2"}, {"./d.txt", "3"}});
+    EXPECT_TRUE(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false));
+    const std::map<std::string, std::string> expected = {
+        {"..hidden", "1"}, {"a..b/c...txt", "2"}, {"d.txt", "3"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
+    EXPECT_EQ(log.Since(), "");
+}
+
+// Flips one byte of `needle`'s first appearance in the archive.
+void CorruptData(const std::string& archive, const std::string& needle) {
+    std::string bytes = ReadFileBytes(archive);
+    const size_t at = bytes.find(needle);
+    ASSERT_NE(at, std::string::npos);
+    bytes[at + needle.size() / 2] ^= 0x20;
+    ASSERT_TRUE(WriteFileBytes(archive, bytes));
+}
+
+TEST_F(UnzipFileTest, CorruptedStoredMemberLeavesTheOldFileAndNoPartialFile) {
+    const std::string archive = temp.At("a.zip");
+    const std::string payload(4000, 'p');
+    MakeArchive(archive, {{"a.txt", "first"}, {"b.txt", payload}}, false);
+    CorruptData(archive, payload);
+    fs::create_directories(temp.At("out"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/b.txt"), "old b"));
+    EXPECT_THROW(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false), OVException);
+    // The earlier member stays; the failing one neither replaced the old file nor left a part.
+    const std::map<std::string, std::string> expected = {{"a.txt", "first"}, {"b.txt", "old b"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
+}
+
+TEST_F(UnzipFileTest, CorruptedAesMemberFailsAuthenticationAndLeavesNoFileUnderItsName) {
+    const std::string source = temp.At("src");
+    fs::create_directories(source);
+    std::string payload;
+    for (int i = 0; i < 3000; ++i)
+        payload += std::to_string(i * 7919 % 10007) + ",";
+    ASSERT_TRUE(WriteFileBytes(source + "/a.txt", "first"));
+    ASSERT_TRUE(WriteFileBytes(source + "/b.txt", payload));
+    const std::string archive = temp.At("aes.zip");
+    ASSERT_EQ(RunCommand("cd '" + source + "' && 7z a -tzip -mem=AES256 -mx=0 '-p" +
+                         Narrow(kZipDefaultPassword) + "' '" + archive + "' a.txt b.txt"),
+              0);
+    // Stored and encrypted: the middle of the file is the middle of b.txt's cipher text.
+    std::string bytes = ReadFileBytes(archive);
+    const size_t middle = bytes.size() - 3000;
+    bytes[middle] ^= 0x01;
+    ASSERT_TRUE(WriteFileBytes(archive, bytes));
+    try {
+        CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false);
+        ADD_FAILURE() << "no exception";
+    } catch (const OVException& failure) {
+        EXPECT_EQ(failure.GetCode(), -1380003) << failure.what();
+    }
+    const std::map<std::string, std::string> expected = {{"a.txt", "first"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
+}
+
+TEST_F(UnzipFileTest, EncryptedMembersAreReadWithTheBuiltInPassword) {
+    const std::string source = temp.At("src");
+    fs::create_directories(source + "/sub");
+    ASSERT_TRUE(WriteFileBytes(source + "/a.txt", "secret a"));
+    ASSERT_TRUE(WriteFileBytes(source + "/sub/b.txt", std::string(10000, 'b')));
+    const std::string archive = temp.At("aes.zip");
+    ASSERT_EQ(RunCommand("cd '" + source + "' && 7z a -tzip -mem=AES256 '-p" +
+                         Narrow(kZipDefaultPassword) + "' '" + archive + "' a.txt sub"),
+              0);
+    EXPECT_TRUE(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false));
+    EXPECT_EQ(FilesBelow(temp.At("out")), FilesBelow(source));
+}
+
+TEST_F(UnzipFileTest, WrongPasswordThrowsAndWritesNothingUnderTheName) {
+    const std::string source = temp.At("src");
+    fs::create_directories(source);
+    ASSERT_TRUE(WriteFileBytes(source + "/a.txt", "secret a"));
+    const std::string archive = temp.At("aes.zip");
+    ASSERT_EQ(RunCommand("cd '" + source + "' && 7z a -tzip -mem=AES256 -pnot-the-default '" +
+                         archive + "' a.txt"),
+              0);
+    EXPECT_THROW(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false), OVException);
+    EXPECT_TRUE(FilesBelow(temp.At("out")).empty());
+}
+
+}  // namespace

@@ -1,1 +1,207 @@
-// UnzipFile.cpp: in progress.
+// UnzipFile.cpp: extracts a whole archive into a folder, for the update path and the orvzip tool.
+//
+// Each file member goes to a temporary file beside its place and is renamed into place only once
+// it was read to the end and checked, so an old file is never replaced by part of a new one.
+// Members whose path would leave the target folder are logged and passed over.
+#include "common/CUtils.h"
+#include "common/Logger.h"
+#include "common/OVException.h"
+#include "streams/FileStreams.h"
+#include "streams/Hash.h"
+#include "zip/Unzip.h"
+#include "zip/ZipFile.h"
+#include "zip/ZipMemberStreams.h"
+
+#include <memory>
+#include <source_location>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr char16_t kPartSuffix[] = u".orvpart";
+
+bool LogUnzip(bool isError, const FormattedMessage& message,
+              std::source_location where = std::source_location::current()) {
+    return LogMessage(isError, "src/utils", static_cast<int32_t>(where.line()), "CUtils::UnzipFile",
+                      message);
+}
+
+// Every separator ("/" or "\") as the platform writes it: on Linux a "\" would otherwise name a
+// file beside the target instead of one inside it.
+WString WithPlatformSeparators(WString path) {
+    const char16_t separator = CUtils::GetPathSeparator()[0];
+    for (char16_t& c : path) {
+        if (CUtils::IsPathSeparator(c))
+            c = separator;
+    }
+    return path;
+}
+
+bool IsAsciiLetter(char16_t c) { return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z'); }
+
+// True when the member path stays inside the folder it is extracted into: no leading separator,
+// no drive prefix such as "C:", and no ".." step between separators of either kind.
+bool IsContainedMemberPath(const WString& memberPath) {
+    if (memberPath.empty())
+        return true;
+    if (CUtils::IsPathSeparator(memberPath[0]))
+        return false;
+    if (memberPath.size() >= 2 && IsAsciiLetter(memberPath[0]) && memberPath[1] == u':')
+        return false;
+    size_t start = 0;
+    while (start <= memberPath.size()) {
+        size_t end = start;
+        while (end < memberPath.size() && !CUtils::IsPathSeparator(memberPath[end]))
+            ++end;
+        if (memberPath.compare(start, end - start, u"..") == 0)
+            return false;
+        start = end + 1;
+    }
+    return true;
+}
+
+// The temporary file beside `outputPath`: its name with ".orvpart" behind it, or, where that
+// would pass the longest name a folder takes, a short random name with the same ending.
+WString PartPathOf(const WString& outputPath) {
+    constexpr size_t kLongestName = 255;
+    const size_t nameStart = outputPath.find_last_of(CUtils::GetPathSeparator()) + 1;
+    const std::string name = CUtils::WstringToStringUTF8(outputPath.substr(nameStart));
+    if (name.size() + std::char_traits<char16_t>::length(kPartSuffix) <= kLongestName)
+        return outputPath + kPartSuffix;
+    return outputPath.substr(0, nameStart) + CUtils::RandomWstring(16, 62) + kPartSuffix;
+}
+
+void AppendSeparatorIfMissing(WString& path) {
+    if (path.empty() || !CUtils::IsPathSeparator(path.back()))
+        path += CUtils::GetPathSeparator();
+}
+
+// Passes the member's bytes to the file and keeps their count and CRC for the check at the end.
+class CheckedOutputStream : public FilterOutputStream {
+public:
+    explicit CheckedOutputStream(OutputStream& sink) : FilterOutputStream(sink) {}
+
+    void write(const uint8_t* buffer, int64_t length) override {
+        sink->write(buffer, length);
+        crc.update(buffer, length);
+        count += static_cast<uint64_t>(length);
+    }
+    using OutputStream::write;
+
+    uint64_t getCount() const { return count; }
+    uint32_t getCrc() const { return crc.result(); }
+
+private:
+    Crc32 crc;
+    uint64_t count = 0;
+};
+
+bool IsAesKind(uint16_t flags) {
+    const uint16_t kind = flags & kZipKindMask;
+    return kind == kZipAes128 || kind == kZipAes192 || kind == kZipAes256;
+}
+
+// Reads member `entry` to its end into `partPath`. The reader checks what the member promises;
+// the length and, where the archive keeps one, the CRC are checked here as well, since the reader
+// leaves plain members unchecked and a cut or altered member must not take a file's place.
+void WriteMember(ZipFile& zip, const ZipDirectoryEntry& entry, const WString& partPath) {
+    uint64_t expectedSize = 0;
+    // An archive read from a stream has no file for a reader of its own.
+    const bool standalone = zip.getPath() != ZipFile::kStreamPath;
+    std::unique_ptr<InputStream> member =
+        zip.openMember(entry.memberIndex, &expectedSize, standalone);
+    FileOutputStream file(partPath, FileOutputStream::kCreate);
+    CheckedOutputStream checked(file);
+    member->transfer(checked, -1);
+    member.reset();
+    file.close();
+    if (checked.getCount() != expectedSize)
+        throw OVException(kZipVerificationFailed, "Member length differs from the directory");
+    // AES members in the AE-2 layout carry CRC 0 and are checked by their authentication code.
+    const ZipMemberInfo& info = zip.getMembers().at(static_cast<size_t>(entry.memberIndex));
+    const bool crcKept = !(IsAesKind(info.flags) && entry.crc == 0);
+    if (crcKept && checked.getCrc() != entry.crc)
+        throw OVException(kZipVerificationFailed, "Verification failed");
+}
+
+}  // namespace
+
+bool UnzipArchive(ZipFile& zip, const WString& targetDirectory, bool cleanTarget,
+                  std::vector<WString>* passedOver) {
+    const WString target = WithPlatformSeparators(targetDirectory);
+    if (cleanTarget && !CUtils::RemoveDirectoryOV(target, true, true, false)) {
+        const MessageArg folder(&target);
+        LogUnzip(true, FormattedMessage("CUtils::UnzipFile failed to remove target directory: {0}",
+                                        folder));
+        return false;
+    }
+    // CreateDirectories reports true even when a folder could not be made; the folder is looked
+    // at, so that a failure is reported here rather than at the first file.
+    if (!CUtils::CreateDirectories(target, false) || !CUtils::IsDirectory(target)) {
+        const MessageArg folder(&target);
+        LogUnzip(true, FormattedMessage("CUtils::UnzipFile failed to create target directory: {0}",
+                                        folder));
+        return false;
+    }
+
+    ZipDirectoryIterator walk(zip, u"", ZipDirectoryIterator::kFiles);
+    ZipDirectoryEntry entry;
+    while (walk.next(entry)) {
+        const WString memberPath = entry.path + entry.name;
+        if (!IsContainedMemberPath(memberPath)) {
+            const MessageArg name(&memberPath);
+            // The message keeps a pointer to its format: both live on this frame.
+            const FormatText format(
+                "CUtils::UnzipFile refused a member outside the target directory: {0}");
+            const FormattedMessage message(format, name);
+            LogUnzip(true, message);
+            if (passedOver != nullptr)
+                passedOver->push_back(FormatWide(message));
+            continue;
+        }
+
+        WString outputPath = target;
+        AppendSeparatorIfMissing(outputPath);
+        outputPath += WithPlatformSeparators(entry.path);
+        if (!entry.path.empty())
+            AppendSeparatorIfMissing(outputPath);
+        outputPath += WithPlatformSeparators(entry.name);
+
+        CUtils::CreateDirectories(outputPath, true);
+        const WString parent =
+            outputPath.substr(0, outputPath.find_last_of(CUtils::GetPathSeparator()) + 1);
+        if (!CUtils::IsDirectory(parent)) {
+            const MessageArg path(&outputPath);
+            const FormatText format("CUtils::UnzipFile failed to create target directory: {0}");
+            const FormattedMessage message(format, path);
+            LogUnzip(true, message);
+            if (passedOver != nullptr)
+                passedOver->push_back(FormatWide(message));
+            continue;
+        }
+
+        const WString partPath = PartPathOf(outputPath);
+        try {
+            WriteMember(zip, entry, partPath);
+        } catch (...) {
+            if (CUtils::FileExists(partPath))
+                CUtils::DeleteFileOV(partPath);
+            throw;
+        }
+        if (!CUtils::RenameFileOV(partPath, outputPath, true)) {
+            if (CUtils::FileExists(partPath))
+                CUtils::DeleteFileOV(partPath);
+            throw OVException("CUtils::UnzipFile failed to put a member in place: " +
+                              CUtils::WstringToStringUTF8(outputPath));
+        }
+    }
+    return true;
+}
+
+bool CUtils::UnzipFile(const WString& archivePath, const WString& targetDirectory,
+                       bool cleanTarget) {
+    // A broken archive throws out of the constructor before the target is touched.
+    ZipFile zip(archivePath, nullptr, false, false, false);
+    return UnzipArchive(zip, targetDirectory, cleanTarget);
+}

@@ -1,1 +1,301 @@
-// ZipMemberInputStream.cpp: in progress.
+// ZipMemberInputStream.cpp: the reader of one member: builds the chain from the raw window to
+// plain bytes (AES or PKWARE decryption, inflate, CRC) and checks what the member promises when its
+// last byte goes out.
+#include "common/CUtils.h"
+#include "common/OVException.h"
+#include "streams/MemoryStreams.h"
+#include "zip/ZipCrypto.h"
+#include "zip/ZipMemberStreams.h"
+
+#include <algorithm>
+#include <cstring>
+#include <mbedtls/platform_util.h>
+
+namespace {
+
+constexpr int32_t kPkwareHeaderLength = 12;
+
+void forget(WString& password) {
+    mbedtls_platform_zeroize(password.data(), password.size() * sizeof(char16_t));
+    password.clear();
+}
+
+// Key material on the stack, zeroed however the scope is left.
+struct WipedBytes {
+    uint8_t bytes[kZipAesDerivedLength] = {};
+    ~WipedBytes() { mbedtls_platform_zeroize(bytes, sizeof(bytes)); }
+};
+
+// Reads until `length` bytes came or the source has nothing more; gives the count.
+int64_t readFully(InputStream& source, uint8_t* buffer, int64_t length) {
+    int64_t total = 0;
+    while (total < length) {
+        const int64_t got = source.read(buffer + total, length - total);
+        if (got <= 0)
+            break;
+        total += got;
+    }
+    return total;
+}
+
+// Gives the already read PKWARE header again before the rest of its source, so that the header
+// can be tested against each offered password before the decrypting stream is built.
+class ReplayInputStream : public FilterInputStream {
+public:
+    ReplayInputStream(std::unique_ptr<InputStream> source, const uint8_t* bytes, size_t length)
+        : FilterInputStream(std::move(source)), held(bytes, bytes + length) {}
+
+    int64_t read(uint8_t* buffer, int64_t length) override {
+        if (next < held.size() && length > 0) {
+            const size_t count = std::min(held.size() - next, static_cast<size_t>(length));
+            std::memcpy(buffer, held.data() + next, count);
+            next += count;
+            return static_cast<int64_t>(count);
+        }
+        return source->read(buffer, length);
+    }
+    using InputStream::read;
+
+    // The rewound source holds the header itself.
+    void reset() override {
+        source->reset();
+        next = held.size();
+    }
+
+private:
+    ByteBuffer held;
+    size_t next = 0;
+};
+
+}  // namespace
+
+struct ZipFileMemberDataInputStream::Chain {
+    // The transformations are borrowed by the streams of `top`, so they are declared first and
+    // outlive them.
+    std::unique_ptr<RijndaelTransformation> aes;
+    std::unique_ptr<ZlibTransformation> zlib;
+    std::unique_ptr<InputStream> top;
+    // Views into the chain that `top` owns.
+    InputStream* source = nullptr;
+    SuffixInputStream* suffix = nullptr;
+    HashInputStream* authentication = nullptr;
+    PkwareDecryptingInputStream* pkware = nullptr;
+    HashInputStream* checksummed = nullptr;
+    uint8_t salt[kZipAesSaltLength] = {};
+    uint8_t passwordCheck[kZipAesCheckLength] = {};
+    bool mayRetry = false;
+    bool confirmPending = false;  // a PKWARE password is confirmed only by a passed verification
+    WString password;
+
+    ~Chain() {
+        forget(password);
+        mbedtls_platform_zeroize(salt, sizeof(salt));
+    }
+};
+
+namespace {
+
+bool isAes(int32_t kind) { return kind >= kZipAes128 && kind <= kZipAes256; }
+
+WString memberName(const ZipMemberDescriptor& descriptor) {
+    if (descriptor.zip == nullptr || descriptor.index >= descriptor.zip->getMembers().size())
+        return WString();
+    return descriptor.zip->getMemberPath(descriptor.index);
+}
+
+// Asks the provider for the password; throws for the statuses that give none.
+void fetchPassword(const ZipMemberDescriptor& descriptor, WString& password, bool& mayRetry) {
+    forget(password);
+    int32_t status = MZipDataSecurityProvider::kPasswordNone;
+    if (descriptor.zip != nullptr)
+        status = descriptor.zip->getPassword(*descriptor.zip, memberName(descriptor),
+                                             descriptor.index, false, password);
+    if (status == MZipDataSecurityProvider::kPasswordTooLong) {
+        forget(password);
+        throw OVException(kZipPasswordTooLong, "Password is too long");
+    }
+    if (status != MZipDataSecurityProvider::kPasswordOnce &&
+        status != MZipDataSecurityProvider::kPasswordAskAgain) {
+        forget(password);
+        throw OVException(kZipPasswordNotSupplied, "Password not supplied");
+    }
+    mayRetry = status == MZipDataSecurityProvider::kPasswordAskAgain;
+}
+
+// After a wrong password: gives up unless the provider may be asked again, and never past the
+// limit, so that a provider that keeps offering the same wrong answer cannot hold the reader.
+void rejectPassword(WString& password, bool mayRetry, int32_t attempt) {
+    if (!mayRetry || attempt >= kZipPasswordAttempts) {
+        forget(password);
+        throw OVException(kZipInvalidPassword, "Invalid password");
+    }
+}
+
+void confirm(const ZipMemberDescriptor& descriptor, WString& password) {
+    if (descriptor.zip != nullptr)
+        descriptor.zip->confirmPassword(*descriptor.zip, memberName(descriptor), password);
+    forget(password);
+}
+
+void readAesHeader(InputStream& source, uint8_t* salt, uint8_t* check) {
+    if (readFully(source, salt, kZipAesSaltLength) != kZipAesSaltLength ||
+        readFully(source, check, kZipAesCheckLength) != kZipAesCheckLength)
+        throw OVException("Failed to read AES encryption headers");
+}
+
+void readPkwareHeader(PkwareDecryptingInputStream& stream, uint8_t* header) {
+    if (readFully(stream, header, kPkwareHeaderLength) != kPkwareHeaderLength)
+        throw OVException("Failed to read PKWARE encryption header");
+}
+
+}  // namespace
+
+ZipFileMemberDataInputStream::ZipFileMemberDataInputStream(std::unique_ptr<InputStream> source,
+                                                           const ZipMemberDescriptor& descriptor,
+                                                           int32_t kind, bool hasCrc,
+                                                           uint32_t expectedCrc,
+                                                           uint8_t pkwareCheck)
+    : chain(std::make_unique<Chain>()), descriptor(descriptor), kind(kind), hasCrc(hasCrc),
+      expectedCrc(expectedCrc) {
+    if (!source)
+        throw OVException("Source stream is requied");
+    Chain& c = *chain;
+    c.source = source.get();
+    std::unique_ptr<InputStream> current = std::move(source);
+    if (isAes(kind))
+        readAesHeader(*current, c.salt, c.passwordCheck);
+
+    if (kind == kZipPkware) {
+        uint8_t raw[kPkwareHeaderLength];
+        if (readFully(*current, raw, kPkwareHeaderLength) != kPkwareHeaderLength)
+            throw OVException("Failed to read PKWARE encryption header");
+        for (int32_t attempt = 1;; ++attempt) {
+            fetchPassword(descriptor, c.password, c.mayRetry);
+            uint8_t last = 0;
+            {
+                PkwareDecryptingInputStream probe(
+                    std::make_unique<MemoryInputStream>(ByteBuffer(raw, raw + kPkwareHeaderLength)),
+                    c.password);
+                uint8_t header[kPkwareHeaderLength];
+                readPkwareHeader(probe, header);
+                last = header[kPkwareHeaderLength - 1];
+                mbedtls_platform_zeroize(header, sizeof(header));
+            }
+            if (last == pkwareCheck)
+                break;
+            rejectPassword(c.password, c.mayRetry, attempt);
+        }
+        auto decrypting = std::make_unique<PkwareDecryptingInputStream>(
+            std::make_unique<ReplayInputStream>(std::move(current), raw, kPkwareHeaderLength),
+            c.password);
+        c.pkware = decrypting.get();
+        c.confirmPending = true;
+        current = std::move(decrypting);
+    } else if (isAes(kind)) {
+        auto suffix = std::make_unique<SuffixInputStream>(std::move(current), kZipAesCodeLength);
+        c.suffix = suffix.get();
+        WipedBytes derived;
+        for (int32_t attempt = 1;; ++attempt) {
+            fetchPassword(descriptor, c.password, c.mayRetry);
+            deriveKey(derived.bytes, c.password, c.salt, kZipAesKeyLength / 2, kZipAesIterations,
+                      kZipAesDerivedLength);
+            if (std::memcmp(derived.bytes + 2 * kZipAesKeyLength, c.passwordCheck,
+                            kZipAesCheckLength) == 0)
+                break;
+            mbedtls_platform_zeroize(derived.bytes, sizeof(derived.bytes));
+            rejectPassword(c.password, c.mayRetry, attempt);
+        }
+        auto authentication = std::make_unique<HashInputStream>(
+            std::move(suffix),
+            std::make_unique<HMAC>(std::make_unique<Sha1>(), derived.bytes + kZipAesKeyLength,
+                                   kZipAesKeyLength));
+        c.authentication = authentication.get();
+        c.aes = std::make_unique<RijndaelTransformation>(false, CipherTransformation::kCounter,
+                                                         derived.bytes, kZipAesKeyLength);
+        current = std::make_unique<TransformationInputStream>(std::move(authentication), *c.aes);
+        confirm(descriptor, c.password);
+    } else if (kind != kZipNotEncrypted) {
+        throw OVException("Unsupported encryption algorithm");
+    }
+
+    if (descriptor.method == 8) {
+        c.zlib = std::make_unique<ZlibTransformation>(false, true);
+        current = std::make_unique<TransformationInputStream>(std::move(current), *c.zlib);
+    } else if (descriptor.method != 0) {
+        throw OVException(kZipUnsupportedCompression, "Unsupported compression algorithm");
+    }
+
+    if (hasCrc) {
+        auto checksummed =
+            std::make_unique<HashInputStream>(std::move(current), std::make_unique<Crc32>());
+        c.checksummed = checksummed.get();
+        current = std::move(checksummed);
+    }
+    c.top = std::move(current);
+
+    if (kind == kZipPkware) {
+        // Read past the header below inflate and CRC, which must not see it.
+        uint8_t header[kPkwareHeaderLength];
+        readPkwareHeader(*c.pkware, header);
+    }
+}
+
+ZipFileMemberDataInputStream::~ZipFileMemberDataInputStream() {
+    forget(chain->password);
+    chain->top.reset();
+}
+
+int64_t ZipFileMemberDataInputStream::read(uint8_t* buffer, int64_t length) {
+    const int64_t got = chain->top->read(buffer, length);
+    if (got >= 0)
+        delivered += static_cast<uint64_t>(got);
+    if (got >= 0 && delivered < descriptor.uncompressedSize)
+        return got;
+    if (!verified)
+        verify();
+    else if (delivered > descriptor.uncompressedSize)
+        throw OVException(kZipVerificationFailed, "Already verified and some data available");
+    return got;
+}
+
+void ZipFileMemberDataInputStream::verify() {
+    Chain& c = *chain;
+    if (isAes(kind)) {
+        // Inflate may hand out the last byte before it has consumed the end of its input; the
+        // code covers every encrypted byte, so the rest is hashed before the code is taken.
+        uint8_t scratch[1024];
+        while (c.authentication->read(scratch, sizeof(scratch)) > 0) {
+        }
+        uint8_t code[20];
+        c.authentication->getHash(code, sizeof(code));
+        const uint8_t* suffix = c.suffix->getSuffix(nullptr);
+        const bool matches = std::memcmp(code, suffix, kZipAesCodeLength) == 0;
+        mbedtls_platform_zeroize(code, sizeof(code));
+        if (!matches)
+            throw OVException(kZipAuthenticationFailed, "Authentication failed");
+    }
+    if (hasCrc) {
+        uint8_t value[4];
+        c.checksummed->getHash(value, sizeof(value));
+        if (CUtils::ReadBE32(value) != expectedCrc)
+            throw OVException(kZipVerificationFailed, "Verification failed");
+    }
+    verified = true;
+    if (c.confirmPending) {
+        c.confirmPending = false;
+        confirm(descriptor, c.password);
+    }
+}
+
+void ZipFileMemberDataInputStream::reset() {
+    Chain& c = *chain;
+    delivered = 0;
+    verified = false;
+    c.top->reset();
+    if (isAes(kind))
+        readAesHeader(*c.source, c.salt, c.passwordCheck);
+    if (kind == kZipPkware) {
+        uint8_t header[kPkwareHeaderLength];
+        readPkwareHeader(*c.pkware, header);
+    }
+}

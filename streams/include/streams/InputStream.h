@@ -3,8 +3,8 @@
 // Streams are synchronous and blocking, and report every failure by throwing OVException. A read
 // returns the count of bytes delivered, 0 when nothing could be delivered now, and -1 at the end.
 // Filters are chained by composition: a filter either owns its source (given as a unique_ptr,
-// destroyed with the filter) or borrows it (given as a reference, left to the caller). Destroying
-// the outermost stream of a chain closes and frees everything the chain owns.
+// closed and destroyed with the filter) or borrows it (given as a reference, left open to the
+// caller). Destroying the outermost stream of a chain closes and frees everything it owns.
 #pragma once
 
 #include <cstdint>
@@ -46,9 +46,10 @@ class FilterInputStream : public InputStream {
 public:
     explicit FilterInputStream(std::unique_ptr<InputStream> source);
     explicit FilterInputStream(InputStream& source);
-    // Closes itself (which closes the source), then destroys an owned source.
+    // Closes and destroys an owned source; a borrowed one is left open to its owner.
     ~FilterInputStream() override;
 
+    // Closes an owned source; a borrowed one is its owner's to close.
     void close() override;
 
     InputStream& getSource() { return *source; }

@@ -48,7 +48,12 @@ public:
 
     int64_t read(uint8_t* buffer, int64_t length) override;
     using InputStream::read;
+    // Rewinds the source and starts the keys over from the password.
+    void reset() override;
 
 private:
+    static PkwareKeys keysOf(const WString& password);
+
     PkwareKeys keys;
+    PkwareKeys initialKeys;  // the keys right after the password, for reset
 };

@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# run-fuzzer.sh: builds the ZIP fuzz target with clang (libFuzzer, AddressSanitizer,
+# UndefinedBehaviorSanitizer) in build/fuzz, and fuzzes it from the committed corpus for a while.
+#
+#   tests/fuzz/run-fuzzer.sh [SECONDS] [extra libFuzzer options...]     (default 600 s)
+#
+# New interesting inputs go to build/fuzz/corpus (the committed corpus is only read). Findings
+# are left as build/fuzz/findings/crash-*, leak-*, timeout-*, oom-*; the script exits non-zero
+# when there is one. Replay one with: build/fuzz/tests/fuzz/zip_fuzzer FILE
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+
+seconds=${1:-600}
+shift || true
+
+# clang and its runtime (libFuzzer lives in libclang-rt-14-dev).
+need=()
+command -v clang++ >/dev/null || need+=(clang)
+if ! ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a >/dev/null 2>&1; then
+    need+=(libclang-rt-14-dev)
+fi
+if ((${#need[@]} > 0)); then
+    echo "run-fuzzer.sh: installing ${need[*]}"
+    sudo=()
+    [[ $(id -u) -eq 0 ]] || sudo=(sudo)
+    "${sudo[@]}" apt-get update -q
+    DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -q "${need[@]}"
+fi
+
+build=build/fuzz
+flags="-g -O1 -fno-omit-frame-pointer -fsanitize=fuzzer-no-link,address,undefined"
+flags+=" -fno-sanitize-recover=undefined"
+# clang 14 with libstdc++ has no std::source_location; the shim stands in for it.
+if ! echo '#include <source_location>
+std::source_location l = std::source_location::current();' |
+    clang++ -std=c++20 -x c++ -fsyntax-only - 2>/dev/null; then
+    flags+=" -include $PWD/tests/fuzz/compat/source_location_shim.h"
+fi
+cmake -S . -B "$build" -G Ninja \
+    -DCMAKE_CXX_COMPILER=clang++ \
+    -DCMAKE_BUILD_TYPE=Debug \
+    -DCMAKE_CXX_FLAGS="$flags" \
+    -DCMAKE_EXE_LINKER_FLAGS="-fsanitize=address,undefined" \
+    -DORV_BUILD_FUZZER=ON -DORV_BUILD_BENCHMARKS=OFF >/dev/null
+cmake --build "$build" --target zip_fuzzer
+
+mkdir -p "$build/corpus" "$build/findings"
+fuzzer=$build/tests/fuzz/zip_fuzzer
+# One job: the machine is shared.
+status=0
+"$fuzzer" "$build/corpus" tests/fuzz/corpus/zip \
+    -dict=tests/fuzz/zip.dict \
+    -max_total_time="$seconds" -max_len=65536 -timeout=10 -rss_limit_mb=2048 \
+    -artifact_prefix="$build/findings/" -print_final_stats=1 "$@" || status=$?
+
+findings=$(find "$build/findings" -type f | sort)
+if [[ -n $findings ]]; then
+    echo "run-fuzzer.sh: findings:"
+    echo "$findings"
+    echo "run-fuzzer.sh: minimise with: $fuzzer -minimize_crash=1 -runs=10000 FILE"
+    exit 1
+fi
+exit "$status"
