@@ -13,6 +13,7 @@
 #include <vector>
 
 namespace fs = std::filesystem;
+using ziptest::FilesBelow;
 using ziptest::Narrow;
 using ziptest::ReadFileBytes;
 using ziptest::RunCommand;
@@ -31,17 +32,6 @@ std::string Quote(const std::string& text) { return "'" + text + "'"; }
 // Runs orvzip with `arguments` under a time limit; its exit status and all it printed.
 int Orvzip(const std::string& arguments, std::string* output = nullptr) {
     return RunCommand("timeout 20 " + Quote(ORVZIP) + " " + arguments, output);
-}
-
-std::map<std::string, std::string> FilesBelow(const std::string& root) {
-    std::map<std::string, std::string> files;
-    if (!fs::is_directory(root))
-        return files;
-    for (const auto& item : fs::recursive_directory_iterator(root)) {
-        if (item.is_regular_file())
-            files[fs::relative(item.path(), root).string()] = ReadFileBytes(item.path().string());
-    }
-    return files;
 }
 
 // Bytes that deflate can shrink but not to nothing, the same in every run.

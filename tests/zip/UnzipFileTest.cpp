@@ -14,6 +14,7 @@
 #include <vector>
 
 namespace fs = std::filesystem;
+using ziptest::FilesBelow;
 using ziptest::Narrow;
 using ziptest::ReadFileBytes;
 using ziptest::RunCommand;
@@ -23,18 +24,6 @@ using ziptest::Wide;
 using ziptest::WriteFileBytes;
 
 namespace {
-
-// Every regular file below `root`, by its path relative to `root`, with its bytes.
-std::map<std::string, std::string> FilesBelow(const std::string& root) {
-    std::map<std::string, std::string> files;
-    if (!fs::is_directory(root))
-        return files;
-    for (const auto& item : fs::recursive_directory_iterator(root)) {
-        if (item.is_regular_file())
-            files[fs::relative(item.path(), root).string()] = ReadFileBytes(item.path().string());
-    }
-    return files;
-}
 
 // Names directly in `folder`, sorted.
 std::vector<std::string> NamesIn(const std::string& folder) {

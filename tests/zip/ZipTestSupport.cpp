@@ -75,4 +75,16 @@ WString Wide(const std::string& utf8) { return CUtils::StringUTF8ToWstring(utf8)
 
 std::string Narrow(const WString& wide) { return CUtils::WstringToStringUTF8(wide); }
 
+std::map<std::string, std::string> FilesBelow(const std::string& root) {
+    std::map<std::string, std::string> files;
+    if (!std::filesystem::is_directory(root))
+        return files;
+    for (const auto& item : std::filesystem::recursive_directory_iterator(root)) {
+        if (item.is_regular_file())
+            files[std::filesystem::relative(item.path(), root).string()] =
+                ReadFileBytes(item.path().string());
+    }
+    return files;
+}
+
 }  // namespace ziptest

@@ -5,6 +5,7 @@
 #include "common/WideString.h"
 
 #include <cstdint>
+#include <map>
 #include <string>
 
 namespace ziptest {
@@ -38,6 +39,8 @@ bool RunPython(const std::string& script, const std::string& archive,
 
 // The whole file as bytes; empty when it cannot be read.
 std::string ReadFileBytes(const std::string& path);
+// Every regular file below `root`, by its path relative to `root`, with its bytes.
+std::map<std::string, std::string> FilesBelow(const std::string& root);
 // Writes `bytes` as the whole file; true on success.
 bool WriteFileBytes(const std::string& path, const std::string& bytes);
 
