@@ -10,6 +10,7 @@
 #include <vector>
 
 namespace fs = std::filesystem;
+using ziptest::Quote;
 using ziptest::ReadFileBytes;
 using ziptest::RunCommand;
 using ziptest::RunPython;
@@ -18,8 +19,6 @@ using ziptest::Wide;
 using ziptest::WriteFileBytes;
 
 namespace {
-
-std::string Quote(const std::string& text) { return "'" + text + "'"; }
 
 // Three members: deflated, stored, and one stored with Zip64 sizes in its local header; with
 // `zip64End` the limits of zipfile are lowered so that the central records carry Zip64 blocks

@@ -15,6 +15,7 @@
 namespace fs = std::filesystem;
 using ziptest::FilesBelow;
 using ziptest::Narrow;
+using ziptest::Quote;
 using ziptest::ReadFileBytes;
 using ziptest::RunCommand;
 using ziptest::RunPython;
@@ -26,8 +27,6 @@ namespace {
 
 const std::string kUsageLine = "usage: orvzip list ARCHIVE | test ARCHIVE [--password P] | extract "
                                "ARCHIVE DIR [--password P] [--clean]";
-
-std::string Quote(const std::string& text) { return "'" + text + "'"; }
 
 // Runs orvzip with `arguments` under a time limit; its exit status and all it printed.
 int Orvzip(const std::string& arguments, std::string* output = nullptr) {

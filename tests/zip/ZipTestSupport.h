@@ -29,6 +29,8 @@ private:
 
 // Runs `command` through the shell; its exit status, and what it printed (standard output and
 // standard error together) in `output` when given.
+// `text` in single quotes, for a shell command line.
+inline std::string Quote(const std::string& text) { return "'" + text + "'"; }
 int RunCommand(const std::string& command, std::string* output = nullptr);
 
 // Runs a python3 program (ORV_PYTHON3) whose text is `script`; `archive` is its argument,

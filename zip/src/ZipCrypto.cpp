@@ -104,3 +104,10 @@ void PkwareDecryptingInputStream::reset() {
     source->reset();
     keys = initialKeys;
 }
+
+void forgetPassword(WString& password) {
+    mbedtls_platform_zeroize(password.data(), password.size() * sizeof(char16_t));
+    password.clear();
+}
+
+DerivedKeyBytes::~DerivedKeyBytes() { mbedtls_platform_zeroize(bytes, sizeof(bytes)); }

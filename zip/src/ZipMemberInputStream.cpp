@@ -15,17 +15,6 @@ namespace {
 
 constexpr int32_t kPkwareHeaderLength = 12;
 
-void forget(WString& password) {
-    mbedtls_platform_zeroize(password.data(), password.size() * sizeof(char16_t));
-    password.clear();
-}
-
-// Key material on the stack, zeroed however the scope is left.
-struct WipedBytes {
-    uint8_t bytes[kZipAesDerivedLength] = {};
-    ~WipedBytes() { mbedtls_platform_zeroize(bytes, sizeof(bytes)); }
-};
-
 // Reads until `length` bytes came or the source has nothing more; gives the count.
 int64_t readFully(InputStream& source, uint8_t* buffer, int64_t length) {
     int64_t total = 0;
@@ -88,7 +77,7 @@ struct ZipFileMemberDataInputStream::Chain {
     WString password;
 
     ~Chain() {
-        forget(password);
+        forgetPassword(password);
         mbedtls_platform_zeroize(salt, sizeof(salt));
     }
 };
@@ -105,18 +94,18 @@ WString memberName(const ZipMemberDescriptor& descriptor) {
 
 // Asks the provider for the password; throws for the statuses that give none.
 void fetchPassword(const ZipMemberDescriptor& descriptor, WString& password, bool& mayRetry) {
-    forget(password);
+    forgetPassword(password);
     int32_t status = MZipDataSecurityProvider::kPasswordNone;
     if (descriptor.zip != nullptr)
         status = descriptor.zip->getPassword(*descriptor.zip, memberName(descriptor),
                                              descriptor.index, false, password);
     if (status == MZipDataSecurityProvider::kPasswordTooLong) {
-        forget(password);
+        forgetPassword(password);
         throw OVException(kZipPasswordTooLong, "Password is too long");
     }
     if (status != MZipDataSecurityProvider::kPasswordOnce &&
         status != MZipDataSecurityProvider::kPasswordAskAgain) {
-        forget(password);
+        forgetPassword(password);
         throw OVException(kZipPasswordNotSupplied, "Password not supplied");
     }
     mayRetry = status == MZipDataSecurityProvider::kPasswordAskAgain;
@@ -126,7 +115,7 @@ void fetchPassword(const ZipMemberDescriptor& descriptor, WString& password, boo
 // limit, so that a provider that keeps offering the same wrong answer cannot hold the reader.
 void rejectPassword(WString& password, bool mayRetry, int32_t attempt) {
     if (!mayRetry || attempt >= kZipPasswordAttempts) {
-        forget(password);
+        forgetPassword(password);
         throw OVException(kZipInvalidPassword, "Invalid password");
     }
 }
@@ -134,7 +123,7 @@ void rejectPassword(WString& password, bool mayRetry, int32_t attempt) {
 void confirm(const ZipMemberDescriptor& descriptor, WString& password) {
     if (descriptor.zip != nullptr)
         descriptor.zip->confirmPassword(*descriptor.zip, memberName(descriptor), password);
-    forget(password);
+    forgetPassword(password);
 }
 
 void readAesHeader(InputStream& source, uint8_t* salt, uint8_t* check) {
@@ -194,7 +183,7 @@ ZipFileMemberDataInputStream::ZipFileMemberDataInputStream(std::unique_ptr<Input
     } else if (isAes(kind)) {
         auto suffix = std::make_unique<SuffixInputStream>(std::move(current), kZipAesCodeLength);
         c.suffix = suffix.get();
-        WipedBytes derived;
+        DerivedKeyBytes derived;
         for (int32_t attempt = 1;; ++attempt) {
             fetchPassword(descriptor, c.password, c.mayRetry);
             deriveKey(derived.bytes, c.password, c.salt, kZipAesKeyLength / 2, kZipAesIterations,
@@ -241,7 +230,7 @@ ZipFileMemberDataInputStream::ZipFileMemberDataInputStream(std::unique_ptr<Input
 }
 
 ZipFileMemberDataInputStream::~ZipFileMemberDataInputStream() {
-    forget(chain->password);
+    forgetPassword(chain->password);
     chain->top.reset();
 }
 

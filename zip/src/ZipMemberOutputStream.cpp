@@ -17,16 +17,6 @@ public:
     using OutputStream::write;
 };
 
-void forget(WString& password) {
-    mbedtls_platform_zeroize(password.data(), password.size() * sizeof(char16_t));
-    password.clear();
-}
-
-struct WipedBytes {
-    uint8_t bytes[kZipAesDerivedLength] = {};
-    ~WipedBytes() { mbedtls_platform_zeroize(bytes, sizeof(bytes)); }
-};
-
 bool isAes(int32_t kind) { return kind >= kZipAes128 && kind <= kZipAes256; }
 
 // Asks the provider once; the writer has nothing to test a password against.
@@ -40,12 +30,12 @@ void fetchPassword(const ZipMemberDescriptor& descriptor, WString& password) {
             descriptor.zip->getPassword(*descriptor.zip, name, descriptor.index, false, password);
     }
     if (status == MZipDataSecurityProvider::kPasswordTooLong) {
-        forget(password);
+        forgetPassword(password);
         throw OVException(kZipPasswordTooLong, "Password is too long");
     }
     if (status != MZipDataSecurityProvider::kPasswordOnce &&
         status != MZipDataSecurityProvider::kPasswordAskAgain) {
-        forget(password);
+        forgetPassword(password);
         throw OVException(kZipPasswordNotSupplied, "Password not supplied");
     }
 }
@@ -60,7 +50,7 @@ struct ZipFileMemberDataOutputStream::Chain {
     WString password;
     bool finished = false;
 
-    ~Chain() { forget(password); }
+    ~Chain() { forgetPassword(password); }
 };
 
 ZipFileMemberDataOutputStream::ZipFileMemberDataOutputStream(CountingOutputStream* sink,
@@ -77,7 +67,7 @@ ZipFileMemberDataOutputStream::ZipFileMemberDataOutputStream(CountingOutputStrea
         // PKWARE asks for its password only: this writer has no cipher of that kind.
         if (kind == kZipPkware) {
             fetchPassword(descriptor, c.password);
-            forget(c.password);
+            forgetPassword(c.password);
         }
         if (!localHeader.empty())
             sink->write(localHeader);
@@ -88,10 +78,10 @@ ZipFileMemberDataOutputStream::ZipFileMemberDataOutputStream(CountingOutputStrea
             descriptor.zip->fillSalt(*descriptor.zip, c.saltBuffer);
         c.saltBuffer.resize(kZipAesSaltLength);
         fetchPassword(descriptor, c.password);
-        WipedBytes derived;
+        DerivedKeyBytes derived;
         deriveKey(derived.bytes, c.password, c.saltBuffer.data(), kZipAesSaltLength,
                   kZipAesIterations, kZipAesDerivedLength);
-        forget(c.password);
+        forgetPassword(c.password);
         std::copy(derived.bytes + 2 * kZipAesKeyLength,
                   derived.bytes + 2 * kZipAesKeyLength + kZipAesCheckLength, c.passwordCheck);
         if (!localHeader.empty())
@@ -121,7 +111,7 @@ ZipFileMemberDataOutputStream::ZipFileMemberDataOutputStream(CountingOutputStrea
 }
 
 ZipFileMemberDataOutputStream::~ZipFileMemberDataOutputStream() {
-    forget(chain->password);
+    forgetPassword(chain->password);
     chain->top.reset();
 }
 

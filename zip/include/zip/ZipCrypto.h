@@ -22,6 +22,18 @@ constexpr int32_t kZipAesIterations = 1000;
 constexpr int32_t kZipAesKeyLength = 32;
 constexpr int32_t kZipAesDerivedLength = 66;  // key, HMAC key, check
 
+// Zeroes a password's characters and empties it.
+void forgetPassword(WString& password);
+
+// The derived bytes of one member, on the stack, zeroed however the scope is left.
+struct DerivedKeyBytes {
+    uint8_t bytes[kZipAesDerivedLength] = {};
+    DerivedKeyBytes() = default;
+    DerivedKeyBytes(const DerivedKeyBytes&) = delete;
+    DerivedKeyBytes& operator=(const DerivedKeyBytes&) = delete;
+    ~DerivedKeyBytes();
+};
+
 // PBKDF2 with HMAC-SHA1 over the UTF-8 password; throws "PBKDF failed" with the library's code.
 void deriveKey(uint8_t* output, const WString& password, const uint8_t* salt, int32_t saltLength,
                int32_t iterations, int32_t lengthInBytes);
