@@ -14,3 +14,4 @@ done
 
 python3 bench/report.py "$results"
 bench/zip/run-extract.sh
+bench/emulator/run-write.sh

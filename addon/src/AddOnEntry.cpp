@@ -1,0 +1,132 @@
+// AddOnEntry.cpp: what the host calls first: the two exports, the four entry functions, and the
+// module's load and unload steps.
+#include "AddOn.h"
+#include "HostOperations.h"
+#include "ObjectsMonitor.h"
+#include "common/PlatformHooks.h"
+#include "hostkit/MainLoop.h"
+#include "hostkit/WindowSystem.h"
+
+#include <cstring>
+#include <dlfcn.h>
+#include <string>
+
+HostFunctionTable HostTable{};
+uint8_t HostTableLoaded = 0;
+API_Token HostToken = nullptr;
+GS::UniString AddOnName;
+
+const void* ModuleHandle = nullptr;
+char16_t ModulePath[kModulePathCapacity] = {};
+GSResModule ResourceCache = kNoResourceModule;
+
+namespace {
+
+constexpr int32_t kTableNotLoaded = HostError::General;
+
+// The module's path as UTF-16, cut to the capacity like the host's own path buffer.
+void FillModulePath(const char* path) {
+    const GS::UniString wide(path, CC_UTF8);
+    const GS::UniString::UStr units = wide.ToUStr();
+    std::size_t i = 0;
+    for (; i + 1 < kModulePathCapacity && units.Get()[i] != 0; ++i) {
+        ModulePath[i] = units.Get()[i];
+    }
+    ModulePath[i] = 0;
+}
+
+// The runtime's clock and alerts are the host's: its loop's clock (virtual under a script) and
+// its message box.
+uint64_t HostClock() { return hostkit::MainLoop::Instance().NowMicroseconds1601(); }
+
+void HostMessageBox(void* owner, const WString& caption, const WString& text, uint32_t type) {
+    MessageBoxW(static_cast<HWND>(owner), text.c_str(), caption.c_str(), type);
+}
+
+__attribute__((constructor)) void OnModuleLoad() {
+    RegisterWindowMessageW(u"commdlg_FileNameOK");
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<const void*>(&OnModuleLoad), &info) != 0) {
+        ModuleHandle = info.dli_fbase;
+        FillModulePath(info.dli_fname != nullptr ? info.dli_fname : "");
+    }
+    ResourceCache = RSInitModuleImageCache(reinterpret_cast<const void*>(&OnModuleLoad));
+    PlatformHooks& hooks = GetPlatformHooks();
+    hooks.clock = &HostClock;
+    hooks.messageBox = &HostMessageBox;
+}
+
+__attribute__((destructor)) void OnModuleUnload() {
+    if (ResourceCache != kNoResourceModule) {
+        RSRemoveModuleImageCache(ResourceCache);
+        ResourceCache = kNoResourceModule;
+    }
+    if (HostToken != nullptr) {
+        const std::string path = GS::UniString(ModulePath).ToCStr(CC_UTF8).Get();
+        DBPrintf("Abnormal add-on termination (\"%s\")", path.c_str());
+        DBPrintf("\n");
+        HostToken = nullptr;
+    }
+}
+
+}  // namespace
+
+int32_t GetExportedFuncAddrs(ExportRecord* record) {
+    ZeroRecord(*record);
+    SetField(*record, ExportField::Version, ExportField::kVersionValue);
+    SetField(*record, ExportField::Describe, &AddOnDescribe);
+    SetField(*record, ExportField::Register, &AddOnRegister);
+    SetField(*record, ExportField::Start, &AddOnStart);
+    SetField(*record, ExportField::Stop, &AddOnStop);
+    SetField(*record, ExportField::Release, ExportField::kReleaseValue);
+    return 0;
+}
+
+int32_t SetImportedFuncAddrs(const void* table) {
+    std::memcpy(HostTable.data(), table, kHostTableBytes);
+    HostTableLoaded = 1;
+    return 0;
+}
+
+int32_t AddOnDescribe(EnvironmentRecord* environment) {
+    if (HostTableLoaded == 0) {
+        return 0;
+    }
+    if (GetField<int32_t>(*environment, EnvironmentField::ApplicationKind) !=
+        EnvironmentField::kApplicationKindArchiCAD) {
+        return 0;
+    }
+    char* name = reinterpret_cast<char*>(environment->bytes + EnvironmentField::Name);
+    char* description = reinterpret_cast<char*>(environment->bytes + EnvironmentField::Description);
+    RSGetIndString_ParamAdapter(name, kAddOnStringsList, 1, ResourceCache);
+    RSGetIndString_ParamAdapter(description, kAddOnStringsList, 2, ResourceCache);
+    AddOnName = GS::UniString(name, CC_Default);
+    return 2;
+}
+
+int32_t AddOnRegister(void*) {
+    if (HostTableLoaded == 0) {
+        return kTableNotLoaded;
+    }
+    // No menu and no command: the add-on works from events alone.
+    return 0;
+}
+
+int32_t AddOnStart(API_Token token) {
+    if (HostTableLoaded == 0) {
+        return kTableNotLoaded;
+    }
+    HostToken = token;
+    HostCatchNewElement(nullptr, &ElementEventHandler);
+    HostInstallElementObserver(&ElementEventHandler);
+    return HostCatchProjectEvent(kProjectEventMask, &ProjectEventHandler);
+}
+
+int32_t AddOnStop() {
+    if (HostTableLoaded == 0) {
+        return kTableNotLoaded;
+    }
+    MonitorDestroy();
+    HostToken = nullptr;
+    return 0;
+}

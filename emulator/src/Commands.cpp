@@ -1,0 +1,331 @@
+// Commands.cpp: `orvhost open` and `orvhost status`.
+#include "Commands.h"
+
+#include "AddOnModule.h"
+#include "HostSession.h"
+#include "Project.h"
+#include "Script.h"
+#include "Text.h"
+#include "Trace.h"
+#include "hostkit/MainLoop.h"
+#include "hostkit/UniString.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <json/writer.h>
+#include <map>
+#include <optional>
+#include <stdexcept>
+
+namespace orvhost {
+
+namespace {
+
+const char* const kOpenUsage =
+    "usage: orvhost open PROJECT [--addon FILE] [--ui script|none] [--script FILE] "
+    "[--trace FILE]\n";
+const char* const kOpenHelp =
+    "Loads the add-on, fires the open event, runs the main loop until no timer is armed and no\n"
+    "window is open, fires the close event, stops the add-on and saves the project.\n"
+    "\n"
+    "  --addon FILE   the add-on module (default: OrvUpdate.so beside orvhost)\n"
+    "  --ui NAME      script: no window, a virtual clock, the script's actions\n"
+    "                 none: every dialog closes at once, every message box is acknowledged\n"
+    "                 (default: script with --script, else none)\n"
+    "  --script FILE  the actions of the script backend, one a line (see the README)\n"
+    "  --trace FILE   JSON lines of every host call, event, window and command\n";
+const char* const kStatusUsage = "usage: orvhost status PROJECT [--json]\n";
+const char* const kStatusHelp =
+    "Lists the library parts (index, document name, check_url, uptodate) and the placed\n"
+    "elements with their uptodate. Changes nothing.\n"
+    "\n"
+    "  --json   one JSON object instead of text\n";
+
+// The words of a command: one positional word and options, each option at most once.
+struct CommandLine {
+    std::string positional;
+    std::map<std::string, std::string> options;
+    bool help = false;
+};
+
+// Throws std::invalid_argument with the message for the usage line.
+CommandLine ParseCommandLine(const std::vector<std::string>& words,
+                             const std::map<std::string, bool>& optionTakesValue) {
+    CommandLine line;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        const std::string& word = words[i];
+        if (word == "--help" || word == "-h") {
+            line.help = true;
+            continue;
+        }
+        if (word.rfind("--", 0) == 0) {
+            const auto option = optionTakesValue.find(word);
+            if (option == optionTakesValue.end()) {
+                throw std::invalid_argument("unknown option " + word);
+            }
+            if (line.options.count(word) != 0) {
+                throw std::invalid_argument(word + " given twice");
+            }
+            if (!option->second) {
+                line.options[word] = "";
+            } else if (i + 1 < words.size()) {
+                line.options[word] = words[++i];
+            } else {
+                throw std::invalid_argument(word + " needs a value");
+            }
+            continue;
+        }
+        if (!line.positional.empty()) {
+            throw std::invalid_argument("unexpected \"" + word + "\"");
+        }
+        line.positional = word;
+    }
+    if (!line.help && line.positional.empty()) {
+        throw std::invalid_argument("the project folder is missing");
+    }
+    return line;
+}
+
+std::optional<std::string> Option(const CommandLine& line, const std::string& name) {
+    const auto found = line.options.find(name);
+    return found == line.options.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::string DefaultAddOnPath() {
+    std::error_code error;
+    const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
+    return (error ? std::filesystem::path("OrvUpdate.so") : self.parent_path() / "OrvUpdate.so")
+        .string();
+}
+
+void ReportWarnings(const std::vector<std::string>& warnings) {
+    for (const std::string& warning : warnings) {
+        std::fprintf(stderr, "orvhost: warning: %s\n", warning.c_str());
+        Json::Value line;
+        line["kind"] = "warning";
+        line["text"] = warning;
+        Trace::Instance().Write(line);
+    }
+}
+
+// The script's own verbs: events and the user's actions on the project.
+void RunProjectVerb(HostSession& session, const hostkit::ScriptAction& action) {
+    if (action.verb == "event") {
+        const auto number = static_cast<int32_t>(ScriptNumber(action.words[1]));
+        if (action.words[0] == "project") {
+            session.FireProjectEvent(number, 0);
+        } else {
+            session.FireProjectEvent(ProjectEvent::LibraryChanged, static_cast<uint32_t>(number));
+        }
+    } else if (action.verb == "place") {
+        session.PlaceElement(static_cast<int32_t>(ScriptNumber(action.words[0])),
+                             action.words.size() > 1 ? action.words[1] : "");
+    } else if (action.verb == "modify") {
+        GS::Guid guid;
+        if (!guid.FromString(action.words[0])) {
+            throw std::runtime_error("\"" + action.words[0] + "\" is not an identifier");
+        }
+        session.ModifyElement(guid.ToAPIGuid());
+    } else if (action.verb == "undo") {
+        if (!session.Undo()) {
+            throw std::runtime_error("nothing to undo");
+        }
+    } else if (action.verb == "reload") {
+        session.ReloadLibrary();
+    }
+}
+
+// A verb that cannot be carried out is the script's error: reported, counted, and the run goes
+// on, as the user of a real host would go on.
+void RunVerbReportingErrors(HostSession& session, const hostkit::ScriptAction& action) {
+    try {
+        RunProjectVerb(session, action);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "orvhost: script line %d: %s\n", action.line, error.what());
+        Json::Value line;
+        line["kind"] = "script";
+        line["line"] = action.line;
+        line["error"] = error.what();
+        Trace::Instance().Write(line);
+        hostkit::MainLoop::Instance().CountScriptError();
+    }
+}
+
+int OpenProject(const CommandLine& line) {
+    const std::string ui =
+        Option(line, "--ui").value_or(Option(line, "--script") ? "script" : "none");
+    if (ui != "script" && ui != "none") {
+        throw std::invalid_argument("--ui is script or none");
+    }
+    if (Option(line, "--script") && ui != "script") {
+        throw std::invalid_argument("--script needs --ui script");
+    }
+    std::vector<hostkit::ScriptAction> actions;
+    if (const auto script = Option(line, "--script")) {
+        actions = ReadScript(*script);
+    }
+    if (const auto trace = Option(line, "--trace")) {
+        Trace::Instance().Open(*trace);
+    }
+
+    std::vector<std::string> warnings;
+    Project project = Project::Load(line.positional, warnings);
+    ReportWarnings(warnings);
+    HostSession session(project);
+    hostkit::MainLoop& loop = hostkit::MainLoop::Instance();
+    if (ui == "script") {
+        loop.SetBackend(hostkit::MakeScriptBackend(std::move(actions),
+                                                   [&session](const hostkit::ScriptAction& action) {
+                                                       RunVerbReportingErrors(session, action);
+                                                   }));
+    } else {
+        loop.SetBackend(hostkit::MakeNoneBackend());
+    }
+
+    AddOnModule module(Option(line, "--addon").value_or(DefaultAddOnPath()));
+    try {
+        module.Start(session.Table(), session.Token());
+    } catch (...) {
+        module.Stop();
+        throw;
+    }
+    session.FireProjectEvent(ProjectEvent::OpenProject, 0);
+    loop.Run();
+    session.FireProjectEvent(ProjectEvent::CloseProject, 0);
+    module.Stop();
+    project.Save();
+    return loop.ScriptErrorCount() == 0 ? kExitDone : kExitFailed;
+}
+
+Json::Value NumberOrNull(const Parameter* parameter) {
+    if (parameter == nullptr || parameter->isArray || parameter->value.numbers.empty()) {
+        return Json::Value();
+    }
+    return parameter->value.numbers.front();
+}
+
+Json::Value TextOrNull(const Parameter* parameter) {
+    if (parameter == nullptr || parameter->isArray || parameter->value.texts.empty()) {
+        return Json::Value();
+    }
+    return Utf8FromUtf16(parameter->value.texts.front());
+}
+
+const Parameter* FindIn(const std::vector<Parameter>& parameters, const std::string& name) {
+    for (const Parameter& parameter : parameters) {
+        if (parameter.name == name) {
+            return &parameter;
+        }
+    }
+    return nullptr;
+}
+
+Json::Value StatusOf(const Project& project) {
+    Json::Value status;
+    status["parts"] = Json::arrayValue;
+    status["elements"] = Json::arrayValue;
+    int32_t index = 1;
+    for (const LibraryPart& part : project.Parts()) {
+        Json::Value entry;
+        entry["index"] = index++;
+        entry["name"] = Utf8FromUtf16(part.documentName);
+        entry["path"] = part.relativePath;
+        entry["check_url"] = TextOrNull(part.Find("check_url"));
+        entry["uptodate"] = NumberOrNull(part.Find("uptodate"));
+        status["parts"].append(entry);
+    }
+    for (const Element& element : project.Elements()) {
+        const std::vector<Parameter> parameters = project.EffectiveParameters(element);
+        Json::Value entry;
+        entry["guid"] = GS::Guid(element.guid).ToString();
+        entry["type"] = element.type;
+        entry["part"] = element.part;
+        entry["index"] = element.libIndex;
+        entry["uptodate"] = NumberOrNull(FindIn(parameters, "uptodate"));
+        status["elements"].append(entry);
+    }
+    return status;
+}
+
+std::string Shown(const Json::Value& value) {
+    if (value.isNull()) {
+        return "-";
+    }
+    if (value.isString()) {
+        return value.asString();
+    }
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    return Json::writeString(builder, value);
+}
+
+void PrintStatus(const Json::Value& status) {
+    std::printf("Library parts:\n");
+    for (const Json::Value& part : status["parts"]) {
+        std::printf("  %3d  %-24s uptodate=%-4s check_url=%s\n", part["index"].asInt(),
+                    part["name"].asCString(), Shown(part["uptodate"]).c_str(),
+                    Shown(part["check_url"]).c_str());
+    }
+    std::printf("Elements:\n");
+    for (const Json::Value& element : status["elements"]) {
+        std::printf("  %s  type %d  uptodate=%-4s %s\n", element["guid"].asCString(),
+                    element["type"].asInt(), Shown(element["uptodate"]).c_str(),
+                    element["part"].asCString());
+    }
+}
+
+}  // namespace
+
+int RunOpen(const std::vector<std::string>& arguments) {
+    CommandLine line;
+    try {
+        line = ParseCommandLine(
+            arguments, {{"--addon", true}, {"--ui", true}, {"--script", true}, {"--trace", true}});
+        if (line.help) {
+            std::fputs(kOpenUsage, stdout);
+            std::fputs(kOpenHelp, stdout);
+            return kExitDone;
+        }
+        return OpenProject(line);
+    } catch (const std::invalid_argument& error) {
+        std::fprintf(stderr, "orvhost open: %s\n%s", error.what(), kOpenUsage);
+        return kExitUsage;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "orvhost: %s\n", error.what());
+        return kExitFailed;
+    }
+}
+
+int RunStatus(const std::vector<std::string>& arguments) {
+    try {
+        const CommandLine line = ParseCommandLine(arguments, {{"--json", false}});
+        if (line.help) {
+            std::fputs(kStatusUsage, stdout);
+            std::fputs(kStatusHelp, stdout);
+            return kExitDone;
+        }
+        std::vector<std::string> warnings;
+        const Project project = Project::Load(line.positional, warnings);
+        for (const std::string& warning : warnings) {
+            std::fprintf(stderr, "orvhost: warning: %s\n", warning.c_str());
+        }
+        const Json::Value status = StatusOf(project);
+        if (Option(line, "--json")) {
+            Json::StreamWriterBuilder builder;
+            builder["indentation"] = "  ";
+            builder["emitUTF8"] = true;
+            std::printf("%s\n", Json::writeString(builder, status).c_str());
+        } else {
+            PrintStatus(status);
+        }
+        return kExitDone;
+    } catch (const std::invalid_argument& error) {
+        std::fprintf(stderr, "orvhost status: %s\n%s", error.what(), kStatusUsage);
+        return kExitUsage;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "orvhost: %s\n", error.what());
+        return kExitFailed;
+    }
+}
+
+}  // namespace orvhost

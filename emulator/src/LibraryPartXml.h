@@ -1,0 +1,32 @@
+// LibraryPartXml.h: reading the parameters of one GDL library-part XML file, and the UTF-8 and
+// UTF-16 conversions the project model needs. Private to the emulator.
+#pragma once
+
+#include "Project.h"
+
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orvhost {
+
+// A library-part file that cannot be used; the message says why, without the file's name.
+class LibraryPartXmlError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// The parameters of the library part in `xml`; nothing when its root is not <Symbol>. Throws
+// LibraryPartXmlError for a document that does not parse or a parameter that is broken.
+std::optional<std::vector<Parameter>> ParseLibraryPartXml(std::string_view xml);
+// The same for the file at `file`; a file that cannot be read throws LibraryPartXmlError too.
+std::optional<std::vector<Parameter>> ReadLibraryPartXml(const std::filesystem::path& file);
+
+// The element name of a parameter type in the XML form ("Integer", "String", ...); null for an
+// unknown type.
+const char* ParameterTypeXmlName(int32_t type);
+
+}  // namespace orvhost

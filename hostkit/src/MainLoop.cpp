@@ -1,0 +1,169 @@
+// MainLoop.cpp: the host kit's main loop: fires due timers, runs nested loops for modal windows,
+// and leaves input and the passing of time to the backend.
+#include "hostkit/MainLoop.h"
+
+#include "LoopSupport.h"
+#include "Timers.h"
+#include "hostkit/WindowSystem.h"
+
+#include <chrono>
+#include <exception>
+#include <iostream>
+
+namespace hostkit {
+
+namespace windowing {
+
+std::string JsonLine(const Json::Value& value) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    builder["emitUTF8"] = true;
+    return Json::writeString(builder, value);
+}
+
+uint64_t SystemMicroseconds1601() {
+    // From 1601-01-01 to the Unix epoch of the system clock.
+    constexpr uint64_t EpochDifferenceSeconds = 11644473600ULL;
+    const auto sinceUnixEpoch = std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::system_clock::now().time_since_epoch());
+    return EpochDifferenceSeconds * 1000000ULL + static_cast<uint64_t>(sinceUnixEpoch.count());
+}
+
+void ReportScriptError(int line, const std::string& message) {
+    Json::Value trace(Json::objectValue);
+    trace["kind"] = "script";
+    trace["line"] = line;
+    trace["error"] = message;
+    MainLoop& loop = MainLoop::Instance();
+    loop.Trace(JsonLine(trace));
+    std::cerr << "orvhost: script line " << line << ": " << message << std::endl;
+    loop.CountScriptError();
+}
+
+}  // namespace windowing
+
+namespace {
+
+// Pops a modal window however its nested loop ends, an exception included, so that the stack
+// never keeps a window that no longer exists.
+class ModalScope {
+public:
+    ModalScope(std::vector<ModalWindow*>& modals, UiBackend& backend, ModalWindow& window)
+        : modals(modals), backend(backend), window(window) {
+        modals.push_back(&window);
+        backend.ModalOpened(window);
+    }
+    ~ModalScope() {
+        try {
+            backend.ModalClosing(window);
+        } catch (...) {
+            // A backend failing to take a window down must not stop the loop that goes on.
+        }
+        modals.pop_back();
+    }
+    ModalScope(const ModalScope&) = delete;
+    ModalScope& operator=(const ModalScope&) = delete;
+
+private:
+    std::vector<ModalWindow*>& modals;
+    UiBackend& backend;
+    ModalWindow& window;
+};
+
+void TraceException(MainLoop& loop, const std::string& what) {
+    Json::Value trace(Json::objectValue);
+    trace["kind"] = "exception";
+    trace["where"] = "timer";
+    trace["what"] = what;
+    loop.Trace(windowing::JsonLine(trace));
+    std::cerr << "orvhost: an exception left a timer handler: " << what << std::endl;
+}
+
+}  // namespace
+
+uint64_t UiBackend::NowMicroseconds1601() { return windowing::SystemMicroseconds1601(); }
+
+MainLoop& MainLoop::Instance() {
+    // Never destroyed: a module unloaded at exit calls in after static objects are gone.
+    static MainLoop* loop = new MainLoop;
+    return *loop;
+}
+
+MainLoop::MainLoop() : backend(MakeNoneBackend()) {}
+
+void MainLoop::SetBackend(std::unique_ptr<UiBackend> newBackend) {
+    backend = newBackend ? std::move(newBackend) : MakeNoneBackend();
+    scriptErrors = 0;
+}
+
+UiBackend& MainLoop::Backend() { return *backend; }
+
+void MainLoop::SetTraceSink(std::function<void(const std::string& jsonLine)> sink) {
+    traceSink = std::move(sink);
+}
+
+void MainLoop::Trace(const std::string& jsonLine) {
+    if (traceSink) {
+        traceSink(jsonLine);
+    }
+}
+
+uint64_t MainLoop::NowMilliseconds() { return backend->NowMilliseconds(); }
+
+uint64_t MainLoop::NowMicroseconds1601() { return backend->NowMicroseconds1601(); }
+
+void MainLoop::FireDueTimers() {
+    const uint64_t now = NowMilliseconds();
+    // The turn looks once; what its handlers kill, re-arm or fire in a nested loop is left out.
+    for (const windowing::DueTimer& due : windowing::CollectDueTimers(now)) {
+        const auto delivery = windowing::BeginFiring(due, now);
+        if (!delivery) {
+            continue;
+        }
+        try {
+            if (delivery->timerProc != nullptr) {
+                delivery->timerProc(delivery->window, WM_TIMER, delivery->id,
+                                    static_cast<DWORD>(now));
+            } else {
+                delivery->windowProc(delivery->window, WM_TIMER, delivery->id, 0);
+            }
+        } catch (const std::exception& error) {
+            TraceException(*this, error.what());
+        } catch (...) {
+            TraceException(*this, "an exception of unknown type");
+        }
+    }
+}
+
+void MainLoop::Run() {
+    for (;;) {
+        FireDueTimers();
+        if (!backend->Wait(windowing::NextTimerDue()) && !windowing::NextTimerDue()) {
+            return;
+        }
+    }
+}
+
+void MainLoop::RunModal(ModalWindow& window) {
+    ModalScope scope(modals, *backend, window);
+    while (window.IsOpen()) {
+        FireDueTimers();
+        if (!window.IsOpen()) {
+            break;
+        }
+        if (!backend->Wait(windowing::NextTimerDue()) && window.IsOpen()) {
+            Json::Value trace(Json::objectValue);
+            trace["kind"] = "script";
+            trace["note"] = "script ended with a window open: closed";
+            Trace(windowing::JsonLine(trace));
+            window.Close();
+            if (window.IsOpen()) {
+                break;  // a window that cannot close must not hold the loop for ever
+            }
+        }
+    }
+}
+
+ModalWindow* MainLoop::TopModal() { return modals.empty() ? nullptr : modals.back(); }
+
+}  // namespace hostkit
