@@ -11,6 +11,7 @@
 // - Every handle handed out is the caller's; the library part's location stays the host's.
 #include "HostSessionState.h"
 #include "ParameterRecords.h"
+#include "Trace.h"
 #include "hostkit/GSMemory.h"
 #include "hostkit/UniString.h"
 
@@ -28,10 +29,38 @@ namespace {
 
 constexpr uint64_t kMemoParamsBit = 0x40;
 
+// The brief arguments of a call, for the trace; nothing is built when no trace is written, so
+// that a project of many elements pays nothing for it.
+class CallArgs {
+public:
+    bool Tracing() const { return tracing; }
+    const Json::Value& Value() const { return value; }
+
+    template <typename T> void Set(const char* key, const T& item) {
+        if (tracing) {
+            value[key] = Json::Value(item);
+        }
+    }
+    void Set(const char* key, const API_Guid& guid) {
+        if (tracing) {
+            value[key] = GuidText(guid);
+        }
+    }
+    void Set(const char* key, const std::u16string& text) {
+        if (tracing) {
+            value[key] = Utf8FromUtf16(text);
+        }
+    }
+
+private:
+    bool tracing = Trace::Instance().IsOpen();
+    Json::Value value{Json::objectValue};
+};
+
 // Runs one entry: finds the session, calls `body`, traces the call. A host failure (which the
 // add-on cannot be blamed for) is reported and becomes HostError::General.
 template <typename Body>
-int32_t Answer(API_Token token, const char* entry, Json::Value& args, Body&& body) {
+int32_t Answer(API_Token token, const char* entry, CallArgs& args, Body&& body) {
     int32_t status = HostError::General;
     if (token != nullptr) {
         try {
@@ -41,12 +70,14 @@ int32_t Answer(API_Token token, const char* entry, Json::Value& args, Body&& bod
             status = HostError::General;
         }
     }
-    Json::Value line(Json::objectValue);
-    line["kind"] = "call";
-    line["entry"] = entry;
-    line["args"] = args;
-    line["status"] = status;
-    TraceLine(line);
+    if (args.Tracing()) {
+        Json::Value line(Json::objectValue);
+        line["kind"] = "call";
+        line["entry"] = entry;
+        line["args"] = args.Value();
+        line["status"] = status;
+        TraceLine(line);
+    }
     return status;
 }
 
@@ -107,15 +138,15 @@ std::string CodeText(int32_t code) {
 
 // ---- The parameter set of CallUtility ----
 
-int32_t OpenParameters(HostSession::State& state, void* first, Json::Value& args) {
+int32_t OpenParameters(HostSession::State& state, void* first, CallArgs& args) {
     if (first == nullptr) {
         return HostError::BadParameters;
     }
     const auto& record = *static_cast<const OpenParametersRecord*>(first);
     const API_Guid guid = GetField<API_Guid>(record, OpenParametersField::Guid);
     const int32_t type = GetField<int32_t>(record, OpenParametersField::Type);
-    args["guid"] = GuidText(guid);
-    args["type"] = type;
+    args.Set("guid", guid);
+    args.Set("type", type);
     const Element* element = state.project.FindElement(guid);
     if (element == nullptr) {
         return HostError::BadId;
@@ -129,15 +160,15 @@ int32_t OpenParameters(HostSession::State& state, void* first, Json::Value& args
     return NoError;
 }
 
-int32_t ChangeParameter(HostSession::State& state, void* first, Json::Value& args) {
+int32_t ChangeParameter(HostSession::State& state, void* first, CallArgs& args) {
     if (first == nullptr || !state.openSet.has_value()) {
         return HostError::BadParameters;
     }
     const auto& record = *static_cast<const ChangeParameterRecord*>(first);
     const std::string name =
         RawName(record.bytes + ChangeParameterField::Name, ChangeParameterField::kNameBytes);
-    args["name"] = NameFromRecordBytes(record.bytes + ChangeParameterField::Name,
-                                       ChangeParameterField::kNameBytes);
+    args.Set("name", NameFromRecordBytes(record.bytes + ChangeParameterField::Name,
+                                         ChangeParameterField::kNameBytes));
     Parameter* parameter = FindByRecordName(state.openSet->parameters, name);
     if (parameter == nullptr) {
         return HostError::BadName;
@@ -151,22 +182,22 @@ int32_t ChangeParameter(HostSession::State& state, void* first, Json::Value& arg
             return HostError::BadParameters;
         }
         std::u16string value = TerminatedText(text);
-        args["value"] = Utf8FromUtf16(value);
+        args.Set("value", value);
         parameter->value = ParameterValue{{}, {std::move(value)}};
     } else {
         const double value = GetField<double>(record, ChangeParameterField::RealValue);
-        args["value"] = value;
+        args.Set("value", value);
         parameter->value = ParameterValue{{value}, {}};
     }
     return NoError;
 }
 
-int32_t GetParameters(HostSession::State& state, void* first, Json::Value& args) {
+int32_t GetParameters(HostSession::State& state, void* first, CallArgs& args) {
     if (first == nullptr || !state.openSet.has_value()) {
         return HostError::BadParameters;
     }
     auto& record = *static_cast<GetParametersRecord*>(first);
-    args["count"] = static_cast<Json::UInt64>(state.openSet->parameters.size());
+    args.Set("count", static_cast<Json::UInt64>(state.openSet->parameters.size()));
     SetField<GSHandle>(record, GetParametersField::Params,
                        MakeParameterBlock(state.openSet->parameters));
     return NoError;
@@ -176,9 +207,9 @@ int32_t GetParameters(HostSession::State& state, void* first, Json::Value& args)
 
 int32_t CallUndoable(API_Token token, const GS::UniString& title,
                      const std::function<int32_t()>& command) {
-    Json::Value args(Json::objectValue);
+    CallArgs args;
     const std::string titleText = title.ToCStr(CC_UTF8).Get();
-    args["title"] = titleText;
+    args.Set("title", titleText);
     return Answer(token, "CallUndoable", args, [&](HostSession::State& state) {
         return state.RunCommand(titleText, [&]() -> int32_t {
             try {
@@ -194,8 +225,8 @@ int32_t CallUndoable(API_Token token, const GS::UniString& title,
 }
 
 int32_t CallUtility(API_Token token, int32_t code, void* first, void* /*second*/, void* /*third*/) {
-    Json::Value args(Json::objectValue);
-    args["code"] = CodeText(code);
+    CallArgs args;
+    args.Set("code", CodeText(code));
     return Answer(token, "CallUtility", args, [&](HostSession::State& state) -> int32_t {
         switch (code) {
         case UtilityCode::OpenParameters:
@@ -217,7 +248,7 @@ int32_t CallUtility(API_Token token, int32_t code, void* first, void* /*second*/
 }
 
 int32_t GetLibPartCount(API_Token token, int32_t* count) {
-    Json::Value args(Json::objectValue);
+    CallArgs args;
     return Answer(token, "GetLibPartCount", args, [&](HostSession::State& state) -> int32_t {
         if (count == nullptr) {
             return HostError::BadParameters;
@@ -228,13 +259,13 @@ int32_t GetLibPartCount(API_Token token, int32_t* count) {
 }
 
 int32_t GetLibPart(API_Token token, LibPartRecord* part) {
-    Json::Value args(Json::objectValue);
+    CallArgs args;
     return Answer(token, "GetLibPart", args, [&](HostSession::State& state) -> int32_t {
         if (part == nullptr) {
             return HostError::BadParameters;
         }
         const int32_t index = GetField<int32_t>(*part, LibPartField::Index);
-        args["index"] = index;
+        args.Set("index", index);
         const LibraryPart* found = state.project.PartAt(index);
         if (found == nullptr) {
             return HostError::BadIndex;
@@ -259,8 +290,8 @@ const Parameter* FindNumber(const std::vector<Parameter>& parameters, const char
 
 int32_t GetLibPartParams(API_Token token, int32_t index, double* a, double* b, int32_t* count,
                          GSHandle* params) {
-    Json::Value args(Json::objectValue);
-    args["index"] = index;
+    CallArgs args;
+    args.Set("index", index);
     return Answer(token, "GetLibPartParams", args, [&](HostSession::State& state) -> int32_t {
         const LibraryPart* part = state.project.PartAt(index);
         if (part == nullptr) {
@@ -285,13 +316,13 @@ int32_t GetLibPartParams(API_Token token, int32_t index, double* a, double* b, i
 }
 
 int32_t GetElement(API_Token token, ElementRecord* element, int32_t /*mask*/) {
-    Json::Value args(Json::objectValue);
+    CallArgs args;
     return Answer(token, "GetElement", args, [&](HostSession::State& state) -> int32_t {
         if (element == nullptr) {
             return HostError::BadParameters;
         }
         const API_Guid guid = GetField<API_Guid>(*element, ElementField::Guid);
-        args["guid"] = GuidText(guid);
+        args.Set("guid", guid);
         const Element* found = state.project.FindElement(guid);
         if (found == nullptr) {
             return HostError::BadId;
@@ -308,16 +339,16 @@ int32_t GetElement(API_Token token, ElementRecord* element, int32_t /*mask*/) {
 
 int32_t GetElementMemo(API_Token token, const ElementHeader* header, ElementMemo* memo,
                        uint64_t mask) {
-    Json::Value args(Json::objectValue);
+    CallArgs args;
     return Answer(token, "GetElementMemo", args, [&](HostSession::State& state) -> int32_t {
         if (header == nullptr || memo == nullptr) {
             return HostError::BadParameters;
         }
         const API_Guid guid = GetField<API_Guid>(*header, ElementHeaderField::Guid);
-        args["guid"] = GuidText(guid);
+        args.Set("guid", guid);
         char maskText[32];
         std::snprintf(maskText, sizeof maskText, "0x%llX", static_cast<unsigned long long>(mask));
-        args["mask"] = maskText;
+        args.Set("mask", maskText);
         const Element* found = state.project.FindElement(guid);
         if (found == nullptr) {
             return HostError::BadId;
@@ -333,8 +364,8 @@ int32_t GetElementMemo(API_Token token, const ElementHeader* header, ElementMemo
 int32_t GetElementList(API_Token token, int32_t type, GS::Array<API_Guid>* list,
                        int32_t /*variation*/, void* /*reserved*/,
                        const GS::Guid& /*renovationFilter*/) {
-    Json::Value args(Json::objectValue);
-    args["type"] = type;
+    CallArgs args;
+    args.Set("type", type);
     return Answer(token, "GetElementList", args, [&](HostSession::State& state) -> int32_t {
         if (type < ElementType::Wall || type > ElementType::Slab || list == nullptr) {
             return HostError::BadParameters;
@@ -345,21 +376,21 @@ int32_t GetElementList(API_Token token, int32_t type, GS::Array<API_Guid>* list,
                 list->Push(element.guid);
             }
         }
-        args["count"] = list->GetSize();
+        args.Set("count", list->GetSize());
         return NoError;
     });
 }
 
 int32_t ChangeElement(API_Token token, ElementRecord* element, const ElementRecord* /*mask*/,
                       const ElementMemo* memo, uint32_t memoMask, bool /*withDelete*/) {
-    Json::Value args(Json::objectValue);
-    args["memoMask"] = memoMask;
+    CallArgs args;
+    args.Set("memoMask", memoMask);
     return Answer(token, "ChangeElement", args, [&](HostSession::State& state) -> int32_t {
         if (element == nullptr) {
             return HostError::BadParameters;
         }
         const API_Guid guid = GetField<API_Guid>(*element, ElementField::Guid);
-        args["guid"] = GuidText(guid);
+        args.Set("guid", guid);
         if (!state.InCommandScope()) {
             return HostError::NeedsUndoScope;
         }
@@ -376,7 +407,7 @@ int32_t ChangeElement(API_Token token, ElementRecord* element, const ElementReco
         try {
             parameters = ReadParameterBlock(block);
         } catch (const ParameterRecordError& error) {
-            args["error"] = error.what();
+            args.Set("error", error.what());
             return HostError::BadParameters;
         }
         // Names came through 8-bit text; give back the spelling the element knows.
@@ -386,7 +417,7 @@ int32_t ChangeElement(API_Token token, ElementRecord* element, const ElementReco
                 parameter.name = same->name;
             }
         }
-        args["parameters"] = static_cast<Json::UInt64>(parameters.size());
+        args.Set("parameters", static_cast<Json::UInt64>(parameters.size()));
         state.BeforeChange(*found);
         state.project.SetParameters(*found, parameters);
         return NoError;
@@ -394,13 +425,13 @@ int32_t ChangeElement(API_Token token, ElementRecord* element, const ElementReco
 }
 
 int32_t AttachObserver(API_Token token, const ElementHeader* header, int32_t /*flags*/) {
-    Json::Value args(Json::objectValue);
+    CallArgs args;
     return Answer(token, "AttachObserver", args, [&](HostSession::State& state) -> int32_t {
         if (header == nullptr) {
             return HostError::BadParameters;
         }
         const API_Guid guid = GetField<API_Guid>(*header, ElementHeaderField::Guid);
-        args["guid"] = GuidText(guid);
+        args.Set("guid", guid);
         if (state.project.FindElement(guid) == nullptr) {
             return HostError::BadId;
         }
@@ -413,9 +444,9 @@ int32_t AttachObserver(API_Token token, const ElementHeader* header, int32_t /*f
 }
 
 int32_t CatchProjectEvent(API_Token token, int32_t mask, ProjectEventHandlerFn handler) {
-    Json::Value args(Json::objectValue);
-    args["mask"] = mask;
-    args["handler"] = handler != nullptr;
+    CallArgs args;
+    args.Set("mask", mask);
+    args.Set("handler", handler != nullptr);
     return Answer(token, "CatchProjectEvent", args, [&](HostSession::State& state) -> int32_t {
         state.projectHandler = handler;
         state.projectMask = handler != nullptr ? mask : 0;
@@ -424,9 +455,9 @@ int32_t CatchProjectEvent(API_Token token, int32_t mask, ProjectEventHandlerFn h
 }
 
 int32_t CatchNewElement(API_Token token, const int32_t* typeFilter, ElementEventHandlerFn handler) {
-    Json::Value args(Json::objectValue);
-    args["type"] = typeFilter != nullptr ? Json::Value(*typeFilter) : Json::Value();
-    args["handler"] = handler != nullptr;
+    CallArgs args;
+    args.Set("type", typeFilter != nullptr ? Json::Value(*typeFilter) : Json::Value());
+    args.Set("handler", handler != nullptr);
     return Answer(token, "CatchNewElement", args, [&](HostSession::State& state) -> int32_t {
         state.newElementHandler = handler;
         state.newElementFilter.reset();
@@ -438,8 +469,8 @@ int32_t CatchNewElement(API_Token token, const int32_t* typeFilter, ElementEvent
 }
 
 int32_t InstallElementObserver(API_Token token, ElementEventHandlerFn handler) {
-    Json::Value args(Json::objectValue);
-    args["handler"] = handler != nullptr;
+    CallArgs args;
+    args.Set("handler", handler != nullptr);
     return Answer(token, "InstallElementObserver", args, [&](HostSession::State& state) -> int32_t {
         state.observerHandler = handler;
         return NoError;

@@ -437,6 +437,7 @@ Project Project::Load(const std::filesystem::path& folder, std::vector<std::stri
         project.elements.push_back(std::move(element));
     }
 
+    project.IndexElements();
     project.parts = ReadLibrary(project.libraryFolder, project.libraryName, warnings);
     project.ResolveElements(warnings);
     return project;
@@ -535,13 +536,35 @@ int32_t Project::IndexOf(const std::string& relativePath) const {
     return static_cast<int32_t>(found - parts.begin()) + 1;
 }
 
-Element* Project::FindElement(const API_Guid& guid) {
-    for (Element& element : elements) {
-        if (element.guid == guid) {
-            return &element;
-        }
+void Project::IndexElements() {
+    elementPositions.clear();
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+        elementPositions[elements[i].guid] = i;
     }
-    return nullptr;
+}
+
+Element* Project::FindElement(const API_Guid& guid) {
+    const auto found = elementPositions.find(guid);
+    return found == elementPositions.end() ? nullptr : &elements[found->second];
+}
+
+std::size_t Project::PositionOf(const API_Guid& guid) const {
+    const auto found = elementPositions.find(guid);
+    return found == elementPositions.end() ? elements.size() : found->second;
+}
+
+void Project::InsertElement(std::size_t position, Element element) {
+    position = std::min(position, elements.size());
+    elements.insert(elements.begin() + static_cast<std::ptrdiff_t>(position), std::move(element));
+    IndexElements();
+}
+
+void Project::RemoveElement(const API_Guid& guid) {
+    const std::size_t position = PositionOf(guid);
+    if (position < elements.size()) {
+        elements.erase(elements.begin() + static_cast<std::ptrdiff_t>(position));
+        IndexElements();
+    }
 }
 
 const Element* Project::FindElement(const API_Guid& guid) const {
@@ -576,6 +599,7 @@ Element& Project::PlaceElement(int32_t type, const std::string& relativePath) {
     element.type = type;
     element.part = relativePath;
     element.libIndex = index;
+    elementPositions[element.guid] = elements.size();
     elements.push_back(std::move(element));
     return elements.back();
 }

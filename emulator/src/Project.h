@@ -19,6 +19,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace orvhost {
@@ -91,13 +92,18 @@ public:
     // 0 when there is no part of that relative path.
     int32_t IndexOf(const std::string& relativePath) const;
 
-    std::vector<Element>& Elements() { return elements; }
     const std::vector<Element>& Elements() const { return elements; }
     Element* FindElement(const API_Guid& guid);
     const Element* FindElement(const API_Guid& guid) const;
     // Adds an element of `type` on the part at `relativePath` (empty for none), with a new
     // identifier; throws ProjectError for an unknown type or part.
     Element& PlaceElement(int32_t type, const std::string& relativePath);
+    // The element's position in Elements(); Elements().size() when there is none.
+    std::size_t PositionOf(const API_Guid& guid) const;
+    // Puts `element` at `position` (at the end when that is past it), or removes the element;
+    // for undoing. Positions of the elements behind change.
+    void InsertElement(std::size_t position, Element element);
+    void RemoveElement(const API_Guid& guid);
 
     // The part's parameters with the element's own values over them; none for an element
     // without a part. An own value that does not fit its parameter (texts for a number, numbers
@@ -114,12 +120,16 @@ private:
     std::string libraryName;
     std::vector<LibraryPart> parts;
     std::vector<Element> elements;
+    // Position of each element by its identifier, so that a project of many elements answers
+    // the host's calls in constant time.
+    std::unordered_map<API_Guid, std::size_t> elementPositions;
     // Locations of parts that a reload dropped: the add-on may still hold them, and a location
     // stays valid while the project is open.
     std::vector<std::unique_ptr<IO::Location>> retiredLocations;
 
     // Numbers each element's part and says which parts are missing.
     void ResolveElements(std::vector<std::string>& warnings);
+    void IndexElements();
 };
 
 }  // namespace orvhost

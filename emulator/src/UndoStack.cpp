@@ -5,69 +5,50 @@
 
 namespace orvhost {
 
-namespace {
-
-std::size_t PositionOf(const Project& project, const API_Guid& guid) {
-    const auto& elements = project.Elements();
-    const auto found = std::find_if(elements.begin(), elements.end(),
-                                    [&](const Element& element) { return element.guid == guid; });
-    return static_cast<std::size_t>(found - elements.begin());
-}
-
-}  // namespace
-
 void ChangeLog::RecordBefore(const Project& project, const Element& element) {
     if (Holds(element.guid)) {
         return;
     }
-    snapshots.push_back({element.guid, true, PositionOf(project, element.guid), element});
+    held.insert(element.guid);
+    snapshots.push_back({element.guid, true, project.PositionOf(element.guid), element});
 }
 
 void ChangeLog::RecordPlaced(const Project& project, const API_Guid& guid) {
     if (Holds(guid)) {
         return;
     }
-    snapshots.push_back({guid, false, PositionOf(project, guid), Element{}});
+    held.insert(guid);
+    snapshots.push_back({guid, false, project.PositionOf(guid), Element{}});
 }
 
-bool ChangeLog::Holds(const API_Guid& guid) const {
-    return std::any_of(snapshots.begin(), snapshots.end(),
-                       [&](const ElementSnapshot& snapshot) { return snapshot.guid == guid; });
-}
+bool ChangeLog::Holds(const API_Guid& guid) const { return held.count(guid) != 0; }
 
 void ChangeLog::Merge(ChangeLog&& nested) {
     for (ElementSnapshot& snapshot : nested.snapshots) {
-        if (!Holds(snapshot.guid)) {
+        if (held.insert(snapshot.guid).second) {
             snapshots.push_back(std::move(snapshot));
         }
     }
     nested.snapshots.clear();
+    nested.held.clear();
 }
 
 std::vector<API_Guid> ChangeLog::Restore(Project& project) const {
     std::vector<API_Guid> touched;
-    auto& elements = project.Elements();
     // Last touched first, so that positions recorded later still hold when earlier ones return.
     for (auto it = snapshots.rbegin(); it != snapshots.rend(); ++it) {
-        const auto found =
-            std::find_if(elements.begin(), elements.end(),
-                         [&](const Element& element) { return element.guid == it->guid; });
         if (!it->existed) {
-            if (found != elements.end()) {
-                elements.erase(found);
-            }
+            project.RemoveElement(it->guid);
         } else {
             Element restored = it->before;
             // The library may have been read again since: the index follows the part.
             if (!restored.part.empty()) {
                 restored.libIndex = project.IndexOf(restored.part);
             }
-            if (found != elements.end()) {
+            if (Element* found = project.FindElement(it->guid)) {
                 *found = std::move(restored);
             } else {
-                const std::size_t position = std::min(it->position, elements.size());
-                elements.insert(elements.begin() + static_cast<std::ptrdiff_t>(position),
-                                std::move(restored));
+                project.InsertElement(it->position, std::move(restored));
             }
         }
         touched.push_back(it->guid);

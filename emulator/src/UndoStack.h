@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace orvhost {
@@ -39,6 +40,7 @@ public:
 
 private:
     std::vector<ElementSnapshot> snapshots;
+    std::unordered_set<API_Guid> held;
 };
 
 struct DoneCommand {

@@ -11,8 +11,8 @@
 
 namespace {
 
-using testsupport::Quote;
-using testsupport::RunCommand;
+using testfiles::Quote;
+using testfiles::RunCommand;
 
 // The module loaded, its exports filled and the empty host table handed over.
 struct LoadedModule {

@@ -9,11 +9,11 @@
 
 namespace {
 
-using testsupport::Quote;
-using testsupport::ReadFileBytes;
-using testsupport::RunCommand;
-using testsupport::TempFolder;
-using testsupport::WriteFileBytes;
+using testfiles::Quote;
+using testfiles::ReadFileBytes;
+using testfiles::RunCommand;
+using testfiles::TempFolder;
+using testfiles::WriteFileBytes;
 
 const char* const kObjectGuid = "6B1F2F0A-1C1D-4E5F-8A9B-0C1D2E3F4A5B";
 

@@ -16,18 +16,6 @@ namespace testsupport {
 
 namespace fs = std::filesystem;
 
-TempFolder::TempFolder() {
-    std::string pattern = (fs::temp_directory_path() / "orvtest-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr)
-        throw std::runtime_error("cannot make a temporary folder");
-    path = pattern;
-}
-
-TempFolder::~TempFolder() {
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-}
-
 WString TempFolder::WidePath() const { return CUtils::StringUTF8ToWstring(path); }
 
 WString TempFolder::WideAt(const std::string& name) const {

@@ -1,6 +1,7 @@
 // TestSupport.h: fixtures shared by the common runtime's tests.
 #pragma once
 
+#include "TestFiles.h"
 #include "common/Config.h"
 #include "common/PlatformHooks.h"
 #include "common/WideString.h"
@@ -12,22 +13,16 @@
 
 namespace testsupport {
 
-// A fresh folder under the system temporary folder, removed with everything in it at the end.
-class TempFolder {
+// The shared temporary folder, with its paths as the runtime takes them: UTF-8 and wide.
+class TempFolder : public testfiles::TempFolder {
 public:
-    TempFolder();
-    ~TempFolder();
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-
     const std::string& Path() const { return path; }
     WString WidePath() const;
-    // `name` below the folder, narrow and wide.
-    std::string At(const std::string& name) const { return path + "/" + name; }
+    // `name` below the folder, wide.
     WString WideAt(const std::string& name) const;
 
 private:
-    std::string path;
+    std::string path = testfiles::TempFolder::Path().string();
 };
 
 // Runs the test in another current folder.

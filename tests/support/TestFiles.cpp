@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <sys/wait.h>
 
-namespace testsupport {
+namespace testfiles {
 
 namespace fs = std::filesystem;
 
@@ -87,4 +87,4 @@ int RunCommand(const std::string& command, std::string* output) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-}  // namespace testsupport
+}  // namespace testfiles

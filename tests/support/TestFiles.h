@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-namespace testsupport {
+namespace testfiles {
 
 // A fresh folder under the system temporary folder, removed with everything in it at the end.
 class TempFolder {
@@ -37,4 +37,4 @@ std::string Quote(const std::string& text);
 // standard error together) in `output` when given.
 int RunCommand(const std::string& command, std::string* output = nullptr);
 
-}  // namespace testsupport
+}  // namespace testfiles

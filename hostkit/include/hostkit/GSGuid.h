@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <string>
 
 struct API_Guid {
@@ -46,3 +47,14 @@ private:
 extern const Guid NULLGuid;
 
 }  // namespace GS
+
+// Identifiers as keys of the standard unordered containers.
+template <> struct std::hash<API_Guid> {
+    std::size_t operator()(const API_Guid& guid) const noexcept {
+        uint64_t low;
+        uint64_t high;
+        std::memcpy(&low, &guid, sizeof(low));
+        std::memcpy(&high, reinterpret_cast<const char*>(&guid) + sizeof(low), sizeof(high));
+        return std::hash<uint64_t>{}(low ^ (high * 0x9E3779B97F4A7C15ull));
+    }
+};

@@ -9,12 +9,12 @@
 
 namespace {
 
-using testsupport::FilesBelow;
-using testsupport::Quote;
-using testsupport::ReadFileBytes;
-using testsupport::RunCommand;
-using testsupport::TempFolder;
-using testsupport::WriteFileBytes;
+using testfiles::FilesBelow;
+using testfiles::Quote;
+using testfiles::ReadFileBytes;
+using testfiles::RunCommand;
+using testfiles::TempFolder;
+using testfiles::WriteFileBytes;
 
 const char* const kObject = "0B1F2F0A-1C1D-4E5F-8A9B-0C1D2E3F4A51";
 const char* const kWindow = "0B1F2F0A-1C1D-4E5F-8A9B-0C1D2E3F4A52";

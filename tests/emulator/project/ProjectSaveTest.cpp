@@ -225,7 +225,8 @@ TEST(ProjectSave, NumberJsonCannotHoldIsRefusedAndProjectJsonLeftAsItWas) {
     MakeSampleProject(folder.Path());
     std::vector<std::string> warnings;
     Project project = Project::Load(folder.Path(), warnings);
-    project.Elements()[1].ownValues["A"].numbers = {std::numeric_limits<double>::quiet_NaN()};
+    project.FindElement(project.Elements()[1].guid)->ownValues["A"].numbers = {
+        std::numeric_limits<double>::quiet_NaN()};
     const auto before = test::Snapshot(folder.Path());
     try {
         project.Save();
@@ -236,7 +237,8 @@ TEST(ProjectSave, NumberJsonCannotHoldIsRefusedAndProjectJsonLeftAsItWas) {
                       ": project.json: element 2 (guid " + test::kChairGuid +
                       "): parameter \"A\" holds NaN, which JSON cannot hold");
     }
-    project.Elements()[1].ownValues["A"].numbers = {-std::numeric_limits<double>::infinity()};
+    project.FindElement(project.Elements()[1].guid)->ownValues["A"].numbers = {
+        -std::numeric_limits<double>::infinity()};
     EXPECT_THROW(project.Save(), ProjectError);
     EXPECT_EQ(test::Snapshot(folder.Path()), before);
 }
@@ -270,7 +272,9 @@ TEST(ProjectSave, SaveThatCannotWriteTheTemporaryFileLeavesProjectJsonIntact) {
     MakeSampleProject(folder.Path());
     std::vector<std::string> warnings;
     Project project = Project::Load(folder.Path(), warnings);
-    project.Elements().front().ownValues["big"].texts.push_back(std::u16string(8192, u'x'));
+    project.FindElement(project.Elements().front().guid)
+        ->ownValues["big"]
+        .texts.push_back(std::u16string(8192, u'x'));
     const std::string before = ReadFileBytes(folder.Path() / "project.json");
 
     // A file size limit stops the write even for root; the signal it raises is ignored so that

@@ -12,9 +12,9 @@
 
 namespace orvhost::test {
 
-using testsupport::ReadFileBytes;
-using testsupport::TempFolder;
-using testsupport::WriteFileBytes;
+using testfiles::ReadFileBytes;
+using testfiles::TempFolder;
+using testfiles::WriteFileBytes;
 
 // A library part: the parameter elements given, inside <Symbol><ParamSection><Parameters>.
 std::string SymbolXml(const std::string& parameters);
