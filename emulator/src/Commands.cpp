@@ -10,6 +10,7 @@
 #include "hostkit/MainLoop.h"
 #include "hostkit/UniString.h"
 
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <json/writer.h>
@@ -253,6 +254,11 @@ std::string Shown(const Json::Value& value) {
     }
     if (value.isString()) {
         return value.asString();
+    }
+    // A whole number (the states are) reads better without its ".0".
+    if (value.isDouble() && std::abs(value.asDouble()) < 1e15 &&
+        value.asDouble() == std::trunc(value.asDouble())) {
+        return std::to_string(static_cast<long long>(value.asDouble()));
     }
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";
