@@ -8,7 +8,8 @@ cd "$(dirname "$0")"
 # Debian packages of the build, the tests and the benchmarks.
 packages=(
     cmake ninja-build g++ pkg-config git clang-format
-    libutfcpp-dev zlib1g-dev libmbedtls-dev libjsoncpp-dev libpugixml-dev python3
+    libutfcpp-dev zlib1g-dev libmbedtls-dev libjsoncpp-dev libpugixml-dev
+    libcurl4-openssl-dev libcpp-httplib-dev openssl python3
     zip unzip p7zip-full
     libgtest-dev libgmock-dev libbenchmark-dev
 )

@@ -15,3 +15,4 @@ done
 python3 bench/report.py "$results"
 bench/zip/run-extract.sh
 bench/emulator/run-write.sh
+bench/net/run-http.sh

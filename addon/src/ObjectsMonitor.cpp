@@ -6,6 +6,7 @@
 #include "ObjectsMonitor.h"
 
 #include "common/OVException.h"
+#include "net/HttpGet.h"
 
 namespace {
 
@@ -56,6 +57,7 @@ void MonitorDestroy() {
     if (instance == nullptr) {
         return;
     }
+    CloseHttpSession();
     KillTimer(hiddenWindow, kTimerId);
     DestroyWindow(hiddenWindow);
     hiddenWindow = nullptr;

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <string>
 #include <system_error>
 #include <vector>
 
@@ -14,16 +15,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 namespace {
 
+// The replay's own name, from the command line: one source serves every fuzz target.
+std::string program = "fuzz_replay";
+
 bool replayFile(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
     if (!in) {
-        std::fprintf(stderr, "zip_fuzz_replay: cannot read %s\n", path.c_str());
+        std::fprintf(stderr, "%s: cannot read %s\n", program.c_str(), path.c_str());
         return false;
     }
     const std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(in),
                                      std::istreambuf_iterator<char>()};
     // Printed first, so the input that crashes is the last name in the log.
-    std::fprintf(stderr, "zip_fuzz_replay: %s (%zu bytes)\n", path.c_str(), bytes.size());
+    std::fprintf(stderr, "%s: %s (%zu bytes)\n", program.c_str(), path.c_str(), bytes.size());
     LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
     return true;
 }
@@ -31,8 +35,10 @@ bool replayFile(const std::filesystem::path& path) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc > 0)
+        program = std::filesystem::path(argv[0]).filename().string();
     if (argc < 2) {
-        std::fprintf(stderr, "usage: zip_fuzz_replay CORPUS_DIR_OR_FILE...\n");
+        std::fprintf(stderr, "usage: %s CORPUS_DIR_OR_FILE...\n", program.c_str());
         return 2;
     }
     size_t count = 0;
@@ -46,7 +52,7 @@ int main(int argc, char** argv) {
             continue;
         }
         if (!std::filesystem::is_directory(root, error)) {
-            std::fprintf(stderr, "zip_fuzz_replay: no such corpus: %s\n", argv[i]);
+            std::fprintf(stderr, "%s: no such corpus: %s\n", program.c_str(), argv[i]);
             ok = false;
             continue;
         }
@@ -61,6 +67,6 @@ int main(int argc, char** argv) {
             ++count;
         }
     }
-    std::printf("zip_fuzz_replay: %zu inputs replayed\n", count);
+    std::printf("%s: %zu inputs replayed\n", program.c_str(), count);
     return ok && count > 0 ? 0 : 1;
 }

@@ -1,17 +1,27 @@
 #!/usr/bin/env bash
-# run-fuzzer.sh: builds the ZIP fuzz target with clang (libFuzzer, AddressSanitizer,
+# run-fuzzer.sh: builds a fuzz target with clang (libFuzzer, AddressSanitizer,
 # UndefinedBehaviorSanitizer) in build/fuzz, and fuzzes it from the committed corpus for a while.
 #
 #   tests/fuzz/run-fuzzer.sh [SECONDS] [extra libFuzzer options...]     (default 600 s)
 #
-# New interesting inputs go to build/fuzz/corpus (the committed corpus is only read). Findings
-# are left as build/fuzz/findings/crash-*, leak-*, timeout-*, oom-*; the script exits non-zero
-# when there is one. Replay one with: build/fuzz/tests/fuzz/zip_fuzzer FILE
+# ORV_FUZZ_TARGET picks the target: zip (the default) or net.
+#
+# New interesting inputs go to build/fuzz/corpus (corpus-net for net; the committed corpus is
+# only read). Findings are left as build/fuzz/findings/crash-*, leak-*, timeout-*, oom-*; the
+# script exits non-zero when there is one. Replay one with:
+#   build/fuzz/tests/fuzz/TARGET_fuzzer FILE
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
 seconds=${1:-600}
 shift || true
+target=${ORV_FUZZ_TARGET:-zip}
+build=build/fuzz
+case $target in
+zip) options=(-dict=tests/fuzz/zip.dict -max_len=65536) corpus=$build/corpus ;;
+net) options=(-max_len=4096) corpus=$build/corpus-net ;;
+*) echo "run-fuzzer.sh: unknown ORV_FUZZ_TARGET $target (zip or net)" >&2; exit 2 ;;
+esac
 
 # clang and its runtime (libFuzzer lives in libclang-rt-14-dev).
 need=()
@@ -27,7 +37,6 @@ if ((${#need[@]} > 0)); then
     DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -q "${need[@]}"
 fi
 
-build=build/fuzz
 flags="-g -O1 -fno-omit-frame-pointer -fsanitize=fuzzer-no-link,address,undefined"
 flags+=" -fno-sanitize-recover=undefined"
 # clang 14 with libstdc++ has no std::source_location; the shim stands in for it.
@@ -42,15 +51,14 @@ cmake -S . -B "$build" -G Ninja \
     -DCMAKE_CXX_FLAGS="$flags" \
     -DCMAKE_EXE_LINKER_FLAGS="-fsanitize=address,undefined" \
     -DORV_BUILD_FUZZER=ON -DORV_BUILD_BENCHMARKS=OFF >/dev/null
-cmake --build "$build" --target zip_fuzzer
+cmake --build "$build" --target "${target}_fuzzer"
 
-mkdir -p "$build/corpus" "$build/findings"
-fuzzer=$build/tests/fuzz/zip_fuzzer
+mkdir -p "$corpus" "$build/findings"
+fuzzer=$build/tests/fuzz/${target}_fuzzer
 # One job: the machine is shared.
 status=0
-"$fuzzer" "$build/corpus" tests/fuzz/corpus/zip \
-    -dict=tests/fuzz/zip.dict \
-    -max_total_time="$seconds" -max_len=65536 -timeout=10 -rss_limit_mb=2048 \
+"$fuzzer" "$corpus" "tests/fuzz/corpus/$target" "${options[@]}" \
+    -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
     -artifact_prefix="$build/findings/" -print_final_stats=1 "$@" || status=$?
 
 findings=$(find "$build/findings" -type f | sort)

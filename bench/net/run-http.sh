@@ -1,0 +1,70 @@
+#!/usr/bin/env bash
+# HttpGet beside curl, against a local orvservice in one run:
+# Each figure is the median of five runs.
+# - 1,000 version checks one after the other over one connection (curl: one invocation with a
+#   list of 1,000 URLs, which reuses its connection); goal: at most 1.5 times curl's time;
+# - a 100 MB download; goal: at most 1.3 times `curl -o /dev/null`, and a peak memory of at most
+#   1.5 times the body.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+bin=build/release/bin
+cmake --build --preset release --target orvservice bench_http >/dev/null
+bench=build/release/bench/bench_http
+
+work=$(mktemp -d)
+trap 'kill $service 2>/dev/null || true; rm -rf "$work"' EXIT
+mkdir "$work/files"
+cat >"$work/catalog.json" <<'JSON'
+{"objects": [{"id": "D01", "versions": ["1.0", "2.0"], "latest": "2.0"}]}
+JSON
+"$bin/orvservice" --catalog "$work/catalog.json" --files "$work/files" \
+    --listen 127.0.0.1:0 >"$work/service.txt" &
+service=$!
+for _ in $(seq 50); do grep -q listening "$work/service.txt" && break; sleep 0.1; done
+base=$(sed -n 's/.*listening on \(http[^ ]*\).*/\1/p' "$work/service.txt")
+
+for i in $(seq 1000); do
+    echo "$base/check?id=D01&version=1.0&n=$i&format=json"
+done >"$work/urls.txt"
+sed 's/.*/url = "&"\noutput = \/dev\/null/' "$work/urls.txt" >"$work/curl.txt"
+download="$base/bytes?size=104857600"
+
+python3 - "$bench" "$work" "$download" <<'PY'
+import resource, subprocess, sys, time
+bench, work, download = sys.argv[1:4]
+
+RUNS = 5  # each figure is the median of this many runs: one run alone varies by half
+
+def median(values):
+    return sorted(values)[len(values) // 2]
+
+def timed(command):
+    def once():
+        start = time.monotonic()
+        subprocess.run(command, check=True, stdout=subprocess.PIPE)
+        return time.monotonic() - start
+    return median([once() for _ in range(RUNS)])
+
+def ours(*arguments):
+    def once():
+        out = subprocess.run([bench, *arguments], check=True, stdout=subprocess.PIPE,
+                             text=True).stdout
+        return {k: float(v) for k, v in (line.split() for line in out.splitlines())}
+    runs = [once() for _ in range(RUNS)]
+    result = dict(runs[0])
+    result["seconds"] = median([run["seconds"] for run in runs])
+    result["peak_rss_kb"] = max(run["peak_rss_kb"] for run in runs)
+    return result
+
+checks = ours("checks", work + "/urls.txt")
+curl_checks = timed(["curl", "-s", "--config", work + "/curl.txt"])
+get = ours("download", download)
+curl_get = timed(["curl", "-s", "-o", "/dev/null", download])
+ratio_checks = checks["seconds"] / curl_checks
+ratio_get = get["seconds"] / curl_get
+memory = get["peak_rss_kb"] * 1024 / get["bytes"]
+print("HttpGet against a local orvservice")
+print(f"  1,000 checks  ours {checks['seconds']:.3f} s  curl {curl_checks:.3f} s  ratio {ratio_checks:.2f}  (goal <= 1.5) {'met' if ratio_checks <= 1.5 else 'MISSED'}")
+print(f"  100 MB        ours {get['seconds']:.3f} s  curl {curl_get:.3f} s  ratio {ratio_get:.2f}  (goal <= 1.3) {'met' if ratio_get <= 1.3 else 'MISSED'}")
+print(f"  peak memory   {get['peak_rss_kb'] / 1024:.0f} MB = {memory:.2f} x the body  (goal <= 1.5) {'met' if memory <= 1.5 else 'MISSED'}")
+PY

@@ -1,0 +1,81 @@
+// VersionService.h: the reference version service that a library maker runs, with fault
+// injection for tests; also started in-process by tests and the demo.
+//
+//   GET /check?id=ID&version=V&format=json   the JSON answer: "version", "up_to_date",
+//                                            "test_version", "update_available", "url"
+//   GET /files/NAME                          the file, with
+//                                            Content-Disposition: attachment; filename*=UTF-8''NAME
+//
+//   GET /bytes?size=N                        N bytes of "0123456789" repeated, for client tests
+//
+// The catalog (JSON) names the objects; see README for its form and the faults it may ask for.
+// A request may ask for a fault itself with the query key "fault_NAME" (the same names), which
+// overrides the catalog's.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace orvservice {
+
+// A catalog that cannot be read, or a service that cannot listen; the message says why.
+class ServiceError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+struct ServiceOptions {
+    std::filesystem::path catalog;
+    std::filesystem::path files;
+    std::string host = "127.0.0.1";
+    uint16_t port = 0;  // 0: any free port
+    // HTTPS when both are given (PEM files).
+    std::filesystem::path certificate;
+    std::filesystem::path privateKey;
+    // One line per request on standard output: method, target, status.
+    bool log = false;
+};
+
+// One request as the service saw it.
+struct RequestRecord {
+    std::string method;
+    std::string target;  // path and query as sent
+    int status = 0;
+};
+
+class VersionService {
+public:
+    // Reads the catalog and binds; throws ServiceError. Serves on a thread of its own from
+    // Start until Stop or destruction.
+    explicit VersionService(const ServiceOptions& options);
+    ~VersionService();
+    VersionService(const VersionService&) = delete;
+    VersionService& operator=(const VersionService&) = delete;
+
+    // A service serves once: Start or Run, a second time throws ServiceError. Start returns
+    // when the service accepts connections.
+    void Start();
+    // Stops accepting, lets answers being made finish, ends idle keep-alive connections and
+    // waits for the serving threads. Safe to call more than once.
+    void Stop();
+    // Serves on the calling thread until Stop is called from elsewhere.
+    void Run();
+
+    uint16_t Port() const;
+    // "http://127.0.0.1:PORT" (https for a secure service).
+    std::string BaseUrl() const;
+
+    // What was asked so far, and how many connections were accepted.
+    std::vector<RequestRecord> Requests() const;
+    int AcceptedConnections() const;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl;
+};
+
+}  // namespace orvservice

@@ -1,0 +1,224 @@
+// Catalog.cpp: reading the catalog JSON strictly, so that a library maker's typo is reported at
+// start-up instead of showing up as a wrong answer later.
+#include "Catalog.h"
+
+#include "service/VersionService.h"
+
+#include <algorithm>
+#include <fstream>
+#include <json/json.h>
+#include <set>
+#include <sstream>
+
+namespace orvservice {
+
+namespace {
+
+// Throws ServiceError for the catalog; `where` names the object.
+class Complaint {
+public:
+    explicit Complaint(const std::filesystem::path& catalog) : catalog(catalog.string()) {}
+
+    [[noreturn]] void operator()(const std::string& where, const std::string& what) const {
+        throw ServiceError("catalog " + catalog + ": " + (where.empty() ? "" : where + ": ") +
+                           what);
+    }
+
+private:
+    std::string catalog;
+};
+
+std::vector<std::string> ReadTexts(const Json::Value& value, const char* key,
+                                   const std::string& where, const Complaint& complain) {
+    if (!value.isArray()) {
+        complain(where, std::string("\"") + key + "\" is not an array of texts");
+    }
+    std::vector<std::string> texts;
+    for (const Json::Value& item : value) {
+        if (!item.isString() || item.asString().empty()) {
+            complain(where, std::string("\"") + key + "\" holds something other than a text");
+        }
+        texts.push_back(item.asString());
+    }
+    return texts;
+}
+
+Faults ReadFaults(const Json::Value& value, const std::string& where, const Complaint& complain) {
+    if (!value.isObject()) {
+        complain(where, "a fault set is not an object");
+    }
+    Faults faults;
+    for (const std::string& name : value.getMemberNames()) {
+        const Json::Value& item = value[name];
+        std::string text;
+        switch (KindOfFault(name)) {
+        case FaultKind::Unknown:
+            complain(where, "unknown fault \"" + name + "\" (known: " + FaultNames() + ")");
+        case FaultKind::Number:
+            if (!item.isInt()) {
+                complain(where, "fault \"" + name + "\" is not a whole number");
+            }
+            text = std::to_string(item.asInt());
+            break;
+        case FaultKind::Text:
+            if (!item.isString()) {
+                complain(where, "fault \"" + name + "\" is not a text");
+            }
+            text = item.asString();
+            break;
+        case FaultKind::Flag:
+            if (!item.isBool()) {
+                complain(where, "fault \"" + name + "\" is not true or false");
+            }
+            text = item.asBool() ? "true" : "false";
+            break;
+        }
+        try {
+            SetFaultFromText(faults, name, text);
+        } catch (const std::invalid_argument& error) {
+            complain(where, "fault \"" + name + "\": " + error.what());
+        }
+    }
+    return faults;
+}
+
+CatalogObject ReadObject(const Json::Value& value, std::size_t position,
+                         const std::filesystem::path& files, const Complaint& complain) {
+    std::string where = "object " + std::to_string(position);
+    if (!value.isObject()) {
+        complain(where, "is not a JSON object");
+    }
+    CatalogObject object;
+    if (!value.isMember("id") || !value["id"].isString() || value["id"].asString().empty()) {
+        complain(where, "has no \"id\" (a non-empty text)");
+    }
+    object.id = value["id"].asString();
+    where = "object \"" + object.id + "\"";
+
+    static const std::set<std::string> known = {"id",   "versions", "latest", "test_versions",
+                                                "file", "faults"};
+    for (const std::string& key : value.getMemberNames()) {
+        if (known.count(key) == 0) {
+            complain(where, "unknown member \"" + key + "\"");
+        }
+    }
+
+    if (!value.isMember("versions")) {
+        complain(where, "has no \"versions\"");
+    }
+    object.versions = ReadTexts(value["versions"], "versions", where, complain);
+    if (object.versions.empty()) {
+        complain(where, "\"versions\" is empty");
+    }
+    if (!value["latest"].isString()) {
+        complain(where, "has no \"latest\" (a text)");
+    }
+    object.latest = value["latest"].asString();
+    if (std::find(object.versions.begin(), object.versions.end(), object.latest) ==
+        object.versions.end()) {
+        complain(where, "\"latest\" \"" + object.latest + "\" is not among \"versions\"");
+    }
+    if (value.isMember("test_versions")) {
+        object.testVersions = ReadTexts(value["test_versions"], "test_versions", where, complain);
+    }
+    if (value.isMember("file")) {
+        if (!value["file"].isString() || value["file"].asString().empty()) {
+            complain(where, "\"file\" is not a non-empty text");
+        }
+        object.file = value["file"].asString();
+        if (object.file.find_first_of("/\\") != std::string::npos || object.file == "." ||
+            object.file == "..") {
+            complain(where, "\"file\" \"" + object.file + "\" is not a plain file name");
+        }
+        std::error_code error;
+        if (!std::filesystem::is_regular_file(files / object.file, error)) {
+            complain(where, "\"file\" \"" + object.file + "\" is not a file in " + files.string());
+        }
+    }
+    if (value.isMember("faults")) {
+        const Json::Value& faults = value["faults"];
+        if (!faults.isObject()) {
+            complain(where, "\"faults\" is not an object");
+        }
+        for (const std::string& key : faults.getMemberNames()) {
+            if (key == "check") {
+                object.checkFaults =
+                    ReadFaults(faults[key], where + ", faults \"check\"", complain);
+            } else if (key == "file") {
+                object.fileFaults = ReadFaults(faults[key], where + ", faults \"file\"", complain);
+            } else {
+                complain(where, "\"faults\" has \"" + key + "\"; only \"check\" and \"file\"");
+            }
+        }
+    }
+    return object;
+}
+
+}  // namespace
+
+const CatalogObject* Catalog::Find(const std::string& id) const {
+    const auto found = objects.find(id);
+    return found == objects.end() ? nullptr : &found->second;
+}
+
+const CatalogObject* Catalog::FindByFile(const std::string& name) const {
+    for (const auto& [id, object] : objects) {
+        if (!object.file.empty() && object.file == name) {
+            return &object;
+        }
+    }
+    return nullptr;
+}
+
+Catalog ReadCatalog(const std::filesystem::path& path, const std::filesystem::path& files) {
+    const Complaint complain(path);
+    std::error_code error;
+    if (!std::filesystem::is_directory(files, error)) {
+        throw ServiceError("files folder " + files.string() + " is not a folder");
+    }
+    std::ifstream stream(path, std::ios::binary);
+    if (!stream) {
+        complain("", "cannot be read");
+    }
+    std::ostringstream text;
+    text << stream.rdbuf();
+
+    Json::CharReaderBuilder builder;
+    builder["collectComments"] = false;
+    Json::Value root;
+    std::string errors;
+    const std::string bytes = text.str();
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    if (!reader->parse(bytes.data(), bytes.data() + bytes.size(), &root, &errors)) {
+        // JsonCpp's text spans lines; one line reads better after the catalog's name.
+        std::string oneLine;
+        for (const char c : errors) {
+            if (c == '\n') {
+                oneLine += ' ';
+            } else {
+                oneLine += c;
+            }
+        }
+        while (!oneLine.empty() && oneLine.back() == ' ') {
+            oneLine.pop_back();
+        }
+        complain("", "is not JSON: " + oneLine);
+    }
+    if (!root.isObject() || !root["objects"].isArray()) {
+        complain("", "the root must be an object with an array \"objects\"");
+    }
+
+    Catalog catalog;
+    std::size_t position = 0;
+    for (const Json::Value& value : root["objects"]) {
+        ++position;
+        CatalogObject object = ReadObject(value, position, files, complain);
+        if (catalog.objects.count(object.id) != 0) {
+            complain("object \"" + object.id + "\"", "the id is used twice");
+        }
+        catalog.objects.emplace(object.id, std::move(object));
+    }
+    return catalog;
+}
+
+}  // namespace orvservice

@@ -1,0 +1,36 @@
+// Catalog.h: the objects the service knows (versions, latest, test versions, file, faults), read
+// and checked from the catalog file.
+#pragma once
+
+#include "Faults.h"
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace orvservice {
+
+struct CatalogObject {
+    std::string id;
+    std::vector<std::string> versions;  // oldest first
+    std::string latest;
+    std::vector<std::string> testVersions;
+    std::string file;  // empty: no file to download
+    Faults checkFaults;
+    Faults fileFaults;
+};
+
+struct Catalog {
+    std::map<std::string, CatalogObject> objects;  // by id
+
+    const CatalogObject* Find(const std::string& id) const;
+    // The object whose file is `name`, if any.
+    const CatalogObject* FindByFile(const std::string& name) const;
+};
+
+// Reads `path`; each "file" must be a plain name of a regular file in `files`. Throws ServiceError
+// naming the catalog and the object at fault.
+Catalog ReadCatalog(const std::filesystem::path& path, const std::filesystem::path& files);
+
+}  // namespace orvservice

@@ -1,0 +1,186 @@
+// ServiceConnectionTest.cpp: connections (keep-alive counted by accepts), HTTPS, and the service's
+// own life: start, run, stop, a port already taken, a catalog it refuses.
+#include "ServiceTestSupport.h"
+
+#include <chrono>
+#include <httplib.h>
+#include <thread>
+
+namespace servicetest {
+namespace {
+
+using ServiceConnectionTest = ServiceTest;
+
+TEST_F(ServiceConnectionTest, KeepAliveRequestsInARowUseOneConnection) {
+    StartService();
+    httplib::Client client("127.0.0.1", service->Port());
+    client.set_keep_alive(true);
+    for (int i = 0; i < 12; ++i) {
+        const auto res = client.Get("/check?id=D01&version=2.0&format=json");
+        ASSERT_TRUE(res);
+        EXPECT_EQ(res->status, 200);
+    }
+    EXPECT_EQ(service->Requests().size(), 12U);
+    EXPECT_EQ(service->AcceptedConnections(), 1);
+}
+
+TEST_F(ServiceConnectionTest, CurlReusesItsConnectionForSeveralAddresses) {
+    StartService();
+    std::string output;
+    const std::string url = Url("/check?id=D01&version=2.0");
+    ASSERT_EQ(testfiles::RunCommand(std::string(ORV_CURL) + " -sS -o /dev/null -o /dev/null " +
+                                        "-o /dev/null " + testfiles::Quote(url) + " " +
+                                        testfiles::Quote(url) + " " + testfiles::Quote(url),
+                                    &output),
+              0)
+        << output;
+    EXPECT_EQ(service->Requests().size(), 3U);
+    EXPECT_EQ(service->AcceptedConnections(), 1);
+}
+
+TEST_F(ServiceConnectionTest, ClientsWithoutKeepAliveOpenAConnectionEach) {
+    StartService();
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(Curl(Url("/bytes?size=1")).exitCode, 0);
+    }
+    EXPECT_EQ(service->AcceptedConnections(), 3);
+}
+
+TEST_F(ServiceConnectionTest, CutBodyClosesTheConnection) {
+    StartService();
+    httplib::Client client("127.0.0.1", service->Port());
+    client.set_keep_alive(true);
+    ASSERT_TRUE(client.Get("/bytes?size=10"));
+    EXPECT_FALSE(client.Get("/bytes?size=10&fault_cut_body=1"));
+    ASSERT_TRUE(client.Get("/bytes?size=10"));
+    EXPECT_EQ(service->AcceptedConnections(), 2);
+}
+
+TEST_F(ServiceConnectionTest, HttpsServesWithTheGivenCertificate) {
+    const std::string key = folder.At("key.pem");
+    const std::string cert = folder.At("cert.pem");
+    std::string output;
+    ASSERT_EQ(testfiles::RunCommand(std::string(ORV_OPENSSL) +
+                                        " req -x509 -newkey rsa:2048 -nodes -days 2 "
+                                        "-subj /CN=127.0.0.1 -addext subjectAltName=IP:127.0.0.1 "
+                                        "-keyout " +
+                                        testfiles::Quote(key) + " -out " + testfiles::Quote(cert),
+                                    &output),
+              0)
+        << output;
+    orvservice::ServiceOptions options;
+    options.certificate = cert;
+    options.privateKey = key;
+    StartService(DefaultCatalog(), options);
+    EXPECT_EQ(service->BaseUrl(), "https://127.0.0.1:" + std::to_string(service->Port()));
+
+    httplib::SSLClient client("127.0.0.1", service->Port());
+    client.set_ca_cert_path(cert.c_str());
+    client.enable_server_certificate_verification(true);
+    const auto res = client.Get("/check?id=D01&version=1.0&format=json");
+    ASSERT_TRUE(res) << httplib::to_string(res.error());
+    EXPECT_EQ(ParseJson(res->body)["url"], Url("/files/D01%202.0%2B%C5%99.zip"));
+
+    const CurlResult file = Curl(Url("/files/P01.zip"), "--cacert " + testfiles::Quote(cert));
+    EXPECT_EQ(file.exitCode, 0) << file.output;
+    EXPECT_EQ(file.body, "PK plain file");
+    // A client that does not trust the certificate is refused by its own check.
+    EXPECT_NE(Curl(Url("/files/P01.zip")).exitCode, 0);
+}
+
+TEST_F(ServiceConnectionTest, CertificateThatCannotBeReadIsAServiceError) {
+    ASSERT_TRUE(testfiles::WriteFileBytes(folder.At("bad.pem"), "not a certificate"));
+    orvservice::ServiceOptions options;
+    options.certificate = folder.At("bad.pem");
+    options.privateKey = folder.At("bad.pem");
+    ASSERT_TRUE(testfiles::WriteFileBytes(CatalogPath(), DefaultCatalog()));
+    ASSERT_TRUE(testfiles::WriteFileBytes(FilesPath() + "/" + kD01File, "x"));
+    ASSERT_TRUE(testfiles::WriteFileBytes(FilesPath() + "/P01.zip", "x"));
+    options.catalog = CatalogPath();
+    options.files = FilesPath();
+    EXPECT_THROW(orvservice::VersionService{options}, orvservice::ServiceError);
+}
+
+TEST_F(ServiceConnectionTest, PortAlreadyTakenIsAServiceError) {
+    StartService();
+    orvservice::ServiceOptions options;
+    options.catalog = CatalogPath();
+    options.files = FilesPath();
+    options.port = service->Port();
+    try {
+        orvservice::VersionService second(options);
+        FAIL() << "a second service bound the same port";
+    } catch (const orvservice::ServiceError& error) {
+        EXPECT_NE(std::string(error.what()).find(std::to_string(service->Port())),
+                  std::string::npos)
+            << error.what();
+    }
+}
+
+TEST_F(ServiceConnectionTest, StopRightAfterStartAndStopTwiceAreSafe) {
+    StartService();
+    service->Stop();
+    service->Stop();
+    httplib::Client client("127.0.0.1", service->Port());
+    EXPECT_FALSE(client.Get("/bytes?size=1"));
+}
+
+TEST_F(ServiceConnectionTest, StopDoesNotWaitForAnIdleKeepAliveConnection) {
+    StartService();
+    httplib::Client client("127.0.0.1", service->Port());
+    client.set_keep_alive(true);
+    ASSERT_TRUE(client.Get("/bytes?size=1"));
+    const auto start = std::chrono::steady_clock::now();
+    service->Stop();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+}
+
+TEST_F(ServiceConnectionTest, StopLetsARequestInProgressFinishItsAnswer) {
+    StartService();
+    httplib::Client client("127.0.0.1", service->Port());
+    client.set_keep_alive(true);
+    ASSERT_TRUE(client.Get("/bytes?size=1"));
+    int status = 0;
+    std::thread asking([&] {
+        const auto res = client.Get("/check?id=D01&version=2.0&fault_delay_ms=500");
+        status = res ? res->status : -1;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    service->Stop();
+    asking.join();
+    EXPECT_EQ(status, 200);
+}
+
+TEST_F(ServiceConnectionTest, ServiceThatNeverStartedCanBeDestroyed) {
+    StartService();
+    orvservice::ServiceOptions options;
+    options.catalog = CatalogPath();
+    options.files = FilesPath();
+    auto idle = std::make_unique<orvservice::VersionService>(options);
+    EXPECT_NE(idle->Port(), 0);
+    idle.reset();
+}
+
+TEST_F(ServiceConnectionTest, RunServesOnTheCallingThreadUntilStop) {
+    StartService();
+    orvservice::ServiceOptions options;
+    options.catalog = CatalogPath();
+    options.files = FilesPath();
+    orvservice::VersionService second(options);
+    std::thread runner([&] { second.Run(); });
+    httplib::Client client("127.0.0.1", second.Port());
+    // Connections wait in the listen backlog until Run is accepting.
+    const auto res = client.Get("/check?id=W01&version=1.5");
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 200);
+    second.Stop();
+    runner.join();
+}
+
+TEST_F(ServiceConnectionTest, StartingTwiceIsAServiceError) {
+    StartService();
+    EXPECT_THROW(service->Start(), orvservice::ServiceError);
+}
+
+}  // namespace
+}  // namespace servicetest

@@ -1,0 +1,238 @@
+// ServiceFaultTest.cpp: every fault, asked for by the catalog and by the request, and the request's
+// keys overriding the catalog's.
+#include "ServiceTestSupport.h"
+
+#include <chrono>
+#include <httplib.h>
+
+namespace servicetest {
+namespace {
+
+using ServiceFaultTest = ServiceTest;
+
+long MillisecondsOf(const std::function<void()>& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return static_cast<long>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                 std::chrono::steady_clock::now() - start)
+                                 .count());
+}
+
+const char* const kCheck = "/check?id=X01&version=1.0&format=json";
+
+TEST_F(ServiceFaultTest, CatalogDelayHoldsTheAnswer) {
+    StartService(CatalogWithFaults(R"({"delay_ms": 300})", R"({"delay_ms": 300})"));
+    httplib::Client client("127.0.0.1", service->Port());
+    EXPECT_GE(MillisecondsOf([&] { EXPECT_EQ(client.Get(kCheck)->status, 200); }), 300);
+    EXPECT_GE(MillisecondsOf([&] { EXPECT_EQ(client.Get("/files/X01.zip")->status, 200); }), 300);
+}
+
+TEST_F(ServiceFaultTest, RequestDelayHoldsTheAnswer) {
+    StartService();
+    httplib::Client client("127.0.0.1", service->Port());
+    EXPECT_GE(MillisecondsOf([&] {
+                  EXPECT_EQ(client.Get("/check?id=D01&version=2.0&fault_delay_ms=300")->status,
+                            200);
+              }),
+              300);
+}
+
+TEST_F(ServiceFaultTest, CatalogStatusIsAnsweredWithAShortBody) {
+    StartService(CatalogWithFaults(R"({"status": 503})", R"({"status": 500})"));
+    httplib::Client client("127.0.0.1", service->Port());
+    const auto check = client.Get(kCheck);
+    ASSERT_TRUE(check);
+    EXPECT_EQ(check->status, 503);
+    EXPECT_FALSE(check->body.empty());
+    EXPECT_EQ(client.Get("/files/X01.zip")->status, 500);
+}
+
+TEST_F(ServiceFaultTest, RequestStatusIsAnswered) {
+    StartService();
+    httplib::Client client("127.0.0.1", service->Port());
+    EXPECT_EQ(client.Get("/check?id=D01&version=2.0&fault_status=500")->status, 500);
+    EXPECT_EQ(client.Get("/files/P01.zip?fault_status=403")->status, 403);
+}
+
+TEST_F(ServiceFaultTest, CatalogBodyReplacesTheJsonWithStatus200) {
+    StartService(CatalogWithFaults(R"({"body": "this is not JSON"})", ""));
+    httplib::Client client("127.0.0.1", service->Port());
+    const auto res = client.Get(kCheck);
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 200);
+    EXPECT_EQ(res->body, "this is not JSON");
+}
+
+TEST_F(ServiceFaultTest, RequestBodyIsAnsweredExactly) {
+    StartService();
+    httplib::Client client("127.0.0.1", service->Port());
+    const auto res = client.Get(
+        "/check?id=D01&version=2.0&fault_body=%7B%22version%22%3A%7B%7D%2C%22up_to_date%22%3A1%7D");
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 200);
+    EXPECT_EQ(res->body, R"({"version":{},"up_to_date":1})");
+}
+
+// curl reports a body shorter than its Content-Length as exit 18.
+void ExpectCutBody(const CurlResult& result, std::size_t fullSize) {
+    EXPECT_EQ(result.exitCode, 18) << result.output;
+    EXPECT_EQ(result.Header("Content-Length"), std::to_string(fullSize));
+    EXPECT_EQ(result.body.size(), fullSize / 2);
+}
+
+TEST_F(ServiceFaultTest, CatalogCutBodySendsHalfUnderTheFullLength) {
+    StartService(CatalogWithFaults(R"({"cut_body": true})", R"({"cut_body": true})"));
+    ExpectCutBody(Curl(Url("/files/X01.zip")), 20);
+    const CurlResult check = Curl(Url(kCheck));
+    EXPECT_EQ(check.exitCode, 18);
+    const std::size_t full = std::stoul(check.Header("Content-Length"));
+    EXPECT_EQ(check.body.size(), full / 2);
+    EXPECT_EQ(check.body.substr(0, 15), R"({"test_version")");
+}
+
+TEST_F(ServiceFaultTest, RequestCutBodySendsHalfUnderTheFullLength) {
+    StartService();
+    const CurlResult result = Curl(Url("/files/D01%202.0%2B%C5%99.zip?fault_cut_body=1"));
+    ExpectCutBody(result, D01Bytes().size());
+    EXPECT_EQ(result.body, D01Bytes().substr(0, D01Bytes().size() / 2));
+    // httplib's client sees a failed read, too.
+    httplib::Client client("127.0.0.1", service->Port());
+    EXPECT_FALSE(client.Get("/check?id=D01&version=2.0&fault_cut_body=1"));
+}
+
+TEST_F(ServiceFaultTest, CatalogNoContentDispositionDropsTheHeader) {
+    StartService(CatalogWithFaults("", R"({"no_content_disposition": true})"));
+    const CurlResult result = Curl(Url("/files/X01.zip"));
+    EXPECT_EQ(result.Status(), 200);
+    EXPECT_EQ(result.body, "0123456789abcdefghij");
+    EXPECT_EQ(result.headers.find("Content-Disposition"), std::string::npos) << result.headers;
+}
+
+TEST_F(ServiceFaultTest, RequestNoContentDispositionDropsTheHeader) {
+    StartService();
+    httplib::Client client("127.0.0.1", service->Port());
+    const auto res = client.Get("/files/P01.zip?fault_no_content_disposition=1");
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->body, "PK plain file");
+    EXPECT_FALSE(res->has_header("Content-Disposition"));
+}
+
+TEST_F(ServiceFaultTest, CatalogQuotedFilenameUsesTheQuotedForm) {
+    StartService(CatalogWithFaults("", R"({"quoted_filename": true})"));
+    EXPECT_EQ(Curl(Url("/files/X01.zip")).Header("Content-Disposition"),
+              "attachment; filename=\"X01.zip\"");
+}
+
+TEST_F(ServiceFaultTest, RequestQuotedFilenameUsesTheQuotedFormWithTheRawName) {
+    StartService();
+    httplib::Client client("127.0.0.1", service->Port());
+    const auto res = client.Get("/files/D01%202.0%2B%C5%99.zip?fault_quoted_filename=1");
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->get_header_value("Content-Disposition"),
+              std::string("attachment; filename=\"") + kD01File + "\"");
+}
+
+TEST_F(ServiceFaultTest, RequestRedirectPointsAtTheSameTargetWithoutTheKey) {
+    StartService();
+    httplib::Client client("127.0.0.1", service->Port());
+    const auto res = client.Get("/check?id=D01&fault_redirect=1&version=2.0&format=json");
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 302);
+    EXPECT_EQ(res->get_header_value("Location"), Url("/check?id=D01&version=2.0&format=json"));
+
+    client.set_follow_location(true);
+    const auto followed = client.Get("/files/P01.zip?fault_redirect=1");
+    ASSERT_TRUE(followed);
+    EXPECT_EQ(followed->status, 200);
+    EXPECT_EQ(followed->body, "PK plain file");
+    const auto records = service->Requests();
+    ASSERT_EQ(records.size(), 3U);
+    EXPECT_EQ(records[1].target, "/files/P01.zip?fault_redirect=1");
+    EXPECT_EQ(records[1].status, 302);
+    EXPECT_EQ(records[2].target, "/files/P01.zip");
+    EXPECT_EQ(records[2].status, 200);
+}
+
+TEST_F(ServiceFaultTest, CatalogRedirectIsFollowedOnceOnly) {
+    StartService(CatalogWithFaults(R"({"redirect": true})", R"({"redirect": true})"));
+    const CurlResult check = Curl(Url(kCheck), "-L --max-redirs 3");
+    ASSERT_EQ(check.exitCode, 0) << check.output;
+    EXPECT_EQ(check.Status(), 200);
+    EXPECT_EQ(ParseJson(check.body)["update_available"], true);
+    const CurlResult file = Curl(Url("/files/X01.zip"), "-L --max-redirs 3");
+    EXPECT_EQ(file.Status(), 200);
+    EXPECT_EQ(file.body, "0123456789abcdefghij");
+    const auto records = service->Requests();
+    ASSERT_EQ(records.size(), 4U);
+    EXPECT_EQ(records[0].status, 302);
+    EXPECT_EQ(records[1].target, std::string(kCheck) + "&fault_redirect=0");
+    EXPECT_EQ(records[3].target, "/files/X01.zip?fault_redirect=0");
+}
+
+// curl reports a chunked body that ends without its last chunk as exit 18.
+void ExpectClosedMidBody(const CurlResult& result, const std::string& full) {
+    EXPECT_EQ(result.exitCode, 18) << result.output;
+    EXPECT_EQ(result.Header("Transfer-Encoding"), "chunked");
+    EXPECT_TRUE(result.Header("Content-Length").empty());
+    EXPECT_FALSE(result.body.empty());
+    EXPECT_LT(result.body.size(), full.size());
+    EXPECT_EQ(result.body, full.substr(0, result.body.size()));
+}
+
+TEST_F(ServiceFaultTest, CatalogCloseMidBodyEndsTheChunksEarly) {
+    StartService(CatalogWithFaults("", R"({"close_mid_body": true})"));
+    ExpectClosedMidBody(Curl(Url("/files/X01.zip")), "0123456789abcdefghij");
+}
+
+TEST_F(ServiceFaultTest, RequestCloseMidBodyEndsTheChunksEarly) {
+    StartService();
+    ExpectClosedMidBody(Curl(Url("/files/D01%202.0%2B%C5%99.zip?fault_close_mid_body=1")),
+                        D01Bytes());
+    const CurlResult check = Curl(Url("/check?id=D01&version=2.0&fault_close_mid_body=1"));
+    EXPECT_EQ(check.exitCode, 18) << check.output;
+    httplib::Client client("127.0.0.1", service->Port());
+    EXPECT_FALSE(client.Get("/check?id=D01&version=2.0&fault_close_mid_body=1"));
+}
+
+TEST_F(ServiceFaultTest, RequestKeysOverrideTheCatalog) {
+    StartService(CatalogWithFaults(R"({"status": 503, "delay_ms": 2000})",
+                                   R"({"cut_body": true, "quoted_filename": true})"));
+    httplib::Client client("127.0.0.1", service->Port());
+    const long elapsed = MillisecondsOf([&] {
+        const auto res = client.Get(std::string(kCheck) + "&fault_delay_ms=0&fault_status=502");
+        ASSERT_TRUE(res);
+        EXPECT_EQ(res->status, 502);
+    });
+    EXPECT_LT(elapsed, 1500);
+    const auto file = client.Get("/files/X01.zip?fault_cut_body=0&fault_quoted_filename=false");
+    ASSERT_TRUE(file);
+    EXPECT_EQ(file->body, "0123456789abcdefghij");
+    EXPECT_EQ(file->get_header_value("Content-Disposition"),
+              "attachment; filename*=UTF-8''X01.zip");
+}
+
+TEST_F(ServiceFaultTest, CatalogFaultsOfOneObjectLeaveOthersAlone) {
+    StartService(R"({"objects": [
+        {"id": "A", "versions": ["1"], "latest": "1", "faults": {"check": {"status": 500}}},
+        {"id": "B", "versions": ["1"], "latest": "1"}]})");
+    httplib::Client client("127.0.0.1", service->Port());
+    EXPECT_EQ(client.Get("/check?id=A&version=1")->status, 500);
+    EXPECT_EQ(client.Get("/check?id=B&version=1")->status, 200);
+}
+
+TEST_F(ServiceFaultTest, UnknownOrBadFaultKeyIs400) {
+    StartService();
+    httplib::Client client("127.0.0.1", service->Port());
+    for (const char* target :
+         {"/check?id=D01&version=2.0&fault_explode=1", "/check?id=D01&version=2.0&fault_status=abc",
+          "/check?id=D01&version=2.0&fault_status=42", "/files/P01.zip?fault_cut_body=yes",
+          "/bytes?size=1&fault_delay_ms=-5"}) {
+        const auto res = client.Get(target);
+        ASSERT_TRUE(res) << target;
+        EXPECT_EQ(res->status, 400) << target;
+        EXPECT_NE(res->body.find("fault_"), std::string::npos) << res->body;
+    }
+}
+
+}  // namespace
+}  // namespace servicetest
