@@ -1,0 +1,73 @@
+// DGItem.h: the host's dialog geometry and the base of every dialog item.
+//
+// DG::Point and DG::Rect are 16-bit value types, as the host's dialog library keeps them. A
+// DG::Item holds the state every backend draws from: rectangle, visibility, enabled. A change
+// goes through ItemChanged, where a backend (or a test) follows it; setting a rectangle equal to
+// the one there still counts as a change.
+#pragma once
+
+#include <cstdint>
+
+namespace DG {
+
+class Point {
+public:
+    Point() = default;
+    Point(int16_t x, int16_t y) : x(x), y(y) {}
+    int16_t GetX() const { return x; }
+    int16_t GetY() const { return y; }
+    friend bool operator==(const Point&, const Point&) = default;
+
+private:
+    int16_t x = 0;
+    int16_t y = 0;
+};
+
+class Rect {
+public:
+    Rect() = default;
+    Rect(int16_t left, int16_t top, int16_t right, int16_t bottom)
+        : left(left), top(top), right(right), bottom(bottom) {}
+    int16_t GetLeft() const { return left; }
+    int16_t GetTop() const { return top; }
+    int16_t GetRight() const { return right; }
+    int16_t GetBottom() const { return bottom; }
+    int16_t GetWidth() const { return static_cast<int16_t>(right - left); }
+    int16_t GetHeight() const { return static_cast<int16_t>(bottom - top); }
+    friend bool operator==(const Rect&, const Rect&) = default;
+
+private:
+    int16_t left = 0;
+    int16_t top = 0;
+    int16_t right = 0;
+    int16_t bottom = 0;
+};
+
+class Item {
+public:
+    enum class Aspect { Rect, Visibility, Enabled, Text, Font, Color, Background };
+
+    virtual ~Item() = default;
+    Item(const Item&) = delete;
+    Item& operator=(const Item&) = delete;
+
+    bool IsVisible() const { return visible; }
+    void SetVisibility(bool shown);
+    Rect GetRect() const { return rect; }
+    void SetRect(const Rect& newRect);
+    bool IsEnabled() const { return enabled; }
+    void Enable();
+    void Disable();
+
+protected:
+    explicit Item(const Rect& rect = Rect()) : rect(rect) {}
+    // Called after each change, with what changed.
+    virtual void ItemChanged(Aspect) {}
+
+private:
+    Rect rect;
+    bool visible = false;
+    bool enabled = true;
+};
+
+}  // namespace DG
