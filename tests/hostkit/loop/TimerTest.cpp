@@ -317,7 +317,9 @@ TEST_F(Timers, TheNoneBackendFiresOnTheSystemClock) {
     MainLoop::Instance().Run();
     ASSERT_EQ(timers.log.size(), 2u);
     EXPECT_GE(timers.log[0].at, start + 20);
-    EXPECT_GE(timers.log[1].at, timers.log[0].at + 20);
+    // The next firing is due an interval after the turn that fired the first; the handler's own
+    // reading of the clock may come a little after that turn.
+    EXPECT_GE(timers.log[1].at, start + 40);
 }
 
 }  // namespace
