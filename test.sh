@@ -9,7 +9,7 @@ cd "$(dirname "$0")"
 packages=(
     cmake ninja-build g++ pkg-config git clang-format
     libutfcpp-dev zlib1g-dev libmbedtls-dev libjsoncpp-dev libpugixml-dev
-    libcurl4-openssl-dev libcpp-httplib-dev openssl python3
+    libcurl4-openssl-dev libcpp-httplib-dev libfltk1.3-dev openssl python3
     zip unzip p7zip-full
     libgtest-dev libgmock-dev libbenchmark-dev
 )

@@ -2,7 +2,7 @@
 // module's load and unload steps.
 #include "AddOn.h"
 #include "HostOperations.h"
-#include "ObjectsMonitor.h"
+#include "addon/ObjectsMonitor.h"
 #include "common/PlatformHooks.h"
 #include "hostkit/MainLoop.h"
 #include "hostkit/WindowSystem.h"

@@ -2,7 +2,7 @@
 // Exceptions are not caught here: they leave through the handler to the host.
 #include "AddOn.h"
 #include "HostOperations.h"
-#include "ObjectsMonitor.h"
+#include "addon/ObjectsMonitor.h"
 
 #include <array>
 #include <cstring>

@@ -3,7 +3,7 @@
 //
 // The version check and the writing of states stand behind the four event operations; until
 // they arrive the operations accept their events and do nothing with them.
-#include "ObjectsMonitor.h"
+#include "addon/ObjectsMonitor.h"
 
 #include "common/OVException.h"
 #include "net/HttpGet.h"

@@ -1,7 +1,7 @@
 // RecordingMonitor.cpp: the recording stand-in of the monitor; see RecordingMonitor.h.
 #include "RecordingMonitor.h"
 
-#include "ObjectsMonitor.h"
+#include "addon/ObjectsMonitor.h"
 
 #include <cstdlib>
 #include <fstream>

@@ -4,8 +4,8 @@
 
 #include "AddOn.h"
 #include "FakeHost.h"
-#include "ObjectsMonitor.h"
 #include "RecordingMonitor.h"
+#include "addon/ObjectsMonitor.h"
 
 #include <gtest/gtest.h>
 

@@ -3,12 +3,15 @@
 // DG::Point and DG::Rect are 16-bit value types, as the host's dialog library keeps them. A
 // DG::Item holds the state every backend draws from: rectangle, visibility, enabled. A change
 // goes through ItemChanged, where a backend (or a test) follows it; setting a rectangle equal to
-// the one there still counts as a change.
+// the one there still counts as a change. An item made on a panel is listed by that panel, in
+// the order of creation, until it is destroyed.
 #pragma once
 
 #include <cstdint>
 
 namespace DG {
+
+class Panel;
 
 class Point {
 public:
@@ -47,7 +50,7 @@ class Item {
 public:
     enum class Aspect { Rect, Visibility, Enabled, Text, Font, Color, Background };
 
-    virtual ~Item() = default;
+    virtual ~Item();
     Item(const Item&) = delete;
     Item& operator=(const Item&) = delete;
 
@@ -59,12 +62,20 @@ public:
     void Enable();
     void Disable();
 
+    // The panel the item stands on; null for an item made without one.
+    Panel* GetPanel() const { return panel; }
+    // "LeftText", "Button", "UserItem", ...: what a backend draws.
+    virtual const char* KindName() const { return "Item"; }
+
 protected:
     explicit Item(const Rect& rect = Rect()) : rect(rect) {}
-    // Called after each change, with what changed.
-    virtual void ItemChanged(Aspect) {}
+    Item(Panel& panel, const Rect& rect);
+    // Called after each change, with what changed. The default tells the panel's view.
+    virtual void ItemChanged(Aspect aspect);
 
 private:
+    friend class Panel;  // forgets its items when it goes first
+    Panel* panel = nullptr;
     Rect rect;
     bool visible = false;
     bool enabled = true;

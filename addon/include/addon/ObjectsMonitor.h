@@ -41,6 +41,10 @@ public:
     void OnLibPartChanged(uint32_t index);
     void OnElementEvent(int32_t type, API_Guid identifier);
 
+    // The version table, keyed by library part index; the summary dialog reads it.
+    const GS::HashTable<int, VersionCheckState>& GetTable() const { return table; }
+    GS::HashTable<int, VersionCheckState>& GetTable() { return table; }
+
 private:
     GS::HashTable<int, VersionCheckState> table;
     uint8_t pendingFullScan = 0;
