@@ -10,7 +10,7 @@ packages=(
     cmake ninja-build g++ pkg-config git clang-format
     libutfcpp-dev zlib1g-dev libmbedtls-dev libjsoncpp-dev libpugixml-dev
     libcurl4-openssl-dev libcpp-httplib-dev libfltk1.3-dev openssl python3
-    zip unzip p7zip-full
+    zip unzip p7zip-full xvfb xauth fonts-dejavu-core
     libgtest-dev libgmock-dev libbenchmark-dev
 )
 

@@ -23,14 +23,16 @@ namespace orvhost {
 namespace {
 
 const char* const kOpenUsage =
-    "usage: orvhost open PROJECT [--addon FILE] [--ui script|none] [--script FILE] "
+    "usage: orvhost open PROJECT [--addon FILE] [--ui gui|text|script|none] [--script FILE] "
     "[--trace FILE]\n";
 const char* const kOpenHelp =
     "Loads the add-on, fires the open event, runs the main loop until no timer is armed and no\n"
     "window is open, fires the close event, stops the add-on and saves the project.\n"
     "\n"
     "  --addon FILE   the add-on module (default: OrvUpdate.so beside orvhost)\n"
-    "  --ui NAME      script: no window, a virtual clock, the script's actions\n"
+    "  --ui NAME      gui: real windows (needs an X display)\n"
+    "                 text: dialogs and message boxes on the terminal, buttons by number\n"
+    "                 script: no window, a virtual clock, the script's actions\n"
     "                 none: every dialog closes at once, every message box is acknowledged\n"
     "                 (default: script with --script, else none)\n"
     "  --script FILE  the actions of the script backend, one a line (see the README)\n"
@@ -155,8 +157,8 @@ void RunVerbReportingErrors(HostSession& session, const hostkit::ScriptAction& a
 int OpenProject(const CommandLine& line) {
     const std::string ui =
         Option(line, "--ui").value_or(Option(line, "--script") ? "script" : "none");
-    if (ui != "script" && ui != "none") {
-        throw std::invalid_argument("--ui is script or none");
+    if (ui != "gui" && ui != "text" && ui != "script" && ui != "none") {
+        throw std::invalid_argument("--ui is gui, text, script or none");
     }
     if (Option(line, "--script") && ui != "script") {
         throw std::invalid_argument("--script needs --ui script");
@@ -179,6 +181,10 @@ int OpenProject(const CommandLine& line) {
                                                    [&session](const hostkit::ScriptAction& action) {
                                                        RunVerbReportingErrors(session, action);
                                                    }));
+    } else if (ui == "gui") {
+        loop.SetBackend(hostkit::MakeGuiBackend());
+    } else if (ui == "text") {
+        loop.SetBackend(hostkit::MakeTextBackend());
     } else {
         loop.SetBackend(hostkit::MakeNoneBackend());
     }

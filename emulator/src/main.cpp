@@ -8,7 +8,7 @@
 namespace {
 
 const char* const kUsage =
-    "usage: orvhost open PROJECT [--addon FILE] [--ui script|none] [--script FILE] "
+    "usage: orvhost open PROJECT [--addon FILE] [--ui gui|text|script|none] [--script FILE] "
     "[--trace FILE]\n"
     "       orvhost status PROJECT [--json]\n"
     "       orvhost COMMAND --help\n";

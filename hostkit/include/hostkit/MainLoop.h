@@ -1,7 +1,7 @@
 // MainLoop.h: the host's main loop, as the emulator drives it.
 //
 // One loop per process runs the timers of WindowSystem.h and every modal window (message boxes
-// now, dialogs later) on the thread that calls it. A modal window runs a nested loop inside the
+// and dialogs) on the thread that calls it. A modal window runs a nested loop inside the
 // call that opened it; timers keep firing there.
 //
 // A backend decides how time passes and where input comes from:
@@ -9,13 +9,15 @@
 //            else is left but an armed timer; the actions of the script drive the loop;
 //   none   - the system clock; every modal window closes at once (a message box is
 //            acknowledged, a dialog closed);
-//   text, gui - terminal and FLTK windows; they plug in here as further backends.
+//   text   - the system clock; windows drawn on the terminal, buttons chosen by typing numbers;
+//   gui    - the system clock; FLTK windows, their widgets at the items' exact rectangles.
 //
 // Every modal window shown, every script action and every exception that leaves a window
 // procedure is written to the trace sink as one JSON line.
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -77,6 +79,14 @@ public:
 std::unique_ptr<UiBackend> MakeScriptBackend(std::vector<ScriptAction> actions,
                                              std::function<void(const ScriptAction&)> emulatorVerb);
 std::unique_ptr<UiBackend> MakeNoneBackend();
+// FLTK windows on the X display: each dialog item becomes a widget at its rectangle (carrying the
+// item as its user data), FLTK's loop waits for input and for the next timer. Throws
+// std::runtime_error when no X display can be reached.
+std::unique_ptr<UiBackend> MakeGuiBackend();
+// The terminal backend: the system's steady clock; a modal window drawn as text on `output`,
+// answered by lines read from `inputFd` (left open: the caller owns it). End of input closes
+// every window as its close box would.
+std::unique_ptr<UiBackend> MakeTextBackend(int inputFd = 0, FILE* output = stdout);
 
 class MainLoop {
 public:

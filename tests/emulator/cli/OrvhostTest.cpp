@@ -128,13 +128,30 @@ TEST_F(Orvhost, BadCommandLinesGetAUsageLineAndStatus2) {
     const std::string project = Quote(Project());
     for (const std::string& arguments :
          {std::string(""), std::string("frob"), std::string("open"),
-          "open " + project + " --ui gui", "open " + project + " --bogus",
+          "open " + project + " --ui bogus", "open " + project + " --bogus",
           "open " + project + " --script", "open " + project + " extra",
           "open " + project + " --trace a --trace b", std::string("status"),
           "status " + project + " --all", "open " + project + " --ui none --script x"}) {
         EXPECT_EQ(Run(arguments), 2) << arguments << "\n" << output;
         EXPECT_NE(output.find("usage: orvhost"), std::string::npos) << arguments << "\n" << output;
     }
+}
+
+TEST_F(Orvhost, GuiWithoutADisplaySaysSoAndStops) {
+    const auto before = FilesBelow(Project());
+    EXPECT_EQ(RunCommand("env -u DISPLAY " + std::string(ORVHOST) + " open " + Quote(Project()) +
+                             " --ui gui --addon " + ORV_ROUTING_PROBE,
+                         &output),
+              1);
+    EXPECT_NE(output.find("no display"), std::string::npos) << output;
+    EXPECT_EQ(FilesBelow(Project()), before);
+}
+
+TEST_F(Orvhost, TextBackendRunsAProjectWithoutDialogs) {
+    EXPECT_EQ(
+        Run("open " + Quote(Project()) + " --ui text --addon " + ORV_ROUTING_PROBE + " </dev/null"),
+        0)
+        << output;
 }
 
 TEST_F(Orvhost, HelpIsThereForEachCommand) {
