@@ -16,3 +16,4 @@ python3 bench/report.py "$results"
 bench/zip/run-extract.sh
 bench/emulator/run-write.sh
 bench/net/run-http.sh
+bench/monitor/run-scan.sh

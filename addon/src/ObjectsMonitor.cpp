@@ -1,36 +1,37 @@
-// ObjectsMonitor.cpp: the monitor's life: its hidden message-only window, made with the monitor
-// and torn down before it, and the single instance.
-//
-// The version check and the writing of states stand behind the four event operations; until
-// they arrive the operations accept their events and do nothing with them.
+// ObjectsMonitor.cpp: the monitor's life (its hidden message-only window, made with the monitor
+// and torn down before it), the single instance, and the host events it answers.
 #include "addon/ObjectsMonitor.h"
 
+#include "HostOperations.h"
+#include "MonitorWindow.h"
+#include "addon/MessageCatalogue.h"
+#include "common/HostErrors.h"
 #include "common/OVException.h"
 #include "net/HttpGet.h"
 
-namespace {
-
-constexpr const char* kWindowClass = "ObjectsMonitor";
-constexpr UINT_PTR kTimerId = 1;
+namespace monitor {
 
 ObjectsMonitor* instance = nullptr;
 HWND hiddenWindow = nullptr;
+UINT_PTR lastTimer = 0;
 
-LRESULT HandlerWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-    return DefWindowProcW(window, message, wParam, lParam);
+void ThrowIfCommandFailed(int32_t status) {
+    if (status != 0) {
+        throw OVException(status, LookupHostError(status));
+    }
 }
 
-}  // namespace
+}  // namespace monitor
 
 ObjectsMonitor::ObjectsMonitor() : table(2.0, 0.75) {
     WNDCLASSEXA windowClass{};
     windowClass.cbSize = sizeof(windowClass);
-    windowClass.lpfnWndProc = &HandlerWindowProc;
-    windowClass.lpszClassName = kWindowClass;
+    windowClass.lpfnWndProc = &monitor::HandlerWindowProc;
+    windowClass.lpszClassName = monitor::kWindowClass;
     RegisterClassExA(&windowClass);
-    hiddenWindow = CreateWindowExA(0, kWindowClass, kWindowClass, 0, 0, 0, 0, 0, HWND_MESSAGE,
-                                   nullptr, nullptr, nullptr);
-    if (hiddenWindow == nullptr) {
+    monitor::hiddenWindow = CreateWindowExA(0, monitor::kWindowClass, monitor::kWindowClass, 0, 0,
+                                            0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
+    if (monitor::hiddenWindow == nullptr) {
         throw OVException(static_cast<int32_t>(GetLastError()),
                           "Failed to initialize handler window");
     }
@@ -38,30 +39,77 @@ ObjectsMonitor::ObjectsMonitor() : table(2.0, 0.75) {
 
 ObjectsMonitor::~ObjectsMonitor() = default;
 
-void ObjectsMonitor::OnProjectOpened() {}
+void ObjectsMonitor::OnProjectOpened() {
+    // Stays set: the library event with index 0 that follows an opening scans once more.
+    pendingFullScan = 1;
+    CheckAllLibParts();
+}
 
-void ObjectsMonitor::ResetMonitor() {}
+void ObjectsMonitor::CheckAllLibParts() {
+    int32_t count = 0;
+    if (HostGetLibPartCount(&count) != 0 || count < 1) {
+        return;
+    }
+    bool monitoredFound = false;
+    for (int32_t index = 1; index <= count; ++index) {
+        VersionCheckState state;
+        CheckLibPart(static_cast<uint32_t>(index), state);
+        monitoredFound = monitoredFound || !state.version.IsEmpty();
+    }
+    if (monitoredFound) {
+        // Each scan restarts the delay, so that a burst of scans leads to one presentation.
+        KillTimer(monitor::hiddenWindow, monitor::kTimerId);
+        monitor::lastTimer = SetTimer(monitor::hiddenWindow, monitor::kTimerId,
+                                      monitor::kTimerDelayMilliseconds, nullptr);
+    }
+}
 
-void ObjectsMonitor::OnLibPartChanged(uint32_t) {}
+void ObjectsMonitor::OnLibPartChanged(uint32_t index) {
+    if (index == 0) {
+        if (pendingFullScan != 0) {
+            CheckAllLibParts();
+            pendingFullScan = 0;
+        }
+        return;
+    }
+    VersionCheckState state;
+    if (CheckLibPart(index, state)) {
+        return;
+    }
+    monitor::ThrowIfCommandFailed(
+        HostCallUndoable(MessageString(kMessageCheckCommandTitle),
+                         [this, index, &state] { return SyncAllElements(index, &state); }));
+}
 
-void ObjectsMonitor::OnElementEvent(int32_t, API_Guid) {}
+void ObjectsMonitor::ResetMonitor() {
+    // The table means nothing in another project; an armed timer and an open summary stay.
+    table.Clear();
+    pendingFullScan = 0;
+}
+
+void ObjectsMonitor::OnElementEvent(int32_t type, API_Guid identifier) {
+    if (type < ElementType::Window || type > ElementType::Lamp) {
+        return;
+    }
+    SyncElement(identifier, 0, nullptr, true);
+}
 
 ObjectsMonitor& MonitorInstance() {
-    if (instance == nullptr) {
-        instance = new ObjectsMonitor();
+    if (monitor::instance == nullptr) {
+        monitor::instance = new ObjectsMonitor();
     }
-    return *instance;
+    return *monitor::instance;
 }
 
 void MonitorDestroy() {
-    if (instance == nullptr) {
+    if (monitor::instance == nullptr) {
         return;
     }
     CloseHttpSession();
-    KillTimer(hiddenWindow, kTimerId);
-    DestroyWindow(hiddenWindow);
-    hiddenWindow = nullptr;
-    UnregisterClassA(kWindowClass, nullptr);
-    delete instance;
-    instance = nullptr;
+    KillTimer(monitor::hiddenWindow, monitor::kTimerId);
+    DestroyWindow(monitor::hiddenWindow);
+    monitor::hiddenWindow = nullptr;
+    UnregisterClassA(monitor::kWindowClass, nullptr);
+    delete monitor::instance;
+    monitor::instance = nullptr;
 }

@@ -42,11 +42,22 @@ int32_t GetElementMemo(API_Token token, const ElementHeader* header, ElementMemo
     host.memoSeen = *memo;
     return Answer("GetElementMemo", token, {static_cast<long long>(mask)});
 }
-int32_t GetElementList(API_Token token, int32_t type, GS::Array<API_Guid>*, int32_t variation,
+int32_t GetElementList(API_Token token, int32_t type, GS::Array<API_Guid>* list, int32_t variation,
                        void* reserved, const GS::Guid& renovation) {
     host.guidFilterWasNull = renovation == GS::NULLGuid;
     host.reservedSeen = reserved;
-    return Answer("GetElementList", token, {type, variation});
+    const int32_t status = Answer("GetElementList", token, {type, variation});
+    if (const auto own = host.elementListStatuses.find(type);
+        own != host.elementListStatuses.end()) {
+        return own->second;
+    }
+    if (status == 0 && list != nullptr) {
+        list->Clear();
+        for (const API_Guid& guid : host.elementLists[type]) {
+            list->Push(guid);
+        }
+    }
+    return status;
 }
 int32_t ChangeElement(API_Token token, ElementRecord*, const ElementRecord*, const ElementMemo*,
                       uint32_t memoMask, bool withDelete) {

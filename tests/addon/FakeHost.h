@@ -28,6 +28,9 @@ struct Host {
     bool guidFilterWasNull = false;
     void* reservedSeen = reinterpret_cast<void*>(1);
     std::function<int32_t()> lastCommand;
+    // GetElementList: the identifiers of each type, and a status of its own for a type.
+    std::map<int32_t, std::vector<API_Guid>> elementLists;
+    std::map<int32_t, int32_t> elementListStatuses;
 
     std::vector<std::string> Entries() const;
 };

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <new>
 #include <utf8.h>
 
 namespace {
@@ -25,8 +26,11 @@ constexpr int32_t kRandomPrefixLength = 16;
 constexpr size_t kShortestGuardedPath = 4;
 
 WString& ModulePathOverride() {
-    // Never destroyed: the logger asks for the module path from late destructors too.
-    static WString* path = new WString();
+    // Never destroyed: the logger asks for the module path from late destructors too. It lives in
+    // static storage rather than on the heap, so that a module unloaded before the process ends
+    // leaves nothing behind.
+    alignas(WString) static unsigned char storage[sizeof(WString)];
+    static WString* path = new (storage) WString();
     return *path;
 }
 

@@ -1,0 +1,114 @@
+// MonitorUnitTest.cpp: what of the monitor no host can bring about from outside, against the
+// recording host table: a failing list of lamps, and messages the hidden window does not handle.
+#include "AddOn.h"
+#include "FakeHost.h"
+#include "MonitorWindow.h"
+#include "addon/ObjectsMonitor.h"
+#include "common/OVException.h"
+
+#include <algorithm>
+#include <cstring>
+#include <gtest/gtest.h>
+
+namespace {
+
+API_Guid GuidOf(uint8_t value) {
+    API_Guid guid;
+    std::memset(static_cast<void*>(&guid), value, sizeof(guid));
+    return guid;
+}
+
+class MonitorUnit : public ::testing::Test {
+protected:
+    void SetUp() override {
+        MonitorDestroy();
+        fakehost::Reset();
+        const HostFunctionTable table = fakehost::MakeTable();
+        SetImportedFuncAddrs(table.data());
+        HostToken = fakehost::kToken;
+    }
+    void TearDown() override {
+        MonitorDestroy();
+        HostToken = nullptr;
+    }
+
+    static long CallsOf(const std::string& entry) {
+        const auto entries = fakehost::Current().Entries();
+        return std::count(entries.begin(), entries.end(), entry);
+    }
+};
+
+TEST_F(MonitorUnit, FailingLampListLeavesObjectsWindowsAndDoorsUnwritten) {
+    fakehost::Host& host = fakehost::Current();
+    host.elementLists[ElementType::Object] = {GuidOf(1)};
+    host.elementLists[ElementType::Window] = {GuidOf(2)};
+    host.elementLists[ElementType::Door] = {GuidOf(3)};
+    host.elementListStatuses[ElementType::Lamp] = HostError::BadParameters;
+    VersionCheckState state;
+    state.state = StateUpToDate;
+    EXPECT_EQ(MonitorInstance().SyncAllElements(5, &state), HostError::BadParameters);
+    EXPECT_EQ(CallsOf("GetElementList"), 4);
+    EXPECT_EQ(CallsOf("GetElement"), 0) << "no element is looked at";
+}
+
+TEST_F(MonitorUnit, ListsAreAskedForObjectsWindowsDoorsAndLampsInThatOrder) {
+    MonitorInstance().SyncAllElements(5, nullptr);
+    std::vector<long long> types;
+    for (const fakehost::Call& call : fakehost::Current().calls) {
+        if (call.entry == "GetElementList") {
+            types.push_back(call.numbers[0]);
+        }
+    }
+    EXPECT_EQ(types, (std::vector<long long>{6, 4, 5, 7}));
+}
+
+TEST_F(MonitorUnit, TimerMessageForAnotherWindowGoesToTheDefaultProcedure) {
+    MonitorInstance();
+    WNDCLASSEXA windowClass{};
+    windowClass.cbSize = sizeof(windowClass);
+    windowClass.lpfnWndProc = &DefWindowProcW;
+    windowClass.lpszClassName = "OtherWindow";
+    RegisterClassExA(&windowClass);
+    HWND other = CreateWindowExA(0, "OtherWindow", "OtherWindow", 0, 0, 0, 0, 0, HWND_MESSAGE,
+                                 nullptr, nullptr, nullptr);
+    ASSERT_NE(other, nullptr);
+    EXPECT_EQ(monitor::HandlerWindowProc(other, WM_TIMER, monitor::kTimerId, 0), 0);
+    EXPECT_EQ(CallsOf("CallUndoable"), 0);
+    DestroyWindow(other);
+    UnregisterClassA("OtherWindow", nullptr);
+}
+
+TEST_F(MonitorUnit, AnotherMessageToTheHiddenWindowGoesToTheDefaultProcedure) {
+    MonitorInstance();
+    EXPECT_EQ(monitor::HandlerWindowProc(monitor::hiddenWindow, WM_TIMER + 1, 1, 0), 0);
+    EXPECT_EQ(CallsOf("CallUndoable"), 0);
+}
+
+TEST_F(MonitorUnit, TimerOfTheHiddenWindowWritesAsOneCommandWhateverItsId) {
+    MonitorInstance();
+    EXPECT_EQ(monitor::HandlerWindowProc(monitor::hiddenWindow, WM_TIMER, 77, 0), 0);
+    EXPECT_EQ(CallsOf("CallUndoable"), 1);
+}
+
+TEST_F(MonitorUnit, FailedCommandOfTheTimerThrowsWithTheHostsText) {
+    MonitorInstance();
+    fakehost::Current().statuses["CallUndoable"] = HostError::NeedsUndoScope;
+    try {
+        monitor::HandlerWindowProc(monitor::hiddenWindow, WM_TIMER, 1, 0);
+        FAIL() << "no exception";
+    } catch (const OVException& error) {
+        EXPECT_EQ(error.GetCode(), HostError::NeedsUndoScope);
+        EXPECT_STREQ(error.what(), "The called command should be encapsulated in a "
+                                   "ACAPI_CallUndoableCommand scope.");
+    }
+}
+
+TEST_F(MonitorUnit, DestroyClosesTheMonitorAndAnotherOneCanBeMade) {
+    MonitorInstance();
+    MonitorDestroy();
+    EXPECT_EQ(monitor::hiddenWindow, nullptr);
+    MonitorInstance();
+    EXPECT_NE(monitor::hiddenWindow, nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,119 @@
+// MonitorFixture.h: one project folder, one version service and one orvhost run per test, and
+// what can be read from outside afterwards: the trace, the saved project, the status and the
+// service's request log.
+#pragma once
+
+#include "TestFiles.h"
+#include "service/VersionService.h"
+
+#include <gtest/gtest.h>
+#include <json/json.h>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace monitortest {
+
+// The texts of the add-on's message catalogue that the tests look for in the trace.
+inline const std::string kCommandTitle = "Kontrola nových verzí objektů";
+inline const std::string kDialogTitle = "Seznam aktualizovatelných objektů";
+inline const std::string kUpdateButton = "Aktualizovat";
+inline const std::string kCloseButton = "Zavřít";
+inline const std::string kStateUnknownText = "Neznámý";
+inline const std::string kStateUpToDateText = "Aktuální verze";
+inline const std::string kStateUpdateText = "Nová verze k dispozici";
+inline const std::string kStateTestText = "Testovací verze";
+
+// An element's own `uptodate` before a run: outside 0 to 3, so that any write shows.
+constexpr double kUntouched = 9;
+
+// One element of project.json.
+struct ElementEntry {
+    std::string guid;
+    int type = 6;
+    std::string part;  // relative to the library folder; empty for types 1 to 3 and 8
+    std::optional<double> uptodate = kUntouched;
+};
+
+// What one orvhost run left behind.
+struct RunResult {
+    int status = -1;
+    std::string output;              // standard output and standard error
+    std::vector<Json::Value> trace;  // one parsed object a line
+};
+
+// GDL parameters as they stand in a part's XML.
+std::string TextParameter(const std::string& name, const std::string& value);
+std::string NumberParameter(const std::string& name, double value);
+std::string TextArrayParameter(const std::string& name, const std::string& value);
+std::string NumberArrayParameter(const std::string& name, double value);
+
+// Every byte but letters and digits as %XX, for a fault_body value inside a check_url.
+std::string PercentEncoded(const std::string& bytes);
+
+// A fixed identifier per number, so that tests can name their elements.
+std::string Guid(int number);
+
+class MonitorTest : public ::testing::Test {
+protected:
+    // Starts the service on a free port.
+    void SetUp() override;
+    void TearDown() override;
+
+    // Its catalog: D01 (1.0, 1.1, 2.0; latest 2.0; test 2.1-beta; file D01-2.0.zip) and L01
+    // (1.0, 1.5; latest 1.5; no file).
+    void StartService();
+
+    // "http://127.0.0.1:PORT/check?QUERY".
+    std::string CheckUrl(const std::string& query) const;
+    std::string CheckUrl(const std::string& id, const std::string& version) const;
+    // A check_url whose answer is exactly `body`, status 200.
+    std::string BodyUrl(const std::string& body) const;
+    // A port on 127.0.0.1 where nothing listens.
+    static int UnusedPort();
+
+    // Library/RELATIVE with these parameters.
+    void MakePart(const std::string& relative, const std::vector<std::string>& parameters);
+    // A monitored part: check_url and uptodate.
+    void MakeMonitoredPart(const std::string& relative, const std::string& checkUrl,
+                           double uptodate = 0);
+    void MakeProject(const std::vector<ElementEntry>& elements);
+
+    // Runs orvhost open over the project with this script; the trace is kept for the helpers.
+    RunResult RunScript(const std::vector<std::string>& lines);
+
+    // The element's own `uptodate` in the saved project.json; nothing when it has none.
+    std::optional<double> SavedUpToDate(const std::string& guid) const;
+    // `orvhost status PROJECT --json`.
+    Json::Value Status() const;
+    // The element's `uptodate` as the host sees it (its own value over its part's).
+    std::optional<double> EffectiveUpToDate(const std::string& guid) const;
+
+    // The /check requests the service saw, in order.
+    std::vector<orvservice::RequestRecord> Requests() const;
+    std::vector<std::string> RequestTargets() const;
+
+    // From the last run's trace.
+    std::vector<Json::Value> Lines(const std::string& kind) const;
+    std::vector<Json::Value> Commands() const;  // with the monitor's title
+    std::vector<Json::Value> DialogOpens() const;
+    // Identifiers (upper case) of the elements written, one entry per successful ChangeElement.
+    std::vector<std::string> ChangedElements() const;
+    int ChangesOf(const std::string& guid) const;
+    // Identifiers of the elements placed by the script, with their types.
+    std::vector<std::pair<std::string, int>> PlacedElements() const;
+    // Every item text of a traced dialog line.
+    static std::vector<std::string> ItemTexts(const Json::Value& dialog);
+
+    std::string ProjectPath() const { return folder.At("project"); }
+    std::string LibraryPath(const std::string& relative) const {
+        return folder.At("project/Library/" + relative);
+    }
+
+    testfiles::TempFolder folder;
+    std::unique_ptr<orvservice::VersionService> service;
+    RunResult last;
+};
+
+}  // namespace monitortest
