@@ -238,15 +238,26 @@ TEST_F(SummaryDialogTest, CloseButtonAbortsTheModalLoop) {
     EXPECT_FALSE(dialog.IsOpen());
 }
 
-TEST_F(SummaryDialogTest, ScriptClickFindsTheRowsUpdateButtonAndTheDialogStaysOpen) {
+TEST_F(SummaryDialogTest, ScriptClickFindsTheRowsUpdateButtonAndAFailedDownloadEndsAsRow7) {
     monitor.GetTable().Add(1, Record("A", StateUpToDate, ""));
-    monitor.GetTable().Add(2, Record("B", StateUpdateAvailable, "http://x/b.zip"));
+    // Nothing listens on port 1: the download fails at once.
+    monitor.GetTable().Add(2, Record("B", StateUpdateAvailable, "http://127.0.0.1:1/b.zip"));
     SummaryDialog dialog(monitor);
     EXPECT_EQ(dialog.ScriptButton(1), nullptr);
     EXPECT_EQ(dialog.ScriptButton(2), dialog.GetPanels()[1].updateButton);
     EXPECT_EQ(dialog.ScriptButton(3), nullptr);
-    InvokeAndTrace(dialog, {"click 2", "close"});
+    InvokeAndTrace(dialog, {"click 2", "ok", "close"});
     EXPECT_EQ(hostkit::MainLoop::Instance().ScriptErrorCount(), 0);
+    const SummaryDialog::ItemPanel& row = dialog.GetPanels()[1];
+    EXPECT_TRUE(
+        row.progressLabel->GetText() ==
+        GS::UniString("Nepodařilo se stáhnout aktualizaci. Zkuste to prosím později", CC_UTF8));
+    EXPECT_TRUE(row.updateButton->IsEnabled());
+    bool boxShown = false;
+    for (const std::string& line : trace) {
+        boxShown = boxShown || line.find("\"messagebox\"") != std::string::npos;
+    }
+    EXPECT_TRUE(boxShown);
 }
 
 TEST_F(SummaryDialogTest, ClickOnAButtonOfNoRowDoesNothing) {

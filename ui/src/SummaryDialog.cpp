@@ -3,6 +3,7 @@
 #include "ui/SummaryDialog.h"
 
 #include "addon/MessageCatalogue.h"
+#include "addon/ObjectUpdate.h"
 #include "common/CUtils.h"
 #include "hostkit/IOLocation.h"
 
@@ -173,12 +174,42 @@ void SummaryDialog::ButtonClicked(const DG::ButtonClickEvent& event) {
         Abort();
         return;
     }
-    for (const ItemPanel& panel : panels) {
+    ItemPanel* row = nullptr;
+    for (ItemPanel& panel : panels) {
         if (panel.updateButton == source) {
-            // The row's update (download and replace) stands here once it exists.
-            return;
+            row = &panel;
+            break;
         }
     }
+    if (row == nullptr) {
+        return;
+    }
+    row->progressLabel->SetText(MessageString(kMessageDownloading));
+    row->updateButton->Disable();
+    std::string body;
+    try {
+        body = HttpGet(row->downloadUrl, row);
+        row->progressLabel->SetText(MessageString(kMessageUpdating));
+    } catch (const std::exception& error) {
+        ShowUpdateMessage(error);
+        row->progressLabel->SetText(MessageString(kMessageDownloadFailed));
+        row->updateButton->Enable();
+        return;
+    }
+    try {
+        ReplaceObject(row->key, body, row->fileName);
+    } catch (const std::exception& error) {
+        // Success comes this way too: the row then reads as after any other end.
+        ShowUpdateMessage(error);
+        row->progressLabel->SetText(MessageString(kMessageUpdateFailed));
+        row->updateButton->Enable();
+    }
+}
+
+void SummaryDialog::ShowUpdateMessage(const std::exception& error) {
+    constexpr uint32_t kWarningIcon = 8 | 1;
+    CUtils::ShowMessageBox(nullptr, WString(AddOnName.ToUStr().Get(), AddOnName.GetLength()),
+                           CUtils::StringUTF8ToWstring(error.what()), kWarningIcon);
 }
 
 DG::ButtonItem* SummaryDialog::ScriptButton(int row) {

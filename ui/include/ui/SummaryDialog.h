@@ -12,6 +12,8 @@
 #include "net/HttpGet.h"
 #include "ui/Layout.h"
 
+#include <exception>
+
 class SummaryDialog : public DG::ModalDialog,
                       public DG::PanelObserver,
                       public DG::ButtonItemObserver {
@@ -46,6 +48,8 @@ public:
 private:
     void AddRow(Layout& rows, int32_t key, const VersionCheckState& record);
     DG::LeftText* MakeText(const GS::UniString& text, int32_t fontSize);
+    // The outcome of an update, in a warning box titled with the add-on's name.
+    static void ShowUpdateMessage(const std::exception& error);
 
     Layout* layout = nullptr;
     DG::Button* closeButton = nullptr;
