@@ -1,4 +1,5 @@
-// Commands.cpp: `orvhost open` and `orvhost status`.
+// Commands.cpp: `orvhost open` and `orvhost status`, and the open and the status that `orvhost
+// demo` shares with them.
 #include "Commands.h"
 
 #include "AddOnModule.h"
@@ -94,13 +95,6 @@ std::optional<std::string> Option(const CommandLine& line, const std::string& na
     return found == line.options.end() ? std::nullopt : std::optional(found->second);
 }
 
-std::string DefaultAddOnPath() {
-    std::error_code error;
-    const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
-    return (error ? std::filesystem::path("OrvUpdate.so") : self.parent_path() / "OrvUpdate.so")
-        .string();
-}
-
 void ReportWarnings(const std::vector<std::string>& warnings) {
     for (const std::string& warning : warnings) {
         std::fprintf(stderr, "orvhost: warning: %s\n", warning.c_str());
@@ -154,54 +148,24 @@ void RunVerbReportingErrors(HostSession& session, const hostkit::ScriptAction& a
     }
 }
 
-int OpenProject(const CommandLine& line) {
-    const std::string ui =
-        Option(line, "--ui").value_or(Option(line, "--script") ? "script" : "none");
-    if (ui != "gui" && ui != "text" && ui != "script" && ui != "none") {
+// The --ui, --script and --addon options of `open` as a request; throws std::invalid_argument
+// for a wrong combination.
+OpenRequest RequestOf(const CommandLine& line) {
+    OpenRequest request;
+    request.project = line.positional;
+    request.addon = Option(line, "--addon").value_or(DefaultAddOnPath());
+    request.ui = Option(line, "--ui").value_or(Option(line, "--script") ? "script" : "none");
+    if (request.ui != "gui" && request.ui != "text" && request.ui != "script" &&
+        request.ui != "none") {
         throw std::invalid_argument("--ui is gui, text, script or none");
     }
-    if (Option(line, "--script") && ui != "script") {
+    if (Option(line, "--script") && request.ui != "script") {
         throw std::invalid_argument("--script needs --ui script");
     }
-    std::vector<hostkit::ScriptAction> actions;
     if (const auto script = Option(line, "--script")) {
-        actions = ReadScript(*script);
+        request.actions = ReadScript(*script);
     }
-    if (const auto trace = Option(line, "--trace")) {
-        Trace::Instance().Open(*trace);
-    }
-
-    std::vector<std::string> warnings;
-    Project project = Project::Load(line.positional, warnings);
-    ReportWarnings(warnings);
-    HostSession session(project);
-    hostkit::MainLoop& loop = hostkit::MainLoop::Instance();
-    if (ui == "script") {
-        loop.SetBackend(hostkit::MakeScriptBackend(std::move(actions),
-                                                   [&session](const hostkit::ScriptAction& action) {
-                                                       RunVerbReportingErrors(session, action);
-                                                   }));
-    } else if (ui == "gui") {
-        loop.SetBackend(hostkit::MakeGuiBackend());
-    } else if (ui == "text") {
-        loop.SetBackend(hostkit::MakeTextBackend());
-    } else {
-        loop.SetBackend(hostkit::MakeNoneBackend());
-    }
-
-    AddOnModule module(Option(line, "--addon").value_or(DefaultAddOnPath()));
-    try {
-        module.Start(session.Table(), session.Token());
-    } catch (...) {
-        module.Stop();
-        throw;
-    }
-    session.FireProjectEvent(ProjectEvent::OpenProject, 0);
-    loop.Run();
-    session.FireProjectEvent(ProjectEvent::CloseProject, 0);
-    module.Stop();
-    project.Save();
-    return loop.ScriptErrorCount() == 0 ? kExitDone : kExitFailed;
+    return request;
 }
 
 Json::Value NumberOrNull(const Parameter* parameter) {
@@ -288,6 +252,58 @@ void PrintStatus(const Json::Value& status) {
 
 }  // namespace
 
+std::string DefaultAddOnPath() {
+    std::error_code error;
+    const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
+    return (error ? std::filesystem::path("OrvUpdate.so") : self.parent_path() / "OrvUpdate.so")
+        .string();
+}
+
+int OpenProject(const OpenRequest& request) {
+    std::vector<std::string> warnings;
+    Project project = Project::Load(request.project, warnings);
+    ReportWarnings(warnings);
+    HostSession session(project);
+    hostkit::MainLoop& loop = hostkit::MainLoop::Instance();
+    const int errorsBefore = loop.ScriptErrorCount();
+    if (request.ui == "script") {
+        loop.SetBackend(hostkit::MakeScriptBackend(request.actions,
+                                                   [&session](const hostkit::ScriptAction& action) {
+                                                       RunVerbReportingErrors(session, action);
+                                                   }));
+    } else if (request.ui == "gui") {
+        loop.SetBackend(hostkit::MakeGuiBackend());
+    } else if (request.ui == "text") {
+        loop.SetBackend(hostkit::MakeTextBackend());
+    } else {
+        loop.SetBackend(hostkit::MakeNoneBackend());
+    }
+
+    AddOnModule module(request.addon);
+    try {
+        module.Start(session.Table(), session.Token());
+    } catch (...) {
+        module.Stop();
+        throw;
+    }
+    session.FireProjectEvent(ProjectEvent::OpenProject, 0);
+    loop.Run();
+    session.FireProjectEvent(ProjectEvent::CloseProject, 0);
+    module.Stop();
+    project.Save();
+    // Only this run's script errors count: the demo opens a project twice in one process.
+    return loop.ScriptErrorCount() == errorsBefore ? kExitDone : kExitFailed;
+}
+
+void PrintProjectStatus(const std::string& projectPath) {
+    std::vector<std::string> warnings;
+    const Project project = Project::Load(projectPath, warnings);
+    for (const std::string& warning : warnings) {
+        std::fprintf(stderr, "orvhost: warning: %s\n", warning.c_str());
+    }
+    PrintStatus(StatusOf(project));
+}
+
 int RunOpen(const std::vector<std::string>& arguments) {
     CommandLine line;
     try {
@@ -298,7 +314,11 @@ int RunOpen(const std::vector<std::string>& arguments) {
             std::fputs(kOpenHelp, stdout);
             return kExitDone;
         }
-        return OpenProject(line);
+        OpenRequest request = RequestOf(line);
+        if (const auto trace = Option(line, "--trace")) {
+            Trace::Instance().Open(*trace);
+        }
+        return OpenProject(request);
     } catch (const std::invalid_argument& error) {
         std::fprintf(stderr, "orvhost open: %s\n%s", error.what(), kOpenUsage);
         return kExitUsage;

@@ -1,5 +1,6 @@
 // main.cpp: orvhost, the host emulator: plays the host to an add-on module over a project.
 #include "Commands.h"
+#include "Demo.h"
 
 #include <cstdio>
 #include <string>
@@ -11,6 +12,8 @@ const char* const kUsage =
     "usage: orvhost open PROJECT [--addon FILE] [--ui gui|text|script|none] [--script FILE] "
     "[--trace FILE]\n"
     "       orvhost status PROJECT [--json]\n"
+    "       orvhost demo [--ui gui|text|script|none] [--script FILE] [--trace FILE] "
+    "[--folder DIR] [--addon FILE]\n"
     "       orvhost COMMAND --help\n";
 
 const char* const kHelp =
@@ -19,8 +22,9 @@ const char* const kHelp =
     "  open PROJECT     load the add-on, open the project, run until nothing is left to do,\n"
     "                   close and save it\n"
     "  status PROJECT   list the library parts and the placed elements with their state\n"
+    "  demo             the demo library with its version service: open, update, open again\n"
     "\n"
-    "Run \"orvhost open --help\" or \"orvhost status --help\" for their options.\n";
+    "Run \"orvhost COMMAND --help\" for a command's options.\n";
 
 }  // namespace
 
@@ -42,6 +46,9 @@ int main(int argc, char** argv) {
     }
     if (command == "status") {
         return orvhost::RunStatus(rest);
+    }
+    if (command == "demo") {
+        return orvhost::RunDemo(rest);
     }
     std::fprintf(stderr, "orvhost: unknown command \"%s\"\n", command.c_str());
     std::fputs(kUsage, stderr);

@@ -60,6 +60,8 @@ public:
         // The window deletes its widgets.
     }
 
+    Fl_Window& Window() override { return *window; }
+
     DialogWindow(const DialogWindow&) = delete;
     DialogWindow& operator=(const DialogWindow&) = delete;
 

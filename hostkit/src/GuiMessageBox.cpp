@@ -105,6 +105,8 @@ public:
 
     ~MessageBoxWindow() override { window->hide(); }
 
+    Fl_Window& Window() override { return *window; }
+
     MessageBoxWindow(const MessageBoxWindow&) = delete;
     MessageBoxWindow& operator=(const MessageBoxWindow&) = delete;
 

@@ -16,6 +16,7 @@ namespace hostkit::gui {
 class ShownWindow {
 public:
     virtual ~ShownWindow() = default;
+    virtual Fl_Window& Window() = 0;
 };
 
 // Each item's widget carries the item as its user data, so that callbacks (and tests) find it.

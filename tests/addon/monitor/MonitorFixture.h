@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 #include <json/json.h>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -64,6 +65,13 @@ protected:
     // Its catalog: D01 (1.0, 1.1, 2.0; latest 2.0; test 2.1-beta; file D01-2.0.zip) and L01
     // (1.0, 1.5; latest 1.5; no file).
     void StartService();
+    // A service with this catalog and these files (name to bytes) in its files folder, in place
+    // of the one running.
+    void StartService(const std::string& catalog, const std::map<std::string, std::string>& files);
+    // The folder the service's files are served from; a file written there later is served too.
+    std::string ServedFile(const std::string& name) const {
+        return folder.At("service/files/" + name);
+    }
 
     // "http://127.0.0.1:PORT/check?QUERY".
     std::string CheckUrl(const std::string& query) const;
@@ -82,6 +90,7 @@ protected:
 
     // Runs orvhost open over the project with this script; the trace is kept for the helpers.
     RunResult RunScript(const std::vector<std::string>& lines);
+    std::string TracePath() const { return folder.At("trace.jsonl"); }
 
     // The element's own `uptodate` in the saved project.json; nothing when it has none.
     std::optional<double> SavedUpToDate(const std::string& guid) const;
@@ -114,6 +123,10 @@ protected:
     testfiles::TempFolder folder;
     std::unique_ptr<orvservice::VersionService> service;
     RunResult last;
+    // Set by tests whose runs show message boxes on purpose; RunScript otherwise expects none.
+    bool messageBoxesExpected = false;
+    // Variable assignments put before the orvhost command line (for example "TMPDIR=...").
+    std::string environment;
 };
 
 }  // namespace monitortest

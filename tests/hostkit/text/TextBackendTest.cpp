@@ -243,9 +243,10 @@ TEST_F(TextBackend, ATimerFiresWhileTheDialogWaitsForInput) {
         }
         return 0;
     };
+    // Three ticks are due 20, 40 and 60 ms at the earliest after the arming.
+    const uint64_t start = Now();
     SetTimer(window, 1, 20, nullptr);
     SampleDialog dialog;
-    const uint64_t start = Now();
     EXPECT_TRUE(dialog.Invoke());
     EXPECT_EQ(ticks, 3);
     EXPECT_GE(Now() - start, 60u);

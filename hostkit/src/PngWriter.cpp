@@ -5,7 +5,7 @@
 #include <vector>
 #include <zlib.h>
 
-namespace guitest {
+namespace hostkit {
 
 namespace {
 
@@ -63,4 +63,4 @@ bool WritePng(const std::string& path, const uint8_t* pixels, int width, int hei
     return static_cast<bool>(out.flush());
 }
 
-}  // namespace guitest
+}  // namespace hostkit
