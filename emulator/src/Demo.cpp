@@ -231,7 +231,7 @@ void PrintIntroduction(const fs::path& folder, const std::string& baseUrl, const
         "               its frame macro and a read-me)\n"
         "  O01  object  version 1.1-beta: a test version\n"
         "  L01  lamp    its service answers with a page that is no JSON: the state stays unknown\n"
-        "  Bench        no check_url: not monitored\n"
+        "  Lavice       no check_url: not monitored\n"
         "\n"
         "The add-on asks the service about each part, writes the states into the elements'\n"
         "uptodate (0 unknown, 1 up to date, 2 update available, 3 test version) and shows the\n"

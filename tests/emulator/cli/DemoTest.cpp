@@ -95,7 +95,7 @@ TEST_F(Demo, ScriptUpdatesTheDoorAndTheWindowAndTheSecondOpenFindsThemUpToDate) 
     const std::size_t first = output.find("The project now");
     const std::size_t second = output.find("The project now", first + 1);
     ASSERT_NE(second, std::string::npos) << output;
-    for (const char* part : {"Doors/D01.xml", "Windows/W01.xml"}) {
+    for (const char* part : {"Doors/D01 Vchodové dveře.xml", "Windows/W01 Kuchyňské okno.xml"}) {
         const std::vector<std::string> before = ElementLines(output.substr(0, second), first, part);
         const std::vector<std::string> after = ElementLines(output, second, part);
         ASSERT_EQ(before.size(), 2u) << part << "\n" << output;
@@ -108,27 +108,29 @@ TEST_F(Demo, ScriptUpdatesTheDoorAndTheWindowAndTheSecondOpenFindsThemUpToDate) 
         }
     }
     // The states the other parts keep: D02 up to date, O01 a test version, L01 unknown.
-    for (const auto& [part, state] :
-         std::vector<std::pair<std::string, std::string>>{{"Doors/D02.xml", "uptodate=1"},
-                                                          {"Objects/O01.xml", "uptodate=3"},
-                                                          {"Lamps/L01.xml", "uptodate=0"}}) {
+    for (const auto& [part, state] : std::vector<std::pair<std::string, std::string>>{
+             {"Doors/D02 Balkonové dveře.xml", "uptodate=1"},
+             {"Objects/O01 Jídelní židle.xml", "uptodate=3"},
+             {"Lamps/L01 Stojací lampa.xml", "uptodate=0"}}) {
         const std::vector<std::string> after = ElementLines(output, second, part);
         ASSERT_EQ(after.size(), 1u) << part;
         EXPECT_NE(after[0].find(state), std::string::npos) << after[0];
     }
 
     // The door was replaced by the served file, the window's archive unpacked beside it.
-    EXPECT_NE(ReadFileBytes(Work("Library/Doors/D01.xml")).find("id=D01&version=2.0"),
-              std::string::npos);
-    EXPECT_NE(ReadFileBytes(Work("Library/Windows/W01.xml")).find("id=W01&version=2.0"),
-              std::string::npos);
+    EXPECT_NE(
+        ReadFileBytes(Work("Library/Doors/D01 Vchodové dveře.xml")).find("id=D01&version=2.0"),
+        std::string::npos);
+    EXPECT_NE(
+        ReadFileBytes(Work("Library/Windows/W01 Kuchyňské okno.xml")).find("id=W01&version=2.0"),
+        std::string::npos);
     for (const char* name : {"W01_frame.xml", "W01-readme.txt"}) {
         EXPECT_EQ(ReadFileBytes(Work(std::string("Library/Windows/") + name)),
                   ReadFileBytes(Work(std::string("service/zip/W01-2.0/") + name)))
             << name;
     }
-    EXPECT_EQ(ReadFileBytes(Work("Library/Windows/W01.xml")),
-              ReadFileBytes(Work("service/zip/W01-2.0/W01.xml")));
+    EXPECT_EQ(ReadFileBytes(Work("Library/Windows/W01 Kuchyňské okno.xml")),
+              ReadFileBytes(Work("service/zip/W01-2.0/W01 Kuchyňské okno.xml")));
 }
 
 TEST_F(Demo, UpdateArchivePassesUnzipTest) {
@@ -136,14 +138,15 @@ TEST_F(Demo, UpdateArchivePassesUnzipTest) {
     std::string listing;
     ASSERT_EQ(RunCommand("unzip -t " + Quote(Work("service/files/W01-2.0.zip")), &listing), 0)
         << listing;
-    for (const char* name : {"W01.xml", "W01_frame.xml", "W01-readme.txt"}) {
+    for (const char* name : {"W01 Kuchyňské okno.xml", "W01_frame.xml", "W01-readme.txt"}) {
         EXPECT_NE(listing.find(std::string("testing: ") + name), std::string::npos) << listing;
     }
     std::string member;
-    ASSERT_EQ(
-        RunCommand("unzip -p " + Quote(Work("service/files/W01-2.0.zip")) + " W01.xml", &member),
-        0);
-    EXPECT_EQ(member, ReadFileBytes(Work("service/zip/W01-2.0/W01.xml")));
+    ASSERT_EQ(RunCommand("unzip -p " + Quote(Work("service/files/W01-2.0.zip")) + " " +
+                             Quote("W01 Kuchyňské okno.xml"),
+                         &member),
+              0);
+    EXPECT_EQ(member, ReadFileBytes(Work("service/zip/W01-2.0/W01 Kuchyňské okno.xml")));
 }
 
 TEST_F(Demo, EveryPartAndServedFileNamesTheRunningService) {
@@ -154,11 +157,13 @@ TEST_F(Demo, EveryPartAndServedFileNamesTheRunningService) {
     const std::size_t at = output.find("Version service: http://127.0.0.1:");
     ASSERT_NE(at, std::string::npos) << output;
     const std::string base = output.substr(at + 17, output.find(' ', at + 17) - at - 17);
-    EXPECT_NE(ReadFileBytes(Work("Library/Doors/D01.xml")).find(base + "/check?id=D01"),
-              std::string::npos)
+    EXPECT_NE(
+        ReadFileBytes(Work("Library/Doors/D01 Vchodové dveře.xml")).find(base + "/check?id=D01"),
+        std::string::npos)
         << base;
-    EXPECT_NE(ReadFileBytes(Work("service/files/D01.xml")).find(base + "/check?id=D01"),
-              std::string::npos);
+    EXPECT_NE(
+        ReadFileBytes(Work("service/files/D01 Vchodové dveře.xml")).find(base + "/check?id=D01"),
+        std::string::npos);
 }
 
 TEST_F(Demo, WorkingFolderThatHoldsFilesIsRefused) {
