@@ -73,4 +73,55 @@ public:
     std::vector<DG::ButtonItem*> sources;
 };
 
+// A dialog as the add-on builds one: a close button made first (the cancel button, whose handler
+// aborts), a label, two row buttons that disable themselves and fill the label, and a grey strip.
+class SampleDialog : public TestDialog, public DG::ButtonItemObserver {
+public:
+    explicit SampleDialog(bool withCancel = true, bool cancelAborts = true)
+        : close(*this, DG::Rect(210, 215, 290, 245)), label(*this, DG::Rect(10, 10, 400, 30)),
+          first(*this, DG::Rect(410, 10, 490, 40)), second(*this, DG::Rect(410, 60, 490, 90)),
+          strip(*this, DG::Rect(0, 210, 500, 250)), cancelAborts(cancelAborts) {
+        close.SetText(GS::UniString("Zavřít", CC_UTF8));
+        if (withCancel) {
+            close.SetAsCancel();
+        }
+        first.SetText(GS::UniString("Aktualizovat", CC_UTF8));
+        second.SetText(GS::UniString("Aktualizovat", CC_UTF8));
+        label.SetFontSize(-1);
+        label.SetFontStyle(16);
+        strip.SetBackground(Gfx::Color(0xF7, 0xF7, 0xF7));
+        close.Attach(*this);
+        first.Attach(*this);
+        second.Attach(*this);
+        ShowItems();
+        SetTitle(GS::UniString("Seznam aktualizovatelných objektů", CC_UTF8));
+    }
+
+    void ButtonClicked(const DG::ButtonClickEvent& event) override {
+        clicked.push_back(event.GetSource());
+        if (event.GetSource() == &close) {
+            if (cancelAborts) {
+                Abort();
+            }
+            return;
+        }
+        if (onRowClick) {
+            onRowClick();
+            return;
+        }
+        static_cast<DG::Button*>(event.GetSource())->Disable();
+        label.SetText(GS::UniString("Probíhá stahování", CC_UTF8));
+    }
+
+    DG::Button close;
+    DG::LeftText label;
+    DG::Button first;
+    DG::Button second;
+    DG::UserItem strip;
+    bool cancelAborts;
+    // Replaces what a row button does by default.
+    std::function<void()> onRowClick;
+    std::vector<DG::ButtonItem*> clicked;
+};
+
 }  // namespace dgtest

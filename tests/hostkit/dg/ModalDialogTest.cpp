@@ -5,6 +5,8 @@
 
 namespace {
 
+using dgtest::SampleDialog;
+
 using dgtest::ClickObserver;
 using dgtest::PanelRecorder;
 using dgtest::TestDialog;
@@ -12,52 +14,6 @@ using hostkit::MainLoop;
 using looptest::LoopTest;
 using ModalDialog = LoopTest;
 
-GS::UniString Utf8(const char* text) { return GS::UniString(text, CC_UTF8); }
-
-// A dialog as the add-on builds one: a close button made first (the cancel button, whose handler
-// aborts), a label, two row buttons that disable themselves and fill the label, and a grey strip.
-class SampleDialog : public TestDialog, public DG::ButtonItemObserver {
-public:
-    explicit SampleDialog(bool withCancel = true, bool cancelAborts = true)
-        : close(*this, DG::Rect(210, 215, 290, 245)), label(*this, DG::Rect(10, 10, 400, 30)),
-          first(*this, DG::Rect(410, 10, 490, 40)), second(*this, DG::Rect(410, 60, 490, 90)),
-          strip(*this, DG::Rect(0, 210, 500, 250)), cancelAborts(cancelAborts) {
-        close.SetText(Utf8("Zavřít"));
-        if (withCancel) {
-            close.SetAsCancel();
-        }
-        first.SetText(Utf8("Aktualizovat"));
-        second.SetText(Utf8("Aktualizovat"));
-        label.SetFontSize(-1);
-        label.SetFontStyle(16);
-        strip.SetBackground(Gfx::Color(0xF7, 0xF7, 0xF7));
-        close.Attach(*this);
-        first.Attach(*this);
-        second.Attach(*this);
-        ShowItems();
-        SetTitle(Utf8("Seznam aktualizovatelných objektů"));
-    }
-
-    void ButtonClicked(const DG::ButtonClickEvent& event) override {
-        clicked.push_back(event.GetSource());
-        if (event.GetSource() == &close) {
-            if (cancelAborts) {
-                Abort();
-            }
-            return;
-        }
-        static_cast<DG::Button*>(event.GetSource())->Disable();
-        label.SetText(Utf8("Probíhá stahování"));
-    }
-
-    DG::Button close;
-    DG::LeftText label;
-    DG::Button first;
-    DG::Button second;
-    DG::UserItem strip;
-    bool cancelAborts;
-    std::vector<DG::ButtonItem*> clicked;
-};
 
 Json::Value Corners(int left, int top, int right, int bottom) {
     Json::Value corners(Json::arrayValue);

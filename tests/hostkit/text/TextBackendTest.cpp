@@ -26,52 +26,13 @@ size_t Count(const std::string& text, const std::string& what) {
     return count;
 }
 
-// A dialog as the add-on builds one: a close button made first (the cancel button, whose handler
-// aborts), a bold label, two row buttons that disable themselves and fill the label, and a grey
-// strip with no text.
-class SampleDialog : public TestDialog, public DG::ButtonItemObserver {
+// The shared sample dialog, with a label that has text to draw.
+class SampleDialog : public dgtest::SampleDialog {
 public:
-    explicit SampleDialog(bool withCancel = true)
-        : close(*this, DG::Rect(210, 215, 290, 245)), label(*this, DG::Rect(10, 10, 400, 30)),
-          first(*this, DG::Rect(410, 10, 490, 40)), second(*this, DG::Rect(410, 60, 490, 90)),
-          strip(*this, DG::Rect(0, 210, 500, 250)) {
-        close.SetText(Utf8("Zavřít"));
-        if (withCancel) {
-            close.SetAsCancel();
-        }
+    explicit SampleDialog(bool withCancel = true) : dgtest::SampleDialog(withCancel) {
         label.SetText(Utf8("Objekty"));
-        label.SetFontStyle(16);
-        first.SetText(Utf8("Aktualizovat"));
-        second.SetText(Utf8("Aktualizovat"));
-        strip.SetBackground(Gfx::Color(0xF7, 0xF7, 0xF7));
-        close.Attach(*this);
-        first.Attach(*this);
-        second.Attach(*this);
-        ShowItems();
-        SetTitle(Utf8("Seznam aktualizovatelných objektů"));
+        label.SetFontSize(0);
     }
-
-    void ButtonClicked(const DG::ButtonClickEvent& event) override {
-        clicked.push_back(event.GetSource());
-        if (event.GetSource() == &close) {
-            Abort();
-            return;
-        }
-        if (onRowClick) {
-            onRowClick();
-            return;
-        }
-        static_cast<DG::Button*>(event.GetSource())->Disable();
-        label.SetText(Utf8("Probíhá stahování"));
-    }
-
-    DG::Button close;
-    DG::LeftText label;
-    DG::Button first;
-    DG::Button second;
-    DG::UserItem strip;
-    std::function<void()> onRowClick;
-    std::vector<DG::ButtonItem*> clicked;
 };
 
 class TextBackend : public looptest::LoopTest {
