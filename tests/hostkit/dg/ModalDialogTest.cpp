@@ -14,7 +14,6 @@ using hostkit::MainLoop;
 using looptest::LoopTest;
 using ModalDialog = LoopTest;
 
-
 Json::Value Corners(int left, int top, int right, int bottom) {
     Json::Value corners(Json::arrayValue);
     for (int value : {left, top, right, bottom}) {
