@@ -17,16 +17,7 @@ using testfiles::WriteFileBytes;
 
 const char* const kObjectGuid = "6B1F2F0A-1C1D-4E5F-8A9B-0C1D2E3F4A5B";
 
-const char* const kPart = R"(<?xml version="1.0" encoding="UTF-8"?>
-<Symbol>
-  <ParamSection>
-    <Parameters>
-      <String Name="check_url"><Value><![CDATA["http://127.0.0.1:1/check?id=1&version=1"]]></Value></String>
-      <RealNum Name="uptodate"><Value>0</Value></RealNum>
-    </Parameters>
-  </ParamSection>
-</Symbol>
-)";
+const std::string kPart = testfiles::MonitoredPartXml("http://127.0.0.1:1/check?id=1&version=1");
 
 class RoutingThroughHost : public ::testing::Test {
 protected:

@@ -62,6 +62,20 @@ std::map<std::string, std::string> FilesBelow(const std::string& root) {
     return files;
 }
 
+std::string MonitoredPartXml(const std::string& checkUrl) {
+    return R"(<?xml version="1.0" encoding="UTF-8"?>
+<Symbol>
+  <ParamSection>
+    <Parameters>
+      <String Name="check_url"><Value><![CDATA[")" +
+           checkUrl + R"("]]></Value></String>
+      <RealNum Name="uptodate"><Value>0</Value></RealNum>
+    </Parameters>
+  </ParamSection>
+</Symbol>
+)";
+}
+
 std::string Quote(const std::string& text) {
     std::string quoted = "'";
     for (char c : text) {

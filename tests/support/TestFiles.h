@@ -31,6 +31,9 @@ bool WriteFileBytes(const std::string& path, const std::string& bytes);
 // Every regular file below `root`, by its path relative to `root`, with its bytes.
 std::map<std::string, std::string> FilesBelow(const std::string& root);
 
+// A GDL library part that the add-on monitors: `check_url` and `uptodate` 0, nothing else.
+std::string MonitoredPartXml(const std::string& checkUrl);
+
 // `text` in single quotes, for a shell command line.
 std::string Quote(const std::string& text);
 // Runs `command` through the shell; its exit status, and what it printed (standard output and

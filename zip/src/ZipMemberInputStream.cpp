@@ -84,33 +84,6 @@ struct ZipFileMemberDataInputStream::Chain {
 
 namespace {
 
-bool isAes(int32_t kind) { return kind >= kZipAes128 && kind <= kZipAes256; }
-
-WString memberName(const ZipMemberDescriptor& descriptor) {
-    if (descriptor.zip == nullptr || descriptor.index >= descriptor.zip->getMembers().size())
-        return WString();
-    return descriptor.zip->getMemberPath(descriptor.index);
-}
-
-// Asks the provider for the password; throws for the statuses that give none.
-void fetchPassword(const ZipMemberDescriptor& descriptor, WString& password, bool& mayRetry) {
-    forgetPassword(password);
-    int32_t status = MZipDataSecurityProvider::kPasswordNone;
-    if (descriptor.zip != nullptr)
-        status = descriptor.zip->getPassword(*descriptor.zip, memberName(descriptor),
-                                             descriptor.index, false, password);
-    if (status == MZipDataSecurityProvider::kPasswordTooLong) {
-        forgetPassword(password);
-        throw OVException(kZipPasswordTooLong, "Password is too long");
-    }
-    if (status != MZipDataSecurityProvider::kPasswordOnce &&
-        status != MZipDataSecurityProvider::kPasswordAskAgain) {
-        forgetPassword(password);
-        throw OVException(kZipPasswordNotSupplied, "Password not supplied");
-    }
-    mayRetry = status == MZipDataSecurityProvider::kPasswordAskAgain;
-}
-
 // After a wrong password: gives up unless the provider may be asked again, and never past the
 // limit, so that a provider that keeps offering the same wrong answer cannot hold the reader.
 void rejectPassword(WString& password, bool mayRetry, int32_t attempt) {
@@ -151,7 +124,7 @@ ZipFileMemberDataInputStream::ZipFileMemberDataInputStream(std::unique_ptr<Input
     Chain& c = *chain;
     c.source = source.get();
     std::unique_ptr<InputStream> current = std::move(source);
-    if (isAes(kind))
+    if (isAesKind(kind))
         readAesHeader(*current, c.salt, c.passwordCheck);
 
     if (kind == kZipPkware) {
@@ -159,7 +132,7 @@ ZipFileMemberDataInputStream::ZipFileMemberDataInputStream(std::unique_ptr<Input
         if (readFully(*current, raw, kPkwareHeaderLength) != kPkwareHeaderLength)
             throw OVException("Failed to read PKWARE encryption header");
         for (int32_t attempt = 1;; ++attempt) {
-            fetchPassword(descriptor, c.password, c.mayRetry);
+            c.mayRetry = askMemberPassword(descriptor, c.password);
             uint8_t last = 0;
             {
                 PkwareDecryptingInputStream probe(
@@ -180,12 +153,12 @@ ZipFileMemberDataInputStream::ZipFileMemberDataInputStream(std::unique_ptr<Input
         c.pkware = decrypting.get();
         c.confirmPending = true;
         current = std::move(decrypting);
-    } else if (isAes(kind)) {
+    } else if (isAesKind(kind)) {
         auto suffix = std::make_unique<SuffixInputStream>(std::move(current), kZipAesCodeLength);
         c.suffix = suffix.get();
         DerivedKeyBytes derived;
         for (int32_t attempt = 1;; ++attempt) {
-            fetchPassword(descriptor, c.password, c.mayRetry);
+            c.mayRetry = askMemberPassword(descriptor, c.password);
             deriveKey(derived.bytes, c.password, c.salt, kZipAesKeyLength / 2, kZipAesIterations,
                       kZipAesDerivedLength);
             if (std::memcmp(derived.bytes + 2 * kZipAesKeyLength, c.passwordCheck,
@@ -249,7 +222,7 @@ int64_t ZipFileMemberDataInputStream::read(uint8_t* buffer, int64_t length) {
 
 void ZipFileMemberDataInputStream::verify() {
     Chain& c = *chain;
-    if (isAes(kind)) {
+    if (isAesKind(kind)) {
         // Inflate may hand out the last byte before it has consumed the end of its input; the
         // code covers every encrypted byte, so the rest is hashed before the code is taken.
         uint8_t scratch[1024];
@@ -281,7 +254,7 @@ void ZipFileMemberDataInputStream::reset() {
     delivered = 0;
     verified = false;
     c.top->reset();
-    if (isAes(kind))
+    if (isAesKind(kind))
         readAesHeader(*c.source, c.salt, c.passwordCheck);
     if (kind == kZipPkware) {
         uint8_t header[kPkwareHeaderLength];

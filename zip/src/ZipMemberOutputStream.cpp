@@ -17,29 +17,6 @@ public:
     using OutputStream::write;
 };
 
-bool isAes(int32_t kind) { return kind >= kZipAes128 && kind <= kZipAes256; }
-
-// Asks the provider once; the writer has nothing to test a password against.
-void fetchPassword(const ZipMemberDescriptor& descriptor, WString& password) {
-    int32_t status = MZipDataSecurityProvider::kPasswordNone;
-    if (descriptor.zip != nullptr) {
-        const WString name = descriptor.index < descriptor.zip->getMembers().size()
-                                 ? descriptor.zip->getMemberPath(descriptor.index)
-                                 : WString();
-        status =
-            descriptor.zip->getPassword(*descriptor.zip, name, descriptor.index, false, password);
-    }
-    if (status == MZipDataSecurityProvider::kPasswordTooLong) {
-        forgetPassword(password);
-        throw OVException(kZipPasswordTooLong, "Password is too long");
-    }
-    if (status != MZipDataSecurityProvider::kPasswordOnce &&
-        status != MZipDataSecurityProvider::kPasswordAskAgain) {
-        forgetPassword(password);
-        throw OVException(kZipPasswordNotSupplied, "Password not supplied");
-    }
-}
-
 }  // namespace
 
 struct ZipFileMemberDataOutputStream::Chain {
@@ -66,18 +43,18 @@ ZipFileMemberDataOutputStream::ZipFileMemberDataOutputStream(CountingOutputStrea
     if (kind == kZipNotEncrypted || kind == kZipPkware) {
         // PKWARE asks for its password only: this writer has no cipher of that kind.
         if (kind == kZipPkware) {
-            fetchPassword(descriptor, c.password);
+            askMemberPassword(descriptor, c.password);  // once: nothing to test it against
             forgetPassword(c.password);
         }
         if (!localHeader.empty())
             sink->write(localHeader);
         startOffset = sink->getCount();
-    } else if (isAes(kind)) {
+    } else if (isAesKind(kind)) {
         c.saltBuffer.assign(kZipAesSaltLength, 0);
         if (descriptor.zip != nullptr)
             descriptor.zip->fillSalt(*descriptor.zip, c.saltBuffer);
         c.saltBuffer.resize(kZipAesSaltLength);
-        fetchPassword(descriptor, c.password);
+        askMemberPassword(descriptor, c.password);  // once: nothing to test it against
         DerivedKeyBytes derived;
         deriveKey(derived.bytes, c.password, c.saltBuffer.data(), kZipAesSaltLength,
                   kZipAesIterations, kZipAesDerivedLength);

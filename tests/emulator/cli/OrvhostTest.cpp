@@ -20,16 +20,8 @@ const char* const kObject = "0B1F2F0A-1C1D-4E5F-8A9B-0C1D2E3F4A51";
 const char* const kWindow = "0B1F2F0A-1C1D-4E5F-8A9B-0C1D2E3F4A52";
 const char* const kWall = "0B1F2F0A-1C1D-4E5F-8A9B-0C1D2E3F4A53";
 
-const char* const kPlainPart = R"(<?xml version="1.0" encoding="UTF-8"?>
-<Symbol>
-  <ParamSection>
-    <Parameters>
-      <String Name="check_url"><Value><![CDATA["http://127.0.0.1:1/check?id=1&version=1"]]></Value></String>
-      <RealNum Name="uptodate"><Value>0</Value></RealNum>
-    </Parameters>
-  </ParamSection>
-</Symbol>
-)";
+const std::string kPlainPart =
+    testfiles::MonitoredPartXml("http://127.0.0.1:1/check?id=1&version=1");
 
 std::string ArraysPart() {
     return R"(<?xml version="1.0" encoding="UTF-8"?>

@@ -30,6 +30,15 @@ struct ZipMemberDescriptor {
     uint16_t method = 0;
 };
 
+// One of the AES kinds of a member.
+bool isAesKind(int32_t kind);
+// The member's path, for the security provider; empty when the descriptor names none.
+WString memberName(const ZipMemberDescriptor& descriptor);
+// Asks the archive's provider for the member's password (none without an archive). Throws
+// OVException for a password that is too long or none given, forgetting what was given. True
+// when the provider may be asked again after a wrong password.
+bool askMemberPassword(const ZipMemberDescriptor& descriptor, WString& password);
+
 class ZipFileMemberDataInputStream : public InputStream {
 public:
     // `source` is the member's data window. `pkwareCheck` is the byte the last of the 12 header
