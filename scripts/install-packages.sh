@@ -1,19 +1,44 @@
-# install-packages.sh: sourced by test.sh and demo.sh. Installs the Debian packages of the build,
-# the tests and the benchmarks that are missing: as root through apt-get; otherwise it names them
-# and stops the calling script. `$1` is the caller's name for the messages.
-packages=(
-    cmake ninja-build g++ pkg-config git clang-format
+# install-packages.sh: sourced by test.sh, demo.sh and the benchmark scripts. Installs the Debian
+# packages (Debian 12 or a derivative) of the groups a caller names that are missing: as root
+# through apt-get; otherwise it names them and stops the calling script.
+#
+#   install_missing_packages CALLER GROUP...     GROUP: build, test or bench
+#
+# build: what configures and builds the products (the demo needs no more). FLTK's CMake package
+#        names /usr/bin/fluid, so fluid belongs here although nothing runs it.
+# test:  what the tests build with and run. clang-format is pinned to major version 14, the one
+#        Debian 12 ships, so that the format check gives the same answer on every machine.
+# bench: what the benchmarks build with and measure against.
+build_packages=(
+    cmake ninja-build g++ pkg-config
     libutfcpp-dev zlib1g-dev libmbedtls-dev libjsoncpp-dev libpugixml-dev
-    libcurl4-openssl-dev libcpp-httplib-dev libfltk1.3-dev openssl python3
-    zip unzip p7zip-full xvfb xauth fonts-dejavu-core
-    libgtest-dev libgmock-dev libbenchmark-dev
+    libcurl4-openssl-dev libcpp-httplib-dev libssl-dev libfltk1.3-dev fluid fonts-dejavu-core
+)
+test_packages=(
+    libgtest-dev libgmock-dev git clang-format-14 python3 openssl curl
+    zip unzip p7zip-full xvfb xauth
+)
+bench_packages=(
+    libbenchmark-dev python3 curl zip unzip p7zip-full time
 )
 
 install_missing_packages() {
     local caller=$1
-    local missing=()
-    local package
-    for package in "${packages[@]}"; do
+    shift
+    local wanted=() group
+    for group in "$@"; do
+        case $group in
+        build) wanted+=("${build_packages[@]}") ;;
+        test) wanted+=("${test_packages[@]}") ;;
+        bench) wanted+=("${bench_packages[@]}") ;;
+        *)
+            echo "install-packages.sh: unknown package group '$group'" >&2
+            exit 2
+            ;;
+        esac
+    done
+    local missing=() package
+    for package in $(printf '%s\n' "${wanted[@]}" | sort -u); do
         if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed'; then
             missing+=("$package")
         fi

@@ -242,12 +242,14 @@ void PrintIntroduction(const fs::path& folder, const std::string& baseUrl, const
     std::fflush(stdout);
 }
 
-// gui when a display is available, else text.
+// gui when a display is available, else text, and the user is told why.
 std::string DefaultUi() {
     try {
         hostkit::MakeGuiBackend();
         return "gui";
     } catch (const std::runtime_error&) {
+        std::fprintf(stderr, "orvhost demo: no X display (DISPLAY is not set or cannot be "
+                             "opened), so the demo runs in the text interface\n");
         return "text";
     }
 }

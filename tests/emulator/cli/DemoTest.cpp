@@ -173,6 +173,18 @@ TEST_F(Demo, WorkingFolderThatHoldsFilesIsRefused) {
     EXPECT_EQ(ReadFileBytes(Work("mine.txt")), "kept");
 }
 
+TEST_F(Demo, WithoutADisplayFallsBackToTheTextInterfaceAndSaysSo) {
+    // At the end of its input the text interface closes what it shows, so the demo ends.
+    ASSERT_EQ(RunCommand("env -u DISPLAY " + std::string(ORVHOST) + " demo --folder " +
+                             Quote(Work()) + " </dev/null",
+                         &output),
+              0)
+        << output;
+    EXPECT_NE(output.find("no X display"), std::string::npos) << output;
+    EXPECT_NE(output.find("User interface:  text"), std::string::npos) << output;
+    EXPECT_NE(output.find("Seznam aktualizovateln"), std::string::npos) << output;
+}
+
 TEST_F(Demo, BadCommandLineShowsTheUsage) {
     for (const char* options : {"--ui paper", "--ui none --script x", "--folder", "extra"}) {
         EXPECT_EQ(RunCommand(std::string(ORVHOST) + " demo " + options, &output), 2) << options;
