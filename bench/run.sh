@@ -3,6 +3,9 @@
 # the peers' with their ratios.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+
+source scripts/install-packages.sh
+install_missing_packages run.sh build test bench
 cmake --preset release >/dev/null
 cmake --build --preset release --target bench_logging bench_hash bench_transform >/dev/null
 

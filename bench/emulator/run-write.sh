@@ -5,7 +5,12 @@
 # Goals: under 5 µs per element, under 300 MB.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
+
+source scripts/install-packages.sh
+install_missing_packages run-write.sh build test bench
+
 bin=build/release/bin
+cmake --preset release >/dev/null
 cmake --build --preset release --target orvhost host_probe >/dev/null
 
 work=$(mktemp -d)

@@ -7,7 +7,12 @@
 # takes under 5% of the stale scan.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
+
+source scripts/install-packages.sh
+install_missing_packages run-scan.sh build test bench
+
 bin=build/release/bin
+cmake --preset release >/dev/null
 cmake --build --preset release --target orvservice OrvUpdate bench_scan >/dev/null
 
 work=$(mktemp -d)

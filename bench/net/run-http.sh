@@ -7,7 +7,12 @@
 #   1.5 times the body.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
+
+source scripts/install-packages.sh
+install_missing_packages run-http.sh build test bench
+
 bin=build/release/bin
+cmake --preset release >/dev/null
 cmake --build --preset release --target orvservice bench_http >/dev/null
 bench=build/release/bench/bench_http
 

@@ -8,16 +8,10 @@
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
-repeat=${REPEAT:-3}
+source scripts/install-packages.sh
+install_missing_packages run-extract.sh build test bench
 
-if [[ ! -x /usr/bin/time ]]; then
-    sudo=()
-    [[ $(id -u) -eq 0 ]] || sudo=(sudo)
-    "${sudo[@]}" apt-get install -y -q time >/dev/null
-fi
-for tool in zip unzip 7z python3; do
-    command -v "$tool" >/dev/null || { echo "run-extract.sh: $tool is missing" >&2; exit 1; }
-done
+repeat=${REPEAT:-3}
 
 cmake --preset release >/dev/null
 cmake --build --preset release --target orvzip >/dev/null

@@ -11,6 +11,7 @@
 #include "hostkit/MainLoop.h"
 #include "hostkit/UniString.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -235,11 +236,19 @@ std::string Shown(const Json::Value& value) {
     return Json::writeString(builder, value);
 }
 
+// `text` (UTF-8) padded with blanks to `columns` characters: printf's width counts bytes, which
+// would pull the next column left after every accented letter of a Czech name.
+std::string PaddedTo(const std::string& text, std::size_t columns) {
+    const auto characters = static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
+    return characters >= columns ? text : text + std::string(columns - characters, ' ');
+}
+
 void PrintStatus(const Json::Value& status) {
     std::printf("Library parts:\n");
     for (const Json::Value& part : status["parts"]) {
-        std::printf("  %3d  %-24s uptodate=%-4s check_url=%s\n", part["index"].asInt(),
-                    part["name"].asCString(), Shown(part["uptodate"]).c_str(),
+        std::printf("  %3d  %s uptodate=%-4s check_url=%s\n", part["index"].asInt(),
+                    PaddedTo(part["name"].asString(), 24).c_str(), Shown(part["uptodate"]).c_str(),
                     Shown(part["check_url"]).c_str());
     }
     std::printf("Elements:\n");

@@ -2,6 +2,7 @@
 // probe module that checks every host operation from the add-on's side.
 #include "TestFiles.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <json/json.h>
 #include <set>
@@ -191,6 +192,23 @@ TEST_F(Orvhost, StatusListsPartsAndElementsWithTheirState) {
     EXPECT_EQ(Run("status " + Quote(Project())), 0);
     EXPECT_NE(output.find("Plain"), std::string::npos) << output;
     EXPECT_NE(output.find(kWall), std::string::npos) << output;
+}
+
+TEST_F(Orvhost, StatusKeepsItsColumnsForNamesWithAccents) {
+    WriteFileBytes(Project("Library/C/Židle.xml"), kPlainPart);
+    EXPECT_EQ(Run("status " + Quote(Project())), 0) << output;
+    std::istringstream lines(output);
+    std::set<std::size_t> columns;  // in characters, not bytes
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t at = line.find("uptodate=");
+        if (line.find("check_url=") != std::string::npos && at != std::string::npos) {
+            columns.insert(static_cast<std::size_t>(
+                std::count_if(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(at),
+                              [](char byte) { return (byte & 0xC0) != 0x80; })));
+        }
+    }
+    EXPECT_EQ(columns.size(), 1u) << output;
+    EXPECT_NE(output.find("Židle"), std::string::npos) << output;
 }
 
 TEST_F(Orvhost, OpenAndSaveKeepTheProjectAsItWas) {
