@@ -22,6 +22,13 @@ WString FolderOf(const WString& path) {
     return last == WString::npos ? WString() : path.substr(0, last + 1);
 }
 
+// The server's name for the new file must be a bare name: a separator of either kind, a step up
+// or a drive would put the file outside the part's folder. Empty is allowed: no name was given.
+bool IsBareFileName(const WString& name) {
+    return name != u"." && name != u".." && name.find_first_of(u"\\/") == WString::npos &&
+           !(name.size() >= 2 && name[1] == u':');
+}
+
 bool LooksLikeZip(const std::string& body) {
     return body.size() >= 2 && static_cast<unsigned char>(body[0]) == 0x50 &&
            static_cast<unsigned char>(body[1]) == 0x4B;
@@ -41,6 +48,9 @@ void ReplaceObject(int32_t libIndex, const std::string& body, const GS::UniStrin
     }
     const WString directory = FolderOf(Wide(location->ToPath()));
 
+    if (!IsBareFileName(Wide(fileName))) {
+        Outcome(kMessageCannotWriteUpdate);
+    }
     const WString tempPath = CUtils::CreateTempFileOV(Wide(fileName));
     if (!CUtils::WriteStringToFile(tempPath, body, false)) {
         Outcome(kMessageCannotWriteUpdate);

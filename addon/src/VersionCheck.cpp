@@ -1,9 +1,7 @@
 // VersionCheck.cpp: CheckLibPart, the version check of one library part: whether it is
 // monitored, whether its record is still good, and otherwise the service's answer.
-//
-// The answer is a JSON object: "version" (text), "up_to_date", "test_version" and
-// "update_available" (booleans), and "url" (text) when an update is available.
 #include "HostOperations.h"
+#include "VersionAnswer.h"
 #include "addon/MessageCatalogue.h"
 #include "addon/ObjectsMonitor.h"
 #include "common/CUtils.h"
@@ -12,8 +10,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <json/reader.h>
-#include <json/value.h>
 #include <limits>
 #include <optional>
 #include <string>
@@ -44,42 +40,6 @@ int32_t TruncatedState(double value) {
         return std::numeric_limits<int32_t>::max();
     }
     return static_cast<int32_t>(truncated);
-}
-
-// 8-bit text of the answer, in the default character code: not read as UTF-8.
-GS::UniString AnswerText(const Json::Value& value) {
-    return GS::UniString(value.asString().c_str(), CC_Default);
-}
-
-// Reads the answer into `record` member by member: a member of a wrong type throws, and what was
-// read before it stays.
-void ReadAnswer(const std::string& body, VersionCheckState& record) {
-    // The answer ends at its first zero byte.
-    const std::string text(body.c_str());
-    Json::Value root;
-    // The host's reader, with comment collection on; the newer builder reads otherwise.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    Json::Reader reader;
-    if (!reader.parse(text, root, true)) {
-        return;
-    }
-#pragma GCC diagnostic pop
-    const Json::Value& answer = root;
-    record.version = AnswerText(answer["version"]);
-    if (answer["up_to_date"].asBool()) {
-        record.state = StateUpToDate;
-    } else if (answer["test_version"].asBool()) {
-        record.state = StateTestVersion;
-    } else if (answer["update_available"].asBool()) {
-        record.state = StateUpdateAvailable;
-    } else {
-        record.state = StateUnknown;
-    }
-    // The address depends on "update_available" alone, whatever the state.
-    if (answer["update_available"].asBool()) {
-        record.downloadUrl = AnswerText(answer["url"]);
-    }
 }
 
 }  // namespace
@@ -153,7 +113,7 @@ bool ObjectsMonitor::CheckLibPart(uint32_t index, VersionCheckState& result) {
     address.Append(address.FindLast(u'?') == 0 ? u'?' : u'&');
     address.Append("format=json");
     try {
-        ReadAnswer(HttpGet(address, nullptr), record);
+        monitor::ReadVersionAnswer(HttpGet(address, nullptr), record);
     } catch (...) {
         // A failed check is remembered like a good one, with what was read.
     }

@@ -1,6 +1,8 @@
 // DGPanel.cpp: panels and dialogs: their items, their client size, title and icon, and the
 // observers they notify.
+#include "DGTrace.h"
 #include "hostkit/DG.h"
+#include "hostkit/MainLoop.h"
 
 #include <algorithm>
 
@@ -104,6 +106,8 @@ void Dialog::Resize(int16_t widthChange, int16_t heightChange, int32_t /*fixPoin
     // 16-bit sizes, as the host keeps them.
     SetClientSize(static_cast<int16_t>(GetWidth() + widthChange),
                   static_cast<int16_t>(GetHeight() + heightChange));
+    hostkit::MainLoop::Instance().Trace(
+        hostkit::dgtrace::ResizeLine(*this, widthChange, heightChange));
     NotifyResized(widthChange, heightChange);
 }
 

@@ -76,4 +76,16 @@ std::string CloseLine(const DG::ModalDialog& dialog, bool aborted) {
     return windowing::JsonLine(value);
 }
 
+std::string ResizeLine(const DG::Dialog& dialog, int widthChange, int heightChange) {
+    Json::Value value(Json::objectValue);
+    value["kind"] = "dialog";
+    value["event"] = "resize";
+    value["title"] = Utf8(dialog.GetTitle());
+    value["widthChange"] = widthChange;
+    value["heightChange"] = heightChange;
+    value["width"] = dialog.GetWidth();
+    value["height"] = dialog.GetHeight();
+    return windowing::JsonLine(value);
+}
+
 }  // namespace hostkit::dgtrace

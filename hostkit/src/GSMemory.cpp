@@ -26,6 +26,7 @@ struct alignas(alignof(std::max_align_t)) PointerHeader {
 };
 
 std::atomic<GSSize> liveBlocks{0};
+std::atomic<GSSize> killCalls{0};
 
 HandleBlock* BlockOf(GSConstHandle handle) {
     return reinterpret_cast<HandleBlock*>(const_cast<char**>(handle));
@@ -81,6 +82,7 @@ GSHandle BMReallocHandle(GSHandle handle, GSSize newSize, int32_t /*flags*/, GSS
 }
 
 void BMKillHandle(GSHandle* handle) {
+    ++killCalls;
     if (handle == nullptr || *handle == nullptr) {
         return;
     }
@@ -112,6 +114,7 @@ GSPtr BMAllocatePtr(GSSize size, int32_t /*flags*/, GSSize /*reserved*/) {
 }
 
 void BMKillPtr(GSPtr* pointer) {
+    ++killCalls;
     if (pointer == nullptr || *pointer == nullptr) {
         return;
     }
@@ -123,6 +126,8 @@ void BMKillPtr(GSPtr* pointer) {
 GSSize BMGetPtrSize(GSConstPtr pointer) { return pointer == nullptr ? 0 : HeaderOf(pointer)->size; }
 
 GSSize BMLiveBlockCount() { return liveBlocks.load(); }
+
+GSSize BMKillCallCount() { return killCalls.load(); }
 
 void BNFillMemory(void* destination, GSSize count, unsigned char value) {
     if (destination != nullptr && count > 0) {

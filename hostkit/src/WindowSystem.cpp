@@ -42,6 +42,7 @@ struct WindowClass {
 struct Window {
     std::string classKey;
     WNDPROC procedure = nullptr;
+    std::string name;
 };
 
 struct Timer {
@@ -139,7 +140,7 @@ BOOL UnregisterClassA(const char* className, HINSTANCE /*instance*/) {
     return 1;
 }
 
-HWND CreateWindowExA(DWORD /*exStyle*/, const char* className, const char* /*windowName*/,
+HWND CreateWindowExA(DWORD /*exStyle*/, const char* className, const char* windowName,
                      DWORD /*style*/, int32_t /*x*/, int32_t /*y*/, int32_t /*width*/,
                      int32_t /*height*/, HWND parent, HMENU /*menu*/, HINSTANCE /*instance*/,
                      void* /*parameter*/) {
@@ -154,7 +155,8 @@ HWND CreateWindowExA(DWORD /*exStyle*/, const char* className, const char* /*win
         return nullptr;
     }
     const HWND window = NewWindowHandle(tables);
-    tables.windows[window] = Window{classIt->first, classIt->second.procedure};
+    tables.windows[window] =
+        Window{classIt->first, classIt->second.procedure, windowName == nullptr ? "" : windowName};
     ++classIt->second.windows;
     return window;
 }
@@ -210,8 +212,13 @@ LRESULT SendMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     return procedure(window, message, wParam, lParam);
 }
 
-LRESULT DefWindowProcW(HWND /*window*/, UINT /*message*/, WPARAM /*wParam*/, LPARAM /*lParam*/) {
-    // A message-only window has nothing to paint, size or activate: every default is 0.
+LRESULT DefWindowProcW(HWND window, UINT message, WPARAM /*wParam*/, LPARAM /*lParam*/) {
+    if (message == WM_GETTEXTLENGTH) {
+        const Tables& tables = State();
+        const auto it = tables.windows.find(window);
+        return it == tables.windows.end() ? 0 : static_cast<LRESULT>(it->second.name.size());
+    }
+    // A message-only window has nothing to paint, size or activate: every other default is 0.
     return 0;
 }
 

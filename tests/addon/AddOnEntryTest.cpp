@@ -114,14 +114,6 @@ TEST_F(AddOnEntryTest, StartWithoutTheSubscriptionEntriesAnswersNotSupported) {
     EXPECT_EQ(HostToken, fakehost::kToken);
 }
 
-TEST_F(AddOnEntryTest, StopWithNoMonitorEverCreatedClosesNothingAndClearsTheToken) {
-    StartWithFakeHost();
-    EXPECT_EQ(AddOnStop(), 0);
-    EXPECT_EQ(HostToken, nullptr);
-    EXPECT_TRUE(monitor_record::Calls().empty());
-    EXPECT_TRUE(fakehost::Current().calls.empty());
-}
-
 TEST_F(AddOnEntryTest, StopDestroysTheMonitorThenClearsTheToken) {
     StartWithFakeHost();
     ProjectEventHandler(ProjectEvent::OpenProject, 0);

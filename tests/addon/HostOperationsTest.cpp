@@ -258,14 +258,24 @@ TEST_F(HostOperationsTest, DisposeMemoFreesEveryBlockAndObjectAndZeroesTheMemo) 
 }
 
 TEST_F(HostOperationsTest, DisposeMemoSkipsEmptyFields) {
+    // Every free call accepts null, so only their count shows that the empty fields are skipped:
+    // the memo's disposal makes the calls of its parameter block's and none more.
+    GSHandle alone = ParameterBlock();
+    GSSize kills = BMKillCallCount();
+    HostDisposeParameterBlock(&alone);
+    const GSSize blockKills = BMKillCallCount() - kills;
+
     const GSSize live = BMLiveBlockCount();
     ElementMemo memo;
     ZeroRecord(memo);
     PutPointer(memo.bytes, MemoField::Params, ParameterBlock());
+    kills = BMKillCallCount();
     HostDisposeMemo(&memo);
     EXPECT_EQ(BMLiveBlockCount(), live);
+    EXPECT_EQ(BMKillCallCount() - kills, blockKills);
+    kills = BMKillCallCount();
     HostDisposeMemo(&memo);
-    EXPECT_EQ(BMLiveBlockCount(), live);
+    EXPECT_EQ(BMKillCallCount(), kills);
 }
 
 TEST_F(HostOperationsTest, DisposeParameterBlockFreesArrayHandlesAndClearsTheVariable) {

@@ -62,6 +62,35 @@ TEST_F(MonitorUnit, ListsAreAskedForObjectsWindowsDoorsAndLampsInThatOrder) {
     EXPECT_EQ(types, (std::vector<long long>{6, 4, 5, 7}));
 }
 
+TEST_F(MonitorUnit, StopWithNoMonitorEverCreatedClosesNothingAndClearsTheToken) {
+    // A class of the monitor's name that is not the monitor's: a teardown that ran without a
+    // monitor would unregister it.
+    WNDCLASSEXA windowClass{};
+    windowClass.cbSize = sizeof(windowClass);
+    windowClass.lpfnWndProc = &DefWindowProcW;
+    windowClass.lpszClassName = "ObjectsMonitor";
+    ASSERT_NE(RegisterClassExA(&windowClass), 0);
+
+    EXPECT_EQ(AddOnStop(), 0);
+
+    EXPECT_EQ(HostToken, nullptr);
+    EXPECT_TRUE(fakehost::Current().calls.empty());
+    EXPECT_TRUE(UnregisterClassA("ObjectsMonitor", nullptr)) << "the class was left alone";
+}
+
+TEST_F(MonitorUnit, StopAfterTheMonitorWasCreatedTearsItsWindowDown) {
+    MonitorInstance();
+    const HWND window = monitor::hiddenWindow;
+    ASSERT_NE(window, nullptr);
+
+    EXPECT_EQ(AddOnStop(), 0);
+
+    EXPECT_EQ(HostToken, nullptr);
+    EXPECT_EQ(monitor::hiddenWindow, nullptr);
+    EXPECT_FALSE(DestroyWindow(window)) << "already destroyed";
+    EXPECT_FALSE(UnregisterClassA("ObjectsMonitor", nullptr)) << "already unregistered";
+}
+
 TEST_F(MonitorUnit, TimerMessageForAnotherWindowGoesToTheDefaultProcedure) {
     MonitorInstance();
     WNDCLASSEXA windowClass{};
@@ -74,6 +103,8 @@ TEST_F(MonitorUnit, TimerMessageForAnotherWindowGoesToTheDefaultProcedure) {
     ASSERT_NE(other, nullptr);
     EXPECT_EQ(monitor::HandlerWindowProc(other, WM_TIMER, monitor::kTimerId, 0), 0);
     EXPECT_EQ(CallsOf("CallUndoable"), 0);
+    // The default procedure is seen by what it answers for the other window: its name's length.
+    EXPECT_EQ(monitor::HandlerWindowProc(other, WM_GETTEXTLENGTH, 0, 0), 11);
     DestroyWindow(other);
     UnregisterClassA("OtherWindow", nullptr);
 }
@@ -81,6 +112,8 @@ TEST_F(MonitorUnit, TimerMessageForAnotherWindowGoesToTheDefaultProcedure) {
 TEST_F(MonitorUnit, AnotherMessageToTheHiddenWindowGoesToTheDefaultProcedure) {
     MonitorInstance();
     EXPECT_EQ(monitor::HandlerWindowProc(monitor::hiddenWindow, WM_TIMER + 1, 1, 0), 0);
+    // The default procedure answers with the length of the window's name, "ObjectsMonitor".
+    EXPECT_EQ(monitor::HandlerWindowProc(monitor::hiddenWindow, WM_GETTEXTLENGTH, 0, 0), 14);
     EXPECT_EQ(CallsOf("CallUndoable"), 0);
 }
 

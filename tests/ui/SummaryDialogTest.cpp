@@ -5,6 +5,7 @@
 #include "TestFiles.h"
 #include "common/CUtils.h"
 #include "hostkit/MainLoop.h"
+#include "service/VersionService.h"
 
 #include <gtest/gtest.h>
 #include <json/json.h>
@@ -86,6 +87,19 @@ protected:
         return items;
     }
 
+    // The dialog's calls of Resize, as traced from its construction on.
+    std::vector<Json::Value> Resizes() const {
+        std::vector<Json::Value> resizes;
+        for (const std::string& line : trace) {
+            Json::Value value;
+            std::istringstream(line) >> value;
+            if (value["kind"] == "dialog" && value["event"] == "resize") {
+                resizes.push_back(value);
+            }
+        }
+        return resizes;
+    }
+
     static std::vector<int> RectOf(const Json::Value& item) {
         std::vector<int> rect;
         for (const Json::Value& value : item["rect"]) {
@@ -139,6 +153,7 @@ TEST_F(SummaryDialogTest, OneRowHasNameStateButtonAndAnEmptySecondLine) {
 TEST_F(SummaryDialogTest, FourRowsFitWithoutAResize) {
     AddRecords(4);
     SummaryDialog dialog(monitor);
+    EXPECT_TRUE(Resizes().empty());
     EXPECT_EQ(dialog.GetHeight(), 250);
     const Json::Value traced = InvokeAndTrace(dialog);
     EXPECT_EQ(RectOf(ItemsOf(traced, "Button")[0]), (Rect{210, 215, 290, 245}));
@@ -153,6 +168,10 @@ TEST_F(SummaryDialogTest, FourRowsFitWithoutAResize) {
 TEST_F(SummaryDialogTest, FiveRowsGrowTheDialogBy50) {
     AddRecords(5);
     SummaryDialog dialog(monitor);
+    const auto resizes = Resizes();
+    ASSERT_EQ(resizes.size(), 1u);
+    EXPECT_EQ(resizes[0]["widthChange"].asInt(), 0);
+    EXPECT_EQ(resizes[0]["heightChange"].asInt(), 50);
     EXPECT_EQ(dialog.GetWidth(), 500);
     EXPECT_EQ(dialog.GetHeight(), 300);
     const Json::Value traced = InvokeAndTrace(dialog);
@@ -258,6 +277,32 @@ TEST_F(SummaryDialogTest, ScriptClickFindsTheRowsUpdateButtonAndAFailedDownloadE
         boxShown = boxShown || line.find("\"messagebox\"") != std::string::npos;
     }
     EXPECT_TRUE(boxShown);
+}
+
+TEST_F(SummaryDialogTest, DownloadFailureLeavesTheFileNameAsTheDownloadLastSetIt) {
+    // The service names the file, then ends the body short of its length.
+    ASSERT_TRUE(testfiles::WriteFileBytes(
+        folder.At("service/catalog.json"),
+        R"({"objects": [{"id": "B", "versions": ["1.0"], "latest": "1.0", "file": "b.zip"}]})"));
+    ASSERT_TRUE(
+        testfiles::WriteFileBytes(folder.At("service/files/b.zip"), std::string(4096, 'x')));
+    orvservice::ServiceOptions options;
+    options.catalog = folder.At("service/catalog.json");
+    options.files = folder.At("service/files");
+    orvservice::VersionService service(options);
+    service.Start();
+    const std::string url = service.BaseUrl() + "/files/b.zip?fault_cut_body=true";
+    monitor.GetTable().Add(1, Record("B", StateUpdateAvailable, url));
+    SummaryDialog dialog(monitor);
+
+    InvokeAndTrace(dialog, {"click 1", "ok", "close"});
+
+    const SummaryDialog::ItemPanel& row = dialog.GetPanels()[0];
+    EXPECT_TRUE(
+        row.progressLabel->GetText() ==
+        GS::UniString("Nepodařilo se stáhnout aktualizaci. Zkuste to prosím později", CC_UTF8));
+    EXPECT_EQ(row.fileName.ToCStr(CC_UTF8).Get(), std::string("b.zip"));
+    service.Stop();
 }
 
 TEST_F(SummaryDialogTest, ClickOnAButtonOfNoRowDoesNothing) {

@@ -21,6 +21,9 @@ void BMKillPtr(GSPtr* pointer);
 GSSize BMGetPtrSize(GSConstPtr pointer);
 // Handles and pointers alive now; lets a test see that a block handed over was freed.
 GSSize BMLiveBlockCount();
+// Calls of BMKillHandle and BMKillPtr so far, those given nothing to free included; lets a test see
+// that a caller skips what is empty instead of relying on the calls accepting null.
+GSSize BMKillCallCount();
 
 void BNFillMemory(void* destination, GSSize count, unsigned char value);
 void BNCopyMemory(void* destination, const void* source, GSSize count);

@@ -24,7 +24,8 @@ using WNDPROC = LRESULT (*)(HWND window, UINT message, WPARAM wParam, LPARAM lPa
 using TIMERPROC = void (*)(HWND window, UINT message, UINT_PTR id, DWORD time);
 
 inline HWND const HWND_MESSAGE = reinterpret_cast<HWND>(static_cast<intptr_t>(-3));
-constexpr UINT WM_TIMER = 0x0113;  // 275; wParam is the timer id
+constexpr UINT WM_GETTEXTLENGTH = 0x000E;  // answered by the default procedure
+constexpr UINT WM_TIMER = 0x0113;          // 275; wParam is the timer id
 
 struct WNDCLASSEXA {
     UINT cbSize;
@@ -78,6 +79,8 @@ BOOL KillTimer(HWND window, UINT_PTR id);
 // Calls the window's procedure at once; 0 for an unknown window. An exception from the procedure
 // reaches the caller (the main loop catches those of the messages it delivers itself).
 LRESULT SendMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+// What Windows does by default for a message-only window: WM_GETTEXTLENGTH gives the length of
+// the window's name (single-byte text, so its bytes are its characters); anything else gives 0.
 LRESULT DefWindowProcW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 // A modal alert on the current backend; returns IDOK or IDCANCEL. A null caption reads "Error".
 int32_t MessageBoxW(HWND owner, const char16_t* text, const char16_t* caption, UINT type);

@@ -125,6 +125,8 @@ protected:
     RunResult last;
     // Set by tests whose runs show message boxes on purpose; RunScript otherwise expects none.
     bool messageBoxesExpected = false;
+    // Set by tests whose runs let an exception leave the add-on on purpose.
+    bool exceptionsExpected = false;
     // Variable assignments put before the orvhost command line (for example "TMPDIR=...").
     std::string environment;
 };

@@ -2,6 +2,9 @@
 // and what library, element and project events make it do, seen from outside the real module.
 #include "MonitorFixture.h"
 
+#include <algorithm>
+#include <cctype>
+
 namespace monitortest {
 namespace {
 
@@ -123,6 +126,20 @@ TEST_F(MonitoredParts, ElementsOfType3And8RaiseNoQueryAndNoWrite) {
     }
     EXPECT_EQ(ChangesOf(Guid(1)), 0);
     EXPECT_EQ(ChangesOf(Guid(2)), 0);
+    // Such an element has no part, so even a look at it would find nothing to ask or write: what
+    // shows the events ignored is that the add-on never looks the element up.
+    std::vector<std::string> ignored{Guid(1), Guid(2)};
+    for (const auto& [guid, type] : placed) {
+        ignored.push_back(guid);
+    }
+    for (const Json::Value& line : Lines("call")) {
+        if (line["entry"].asString() == "GetElement") {
+            std::string guid = line["args"]["guid"].asString();
+            std::transform(guid.begin(), guid.end(), guid.begin(),
+                           [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+            EXPECT_EQ(std::count(ignored.begin(), ignored.end(), guid), 0) << guid;
+        }
+    }
     EXPECT_EQ(SavedUpToDate(Guid(1)), kUntouched);
     EXPECT_EQ(SavedUpToDate(Guid(2)), kUntouched);
     EXPECT_EQ(SavedUpToDate(Guid(3)), 1);
@@ -283,6 +300,48 @@ TEST_F(MonitoredParts, LibraryEventWithAnIndexOfAFreshDisagreeingPartWritesItsEl
     ASSERT_EQ(commands.size(), 2u);
     EXPECT_EQ(commands[1]["t"].asInt64(), 2000);
     EXPECT_EQ(SavedUpToDate(Guid(1)), 1);
+}
+
+// The library event's command returns the status of the last element listed. Both tests undo
+// the timer's command first, so that the part's own value (0) disagrees with its record (1).
+TEST_F(MonitoredParts, LibraryEventCommandStandsWhenTheLastListedElementIsThePartsOwn) {
+    MakeMonitoredPart("A/First.xml", CheckUrl("D01", "2.0"));
+    MakeMonitoredPart("B/Second.xml", CheckUrl("L01", "1.5"));
+    MakeProject({{Guid(1), 6, "B/Second.xml"}, {Guid(2), 6, "A/First.xml"}});
+
+    const RunResult run = RunScript({"wait 2000", "undo", "event library 1"});
+
+    ASSERT_EQ(run.status, 0) << run.output;
+    const auto commands = Commands();
+    ASSERT_EQ(commands.size(), 2u);
+    EXPECT_EQ(commands[1]["t"].asInt64(), 2000);
+    EXPECT_EQ(commands[1]["status"].asInt(), 0);
+    EXPECT_TRUE(Lines("exception").empty()) << run.output;
+    EXPECT_EQ(SavedUpToDate(Guid(2)), 1);
+    EXPECT_EQ(SavedUpToDate(Guid(1)), kUntouched) << "another part's element";
+}
+
+TEST_F(MonitoredParts, LibraryEventCommandIsRolledBackAndThrowsWhenTheLastListedElementIsAnothers) {
+    MakeMonitoredPart("A/First.xml", CheckUrl("D01", "2.0"));
+    MakeMonitoredPart("B/Second.xml", CheckUrl("L01", "1.5"));
+    MakeProject({{Guid(1), 6, "A/First.xml"}, {Guid(2), 6, "B/Second.xml"}});
+    exceptionsExpected = true;
+
+    const RunResult run = RunScript({"wait 2000", "undo", "event library 1"});
+
+    // The other part's element answers 0xFFFFFFFF, which fails the command: the host rolls back
+    // the write of the part's own element, and the failure leaves the project event handler.
+    ASSERT_EQ(run.status, 0) << run.output;
+    const auto commands = Commands();
+    ASSERT_EQ(commands.size(), 2u);
+    EXPECT_EQ(commands[1]["t"].asInt64(), 2000);
+    EXPECT_EQ(static_cast<uint32_t>(commands[1]["status"].asInt()), 0xFFFFFFFFu);
+    const auto exceptions = Lines("exception");
+    ASSERT_EQ(exceptions.size(), 1u) << run.output;
+    EXPECT_EQ(exceptions[0]["where"].asString(), "project event");
+    EXPECT_EQ(ChangesOf(Guid(1)), 2) << "written by the timer, then by the rolled-back command";
+    EXPECT_EQ(SavedUpToDate(Guid(1)), kUntouched);
+    EXPECT_EQ(SavedUpToDate(Guid(2)), kUntouched);
 }
 
 TEST_F(MonitoredParts, LibraryEventWithAnIndexOfAnUnmonitoredPartDoesNothing) {

@@ -535,6 +535,15 @@ TEST_F(ObjectUpdateTest, ZipReplacesTheFilesOfThePartFolderAndLeavesTheRest) {
     EXPECT_TRUE(TempFiles().empty());
 }
 
+// Files of the test folder, without the run's own files and the saved project.
+std::map<std::string, std::string> FilesBesideTheRun(const std::string& root) {
+    auto files = FilesBelow(root);
+    for (const char* own : {"script.txt", "trace.jsonl", "project/project.json"}) {
+        files.erase(own);
+    }
+    return files;
+}
+
 TEST_F(ObjectUpdateTest, ZipWithDotDotMemberWritesNothingOutsideThePartFolder) {
     const std::string zip = ZipBytes({{"Z01.xml", "new zipped part\n"},
                                       {"../Escaped.txt", "out\n"},
@@ -542,20 +551,50 @@ TEST_F(ObjectUpdateTest, ZipWithDotDotMemberWritesNothingOutsideThePartFolder) {
     Serve({{"Z01", "Z01-2.0.zip", zip}});
     MakeMonitoredPart("Zipped/Z01.xml", CheckUrl("Z01", "1.0"));
     MakeProject({});
-    auto expected = FilesBelow(folder.Path().string());
+    auto expected = FilesBesideTheRun(folder.Path().string());
 
     const RunResult run = PressOnce();
 
     // The refused members are passed over and the rest is unpacked, which counts as success.
     ExpectOnePress(run, "Z01", kReopenProject, kRowUpdateFailed);
-    auto after = FilesBelow(folder.Path().string());
-    // Only the part's file changed; the run's own files and the saved project aside.
-    for (const char* own : {"script.txt", "trace.jsonl", "project/project.json"}) {
-        expected.erase(own);
-        after.erase(own);
-    }
+    // Only the part's file changed.
     expected["project/Library/Zipped/Z01.xml"] = "new zipped part\n";
-    EXPECT_EQ(after, expected);
+    EXPECT_EQ(FilesBesideTheRun(folder.Path().string()), expected);
+}
+
+// A server's file name that is a path would put the file outside the part's folder (and the
+// temporary file outside the temporary folder): it is refused before anything is written.
+TEST_F(ObjectUpdateTest, ServerFileNameThatIsAPathIsRefusedAndNothingIsWritten) {
+    std::filesystem::create_directories(folder.At("outside"));
+    const std::string absolute = folder.At("outside/Abs.xml");
+    for (const std::string& name :
+         {std::string("../../Up.xml"), std::string(R"(..\\Back.xml)"), std::string("Sub/In.xml"),
+          absolute, std::string("C:Drive.xml"), std::string("..")}) {
+        SCOPED_TRACE(name);
+        PlainPartOnOffer("P01", {"", "P01.xml", "new part file\n",
+                                 R"({"disposition": "attachment; filename=)" + name + R"("})"});
+        const auto before = FilesBesideTheRun(folder.Path().string());
+
+        const RunResult run = PressOnce();
+
+        ExpectOnePress(run, "P01", kCannotWrite, kRowUpdateFailed);
+        EXPECT_EQ(FilesBesideTheRun(folder.Path().string()), before);
+        EXPECT_TRUE(TempFiles().empty());
+    }
+}
+
+TEST_F(ObjectUpdateTest, ServerFileNameThatIsAPathIsRefusedForAnArchiveToo) {
+    const std::string zip = ZipBytes({{"Z01.xml", "new zipped part\n"}});
+    Serve({{"Z01", "Z01-2.0.zip", zip, R"({"disposition": "attachment; filename=../Z01.zip"})"}});
+    MakeMonitoredPart("Zipped/Z01.xml", CheckUrl("Z01", "1.0"));
+    MakeProject({});
+    const auto before = FilesBesideTheRun(folder.Path().string());
+
+    const RunResult run = PressOnce();
+
+    ExpectOnePress(run, "Z01", kCannotWrite, kRowUpdateFailed);
+    EXPECT_EQ(FilesBesideTheRun(folder.Path().string()), before);
+    EXPECT_TRUE(TempFiles().empty());
 }
 
 TEST_F(ObjectUpdateTest, Aes256ZipWithTheBuiltInPasswordUnpacks) {

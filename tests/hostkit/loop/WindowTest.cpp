@@ -184,6 +184,15 @@ TEST_F(WindowMessages, DefWindowProcReturnsZero) {
     EXPECT_EQ(SendMessageW(window, 0x0401, 1, 2), 0);
 }
 
+TEST_F(WindowMessages, DefWindowProcGivesTheLengthOfTheWindowsName) {
+    // The fixture's window is named "test".
+    EXPECT_EQ(DefWindowProcW(window, WM_GETTEXTLENGTH, 0, 0), 4);
+    EXPECT_EQ(SendMessageW(window, WM_GETTEXTLENGTH, 0, 0), 4);
+    HWND gone = NewWindow();
+    ASSERT_TRUE(DestroyWindow(gone));
+    EXPECT_EQ(DefWindowProcW(gone, WM_GETTEXTLENGTH, 0, 0), 0);
+}
+
 TEST_F(WindowMessages, RegisterWindowMessageGivesTheSameNumberForTheSameName) {
     const UINT first = RegisterWindowMessageW(u"OrvUpdate.LoopTest.First");
     const UINT second = RegisterWindowMessageW(u"OrvUpdate.LoopTest.Second");
