@@ -7,6 +7,7 @@
 #include "zip/ZipCrypto.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
@@ -99,7 +100,7 @@ TEST_F(UnzipFileTest, TargetEndingInBackslashGetsNoSecondSeparator) {
     // A file where the member's folder should be makes the member's path appear in the log.
     fs::create_directories(temp.At("out"));
     ASSERT_TRUE(WriteFileBytes(temp.At("out/blocked"), "a file"));
-    EXPECT_TRUE(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out\\")), false));
+    EXPECT_THROW(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out\\")), false), OVException);
     EXPECT_EQ(ReadFileBytes(temp.At("out/a.txt")), "alpha");
     EXPECT_EQ(NamesIn(temp.Path()), (std::vector<std::string>{"a.zip", "out"}));
     EXPECT_FALSE(fs::exists(temp.At("out\\")));
@@ -109,6 +110,26 @@ TEST_F(UnzipFileTest, TargetEndingInBackslashGetsNoSecondSeparator) {
         << logged;
     EXPECT_EQ(logged.find("out//"), std::string::npos) << logged;
     EXPECT_EQ(logged.find("out\\"), std::string::npos) << logged;
+}
+
+TEST_F(UnzipFileTest, MemberWhoseFolderCannotBeMadeFailsTheExtractionInsteadOfReportingSuccess) {
+    const std::string archive = temp.At("a.zip");
+    MakeArchive(archive, {{"a.txt", "alpha"}, {"blocked/x.txt", "never"}, {"z.txt", "zed"}});
+    fs::create_directories(temp.At("out"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/blocked"), "a file"));
+    try {
+        CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false);
+        ADD_FAILURE() << "reported success with blocked/x.txt missing";
+    } catch (const OVException& failure) {
+        // The file's open fails, as the system says: a file stands where the folder should be.
+        EXPECT_EQ(failure.GetCode(), ENOTDIR) << failure.what();
+        EXPECT_NE(std::string(failure.what()).find("Failed to open file"), std::string::npos)
+            << failure.what();
+    }
+    // The walk takes the root's files first: they stay. The file in the way is left as it was.
+    const std::map<std::string, std::string> expected = {
+        {"a.txt", "alpha"}, {"blocked", "a file"}, {"z.txt", "zed"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
 }
 
 TEST_F(UnzipFileTest, OnlyDirectoriesArchiveGivesAnExistingEmptyTargetAndTrue) {
