@@ -267,6 +267,32 @@ TEST_F(UnzipFileTest, CorruptedStoredMemberLeavesTheOldFileAndNoPartialFile) {
     EXPECT_EQ(FilesBelow(temp.At("out")), expected);
 }
 
+TEST_F(UnzipFileTest, MemberInflatingPastItsDeclaredSizeFailsAndLeavesTheOldFile) {
+    const std::string archive = temp.At("bomb.zip");
+    // A megabyte of zeros declared, in both headers, as a thousand bytes.
+    ASSERT_TRUE(RunPython("import struct\n"
+                          "with zipfile.ZipFile(path, 'w', zipfile.ZIP_DEFLATED) as z:\n"
+                          "    z.writestr('a.txt', 'first')\n"
+                          "    z.writestr('b.txt', bytes(1 << 20))\n"
+                          "data = bytearray(open(path, 'rb').read())\n"
+                          "central = data.rfind(b'PK\\x01\\x02')\n"
+                          "struct.pack_into('<I', data, central + 24, 1000)\n"
+                          "local = struct.unpack_from('<I', data, central + 42)[0]\n"
+                          "struct.pack_into('<I', data, local + 22, 1000)\n"
+                          "open(path, 'wb').write(data)\n",
+                          archive));
+    fs::create_directories(temp.At("out"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/b.txt"), "old b"));
+    try {
+        CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false);
+        ADD_FAILURE() << "no exception";
+    } catch (const OVException& failure) {
+        EXPECT_EQ(failure.GetCode(), -1380004) << failure.what();
+    }
+    const std::map<std::string, std::string> expected = {{"a.txt", "first"}, {"b.txt", "old b"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
+}
+
 TEST_F(UnzipFileTest, CorruptedAesMemberFailsAuthenticationAndLeavesNoFileUnderItsName) {
     const std::string source = temp.At("src");
     fs::create_directories(source);
