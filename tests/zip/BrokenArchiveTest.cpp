@@ -3,7 +3,10 @@
 // outside the target or a part-written file.
 #include "ZipTestSupport.h"
 #include "common/CUtils.h"
+#include "common/OVException.h"
+#include "zip/ZipFile.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
@@ -246,6 +249,54 @@ TEST_F(BrokenArchiveTest, DirectorySizeThatLiesIsHandled) {
 
 TEST_F(BrokenArchiveTest, EndRecordCountingTooFewMembersExtractsWhatItNames) {
     ExpectHandled(Make("put('<H', eocd + 10, 1); put('<H', eocd + 8, 1)"), false, "count 1");
+}
+
+// The code with which `archive` fails to open; 1 when it opens.
+int32_t OpenFailureCode(const std::string& archive) {
+    try {
+        ZipFile zip(Wide(archive), nullptr, false, false, false);
+    } catch (const OVException& e) {
+        return e.GetCode();
+    }
+    return 1;
+}
+
+TEST_F(BrokenArchiveTest, MembersSharingOneLocalHeaderAreRefusedWhenTheArchiveOpens) {
+    // Two names for a.txt's data, each record whole in itself: the full-overlap bomb.
+    const std::string archive = Make("a, b = record('a.txt'), record('dir/b.bin')\n"
+                                     "put('<H', b + 10, get('<H', a + 10))\n"
+                                     "for field in (16, 20, 24, 42):\n"
+                                     "    put('<I', b + field, get('<I', a + field))");
+    EXPECT_EQ(OpenFailureCode(archive), -18);
+    ExpectHandled(archive, true, "shared header");
+    EXPECT_FALSE(fs::exists(temp.At("box1/in-process")));
+}
+
+TEST_F(BrokenArchiveTest, MemberDataRunningOverTheNextMemberIsRefusedWhenTheArchiveOpens) {
+    // a.txt's data taken to reach over dir/b.bin up to dir/c.txt: inflate stops at its own end,
+    // so it would read well, and dir/b.bin's bytes would be read twice.
+    const std::string archive =
+        Make("put('<I', record('a.txt') + 20, local('dir/c.txt') - local('a.txt') - 35)");
+    EXPECT_EQ(OpenFailureCode(archive), -18);
+    ExpectHandled(archive, true, "data over the next member");
+}
+
+TEST_F(BrokenArchiveTest, MemberDataRunningIntoTheNextHeaderByItsLocalLengthsIsRefusedWhenRead) {
+    // A longer local extra field moves dir/b.bin's data 4 bytes on, into dir/c.txt's header;
+    // only the local header tells, so the member is refused when it is opened.
+    const std::string archive = Make("put('<H', local('dir/b.bin') + 28, 4)");
+    ZipFile zip(Wide(archive), nullptr, false, false, false);
+    const std::vector<ZipMemberInfo>& members = zip.getMembers();
+    const auto b = std::find_if(members.begin(), members.end(),
+                                [](const ZipMemberInfo& m) { return m.name == u"b.bin"; });
+    ASSERT_NE(b, members.end());
+    try {
+        zip.openMember(static_cast<int32_t>(b - members.begin()), nullptr, false);
+        ADD_FAILURE() << "dir/b.bin was opened";
+    } catch (const OVException& e) {
+        EXPECT_EQ(e.GetCode(), -18);
+    }
+    ExpectHandled(archive, true, "data into the next header");
 }
 
 TEST_F(BrokenArchiveTest, MemberDataGarbledFailsWithoutPartialFile) {
