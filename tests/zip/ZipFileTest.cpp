@@ -257,6 +257,30 @@ with zipfile.ZipFile(path, 'w', zipfile.ZIP_DEFLATED) as z:
     EXPECT_EQ(Paths(again), (std::vector<std::string>{"other.txt", "same.txt", "stored.bin"}));
 }
 
+TEST_F(ZipFileTest, RewriteKeepsAStoredMembersCentralMethodZeroSoOtherToolsReadIt) {
+    // The table keeps no method, so each central record takes its local header's, not always 8.
+    const std::string path = MakePython("stored.zip", R"(
+with zipfile.ZipFile(path, 'w') as z:
+    z.writestr('dup.txt', 'packed ' * 100, zipfile.ZIP_DEFLATED)
+    z.writestr('stored.bin', bytes(range(256)) * 4)
+    z.writestr('dup.txt', 'again', zipfile.ZIP_DEFLATED)
+)");
+    {
+        ZipFile zip(Wide(path), nullptr, false, false, false);
+        ASSERT_TRUE(zip.isModified());
+        EXPECT_EQ(zip.close(), 0);
+    }
+    std::string output;
+    EXPECT_TRUE(RunPython("z = zipfile.ZipFile(path)\n"
+                          "methods = {i.filename: i.compress_type for i in z.infolist()}\n"
+                          "assert methods == {'dup.txt': 8, 'stored.bin': 0}, methods\n"
+                          "assert z.testzip() is None\n"
+                          "assert z.read('stored.bin') == bytes(range(256)) * 4\n",
+                          path, &output))
+        << output;
+    EXPECT_EQ(RunCommand("unzip -t '" + path + "'", &output), 0) << output;
+}
+
 // ---- The member table ----
 
 TEST_F(ZipFileTest, MembersOfPythonArchiveCarryFolderNameSizesCrcStampAttributesAndFlags) {
