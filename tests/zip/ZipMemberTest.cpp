@@ -317,21 +317,25 @@ TEST(ZipMemberReader, ShorterDataThanDeclaredEndsWithoutCheckForAPlainMember) {
 TEST(ZipMemberReader, CorruptingAPlainDeflatedMemberFailsInInflateOrNotAtAllNeverByCrc) {
     const ByteBuffer plain = Sample(3000);
     const ByteBuffer deflated = Deflate(plain);
+    // Built as openMember builds a plain member's reader: no CRC expected, though the member's
+    // CRC is at hand. What inflate lets pass must then come out unnoticed.
     int failures = 0;
+    int unnoticed = 0;
     for (size_t at = 0; at < deflated.size(); at += 7) {
         ByteBuffer broken = deflated;
         broken[at] ^= 0x5A;
         try {
-            auto reader = Reader(nullptr, broken, {0, 8, plain.size()});
-            ReadAll(*reader, 512);
+            auto reader = Reader(nullptr, broken, {0, 8, plain.size(), false, CrcOf(plain)});
+            if (ReadAll(*reader, 512) != plain)
+                ++unnoticed;
         } catch (const OVException& e) {
-            // Damage may make inflate give more than declared, which the size check catches;
-            // the CRC is never consulted for a plain member.
+            // Damage may make inflate give more than declared, which the size check catches.
             ++failures;
             EXPECT_STRNE(e.what(), "Verification failed");
         }
     }
     EXPECT_GT(failures, 0);
+    EXPECT_GT(unnoticed, 0);
 }
 
 TEST(ZipMemberReader, ResetReadsAStoredPlainMemberAgain) {
@@ -926,17 +930,21 @@ TEST(ZipOpenMember, CorruptingAPlainDeflatedMemberNeverFailsByCrc) {
     const size_t data =
         30 + 5 + CUtils::ReadLE16(reinterpret_cast<const uint8_t*>(original.data() + 28));
     const size_t end = original.find("PK\x01\x02");
+    int unnoticed = 0;
     for (size_t at = data; at < end; at += 5) {
         std::string broken = original;
         broken[at] = static_cast<char>(broken[at] ^ 0x21);
         ASSERT_TRUE(ziptest::WriteFileBytes(folder.At("a.zip"), broken));
         ZipFile zip(folder.WideAt("a.zip"), nullptr, false, false, false);
         try {
-            ReadMember(zip, u"f.txt");
+            if (ReadMember(zip, u"f.txt") != content)
+                ++unnoticed;
         } catch (const OVException& e) {
             EXPECT_STRNE(e.what(), "Verification failed") << "byte " << at;
         }
     }
+    // Damage that inflate lets pass is what a CRC check would have caught.
+    EXPECT_GT(unnoticed, 0);
 }
 
 TEST(ZipOpenMember, ANegativeOrTooLargeIndexThrowsCodeMinusSix) {
@@ -966,7 +974,15 @@ TEST(ZipOpenMember, APendingMemberHasNoSourceAndThrowsSourceStreamIsRequied) {
         const OVException e = Thrown(
             [&] { zip.openMember(static_cast<int32_t>(kZipPendingBit | 0), nullptr, false); });
         EXPECT_STREQ(e.what(), "Source stream is requied");
+        // The refused read touched nothing: the file is as it was, the member still pending.
+        EXPECT_EQ(ziptest::ReadFileBytes(folder.At("a.zip")), before);
+        EXPECT_EQ(zip.getPendingMembers().size(), 1u);
     }
+    // And the close wrote it.
+    EXPECT_NE(ziptest::ReadFileBytes(folder.At("a.zip")), before);
+    ZipFile again(folder.WideAt("a.zip"), nullptr, false, false, false);
+    EXPECT_EQ(IndexOf(again, u"f.txt"), 0);
+    EXPECT_EQ(IndexOf(again, u"new.txt"), 1);
 }
 
 TEST(ZipOpenMember, AStandaloneReaderOfAStreamArchiveIsRefused) {
