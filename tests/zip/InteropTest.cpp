@@ -274,8 +274,8 @@ TEST_F(InteropTest, PythonArchiveWithDuplicateNamesExtractsOneFilePerName) {
     ASSERT_EQ(RunCommand(Unzip(archive) + Quote(temp.At("theirs")), &output), 0) << output;
     ASSERT_EQ(Orvzip("extract " + Quote(archive) + " " + Quote(temp.At("ours")), &output), 0)
         << output;
-    // The library keeps the first of the duplicates, where unzip lets the last one win; the
-    // other files are the same.
+    // The library drops the table's second entry: with the pair first in the table, that keeps
+    // the first x.txt, where unzip lets the last one win. The other files are the same.
     auto ours = FilesBelow(temp.At("ours"));
     auto theirs = FilesBelow(temp.At("theirs"));
     ASSERT_EQ(ours.size(), 2u);
