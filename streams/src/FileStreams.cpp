@@ -1,6 +1,7 @@
 // FileStreams.cpp: input and output streams over the C library's buffered files.
 #include "streams/FileStreams.h"
 
+#include "FileSync.h"
 #include "common/CUtils.h"
 #include "common/OVException.h"
 
@@ -8,6 +9,7 @@
 #include <cerrno>
 #include <string>
 #include <sys/stat.h>
+#include <utility>
 
 namespace {
 
@@ -144,6 +146,20 @@ void FileOutputStream::flush() {
     if (file == nullptr)
         throw OVException(kOutputClosed);
     std::fflush(file);
+}
+
+void FileOutputStream::commit() {
+    if (file == nullptr)
+        throw OVException(kOutputClosed);
+    std::FILE* closing = std::exchange(file, nullptr);
+    // The error indicator also keeps a failure that an earlier flush let pass.
+    const bool written = filesync::ToDisk(closing) && std::ferror(closing) == 0;
+    const int32_t writeError = errno;
+    const bool closed = std::fclose(closing) == 0;
+    if (!written)
+        throw OVException(writeError, "Failed to write file output stream to disk");
+    if (!closed)
+        throw OVException(errno, "Failed to close file output stream");
 }
 
 void FileOutputStream::seek(int64_t position) {

@@ -3,13 +3,18 @@
 // outside the target or a part-written file.
 #include "ZipTestSupport.h"
 #include "common/CUtils.h"
+#include "common/OVException.h"
+#include "zip/ZipFile.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <map>
 #include <string>
 #include <vector>
 
 namespace fs = std::filesystem;
+using ziptest::FilesBelow;
 using ziptest::Quote;
 using ziptest::ReadFileBytes;
 using ziptest::RunCommand;
@@ -83,11 +88,14 @@ protected:
 
     // Runs list, test and extract and UnzipFile on `archive`. Each may succeed or fail with a
     // message; with `mustFail`, extract, test and UnzipFile must fail. Nothing may crash, hang,
-    // land outside the target or stay half-written.
+    // land outside the target or stay half-written. Notes in `extracted` and `unzipped` whether
+    // extract and UnzipFile succeeded, into `box`/out and `box`/in-process.
     void ExpectHandled(const std::string& archive, bool mustFail, const std::string& what) {
         SCOPED_TRACE(what);
         ++round;
-        const std::string box = temp.At("box" + std::to_string(round));
+        box = temp.At("box" + std::to_string(round));
+        extracted = false;
+        unzipped = false;
         const std::string target = box + "/out";
         fs::create_directories(box);
         for (const std::string& command : {"list " + Quote(archive), "test " + Quote(archive),
@@ -111,15 +119,14 @@ protected:
             if (mustFail && command.rfind("list", 0) != 0) {
                 EXPECT_EQ(status, 1) << command << "\n" << output;
             }
+            extracted = command.rfind("extract", 0) == 0 && status == 0;
         }
-        bool threw = false;
         try {
-            CUtils::UnzipFile(Wide(archive), Wide(box + "/in-process"), false);
-        } catch (const std::exception&) {
-            threw = true;
+            unzipped = CUtils::UnzipFile(Wide(archive), Wide(box + "/in-process"), false);
+        } catch (const OVException&) {
         }
         if (mustFail) {
-            EXPECT_TRUE(threw);
+            EXPECT_FALSE(unzipped);
         }
         // Only the two targets stand in the box, and no part file in either.
         for (const auto& item : fs::directory_iterator(box)) {
@@ -130,15 +137,44 @@ protected:
             EXPECT_NE(item.path().extension().string(), ".orvpart") << item.path();
     }
 
+    // Whatever extract and UnzipFile wrote in the last round, where they succeeded, is exactly
+    // `expected`: a damage that went unnoticed still gave whole members.
+    void ExpectExtractedWhere(const std::map<std::string, std::string>& expected) {
+        if (extracted) {
+            EXPECT_EQ(FilesBelow(box + "/out"), expected);
+        }
+        if (unzipped) {
+            EXPECT_EQ(FilesBelow(box + "/in-process"), expected);
+        }
+    }
+
     TempFolder temp;
     int round = 0;
+    std::string box;
+    bool extracted = false;
+    bool unzipped = false;
 };
+
+// The members of the archive that Make writes, as they read when whole.
+std::map<std::string, std::string> WholeMembers() {
+    std::string b;
+    for (int i = 0; i < 20; ++i)
+        for (int c = 0; c < 256; ++c)
+            b += static_cast<char>(c);
+    std::string a, c;
+    for (int i = 0; i < 300; ++i) {
+        a += "alpha ";
+        c += "gamma ";
+    }
+    return {{"a.txt", a}, {"dir/b.bin", b}, {"dir/c.txt", c}};
+}
 
 TEST_F(BrokenArchiveTest, IntactArchiveExtracts) {
     const std::string archive = Make("pass");
     ExpectHandled(archive, false, "intact");
-    EXPECT_EQ(ReadFileBytes(temp.At("box1/out/dir/c.txt")).size(), 1800u);
-    EXPECT_EQ(ReadFileBytes(temp.At("box1/in-process/a.txt")).size(), 1800u);
+    EXPECT_TRUE(extracted);
+    EXPECT_TRUE(unzipped);
+    ExpectExtractedWhere(WholeMembers());
 }
 
 TEST_F(BrokenArchiveTest, ArchiveTruncatedAnywhereFails) {
@@ -184,8 +220,10 @@ TEST_F(BrokenArchiveTest, CompressedSizeThatLiesFailsOrReadsTheWholeMember) {
     for (const char* mutation :
          {"put('<I', record('a.txt') + 20, get('<I', record('a.txt') + 20) + 1000)",
           "put('<I', record('a.txt') + 20, get('<I', record('a.txt') + 20) - 5)",
-          "put('<I', record('a.txt') + 20, 0)", "put('<I', record('a.txt') + 20, 0xFFFFFFFE)"})
+          "put('<I', record('a.txt') + 20, 0)", "put('<I', record('a.txt') + 20, 0xFFFFFFFE)"}) {
         ExpectHandled(Make(mutation), false, mutation);
+        ExpectExtractedWhere(WholeMembers());
+    }
     // A stored member's window is its data: more or less of it is a different member.
     for (const char* mutation :
          {"put('<I', record('dir/b.bin') + 20, 5130)", "put('<I', record('dir/b.bin') + 20, 5000)"})
@@ -239,13 +277,68 @@ TEST_F(BrokenArchiveTest, DirectoryPointingOutsideTheFileFails) {
 TEST_F(BrokenArchiveTest, DirectorySizeThatLiesIsHandled) {
     // The directory is read by its entry count; a wrong size is noticed or not, never harmful.
     ExpectHandled(Make("put('<I', eocd + 12, get('<I', eocd + 12) + 500)"), false, "size + 500");
+    ExpectExtractedWhere(WholeMembers());
     ExpectHandled(Make("put('<I', eocd + 12, 0)"), false, "size 0");
+    ExpectExtractedWhere(WholeMembers());
     ExpectHandled(Make("put('<Q', data.rfind(b'PK\\x06\\x06') + 40, 2**64 - 1)", true), false,
                   "zip64 size");
+    ExpectExtractedWhere(WholeMembers());
 }
 
 TEST_F(BrokenArchiveTest, EndRecordCountingTooFewMembersExtractsWhatItNames) {
     ExpectHandled(Make("put('<H', eocd + 10, 1); put('<H', eocd + 8, 1)"), false, "count 1");
+    // The first record alone: a.txt, by both roads.
+    EXPECT_TRUE(extracted);
+    EXPECT_TRUE(unzipped);
+    ExpectExtractedWhere({{"a.txt", WholeMembers().at("a.txt")}});
+}
+
+// The code with which `archive` fails to open; 1 when it opens.
+int32_t OpenFailureCode(const std::string& archive) {
+    try {
+        ZipFile zip(Wide(archive), nullptr, false, false, false);
+    } catch (const OVException& e) {
+        return e.GetCode();
+    }
+    return 1;
+}
+
+TEST_F(BrokenArchiveTest, MembersSharingOneLocalHeaderAreRefusedWhenTheArchiveOpens) {
+    // Two names for a.txt's data, each record whole in itself: the full-overlap bomb.
+    const std::string archive = Make("a, b = record('a.txt'), record('dir/b.bin')\n"
+                                     "put('<H', b + 10, get('<H', a + 10))\n"
+                                     "for field in (16, 20, 24, 42):\n"
+                                     "    put('<I', b + field, get('<I', a + field))");
+    EXPECT_EQ(OpenFailureCode(archive), -18);
+    ExpectHandled(archive, true, "shared header");
+    EXPECT_FALSE(fs::exists(temp.At("box1/in-process")));
+}
+
+TEST_F(BrokenArchiveTest, MemberDataRunningOverTheNextMemberIsRefusedWhenTheArchiveOpens) {
+    // a.txt's data taken to reach over dir/b.bin up to dir/c.txt: inflate stops at its own end,
+    // so it would read well, and dir/b.bin's bytes would be read twice.
+    const std::string archive =
+        Make("put('<I', record('a.txt') + 20, local('dir/c.txt') - local('a.txt') - 35)");
+    EXPECT_EQ(OpenFailureCode(archive), -18);
+    ExpectHandled(archive, true, "data over the next member");
+}
+
+TEST_F(BrokenArchiveTest, MemberDataRunningIntoTheNextHeaderByItsLocalLengthsIsRefusedWhenRead) {
+    // A longer local extra field moves dir/b.bin's data 4 bytes on, into dir/c.txt's header;
+    // only the local header tells, so the member is refused when it is opened.
+    const std::string archive = Make("put('<H', local('dir/b.bin') + 28, 4)");
+    ZipFile zip(Wide(archive), nullptr, false, false, false);
+    const std::vector<ZipMemberInfo>& members = zip.getMembers();
+    const auto b = std::find_if(members.begin(), members.end(),
+                                [](const ZipMemberInfo& m) { return m.name == u"b.bin"; });
+    ASSERT_NE(b, members.end());
+    try {
+        zip.openMember(static_cast<int32_t>(b - members.begin()), nullptr, false);
+        ADD_FAILURE() << "dir/b.bin was opened";
+    } catch (const OVException& e) {
+        EXPECT_EQ(e.GetCode(), -18);
+    }
+    ExpectHandled(archive, true, "data into the next header");
 }
 
 TEST_F(BrokenArchiveTest, MemberDataGarbledFailsWithoutPartialFile) {

@@ -7,6 +7,7 @@
 #include "zip/ZipCrypto.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
@@ -99,7 +100,7 @@ TEST_F(UnzipFileTest, TargetEndingInBackslashGetsNoSecondSeparator) {
     // A file where the member's folder should be makes the member's path appear in the log.
     fs::create_directories(temp.At("out"));
     ASSERT_TRUE(WriteFileBytes(temp.At("out/blocked"), "a file"));
-    EXPECT_TRUE(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out\\")), false));
+    EXPECT_THROW(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out\\")), false), OVException);
     EXPECT_EQ(ReadFileBytes(temp.At("out/a.txt")), "alpha");
     EXPECT_EQ(NamesIn(temp.Path()), (std::vector<std::string>{"a.zip", "out"}));
     EXPECT_FALSE(fs::exists(temp.At("out\\")));
@@ -109,6 +110,26 @@ TEST_F(UnzipFileTest, TargetEndingInBackslashGetsNoSecondSeparator) {
         << logged;
     EXPECT_EQ(logged.find("out//"), std::string::npos) << logged;
     EXPECT_EQ(logged.find("out\\"), std::string::npos) << logged;
+}
+
+TEST_F(UnzipFileTest, MemberWhoseFolderCannotBeMadeFailsTheExtractionInsteadOfReportingSuccess) {
+    const std::string archive = temp.At("a.zip");
+    MakeArchive(archive, {{"a.txt", "alpha"}, {"blocked/x.txt", "never"}, {"z.txt", "zed"}});
+    fs::create_directories(temp.At("out"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/blocked"), "a file"));
+    try {
+        CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false);
+        ADD_FAILURE() << "reported success with blocked/x.txt missing";
+    } catch (const OVException& failure) {
+        // The file's open fails, as the system says: a file stands where the folder should be.
+        EXPECT_EQ(failure.GetCode(), ENOTDIR) << failure.what();
+        EXPECT_NE(std::string(failure.what()).find("Failed to open file"), std::string::npos)
+            << failure.what();
+    }
+    // The walk takes the root's files first: they stay. The file in the way is left as it was.
+    const std::map<std::string, std::string> expected = {
+        {"a.txt", "alpha"}, {"blocked", "a file"}, {"z.txt", "zed"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
 }
 
 TEST_F(UnzipFileTest, OnlyDirectoriesArchiveGivesAnExistingEmptyTargetAndTrue) {
@@ -242,6 +263,32 @@ TEST_F(UnzipFileTest, CorruptedStoredMemberLeavesTheOldFileAndNoPartialFile) {
     ASSERT_TRUE(WriteFileBytes(temp.At("out/b.txt"), "old b"));
     EXPECT_THROW(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false), OVException);
     // The earlier member stays; the failing one neither replaced the old file nor left a part.
+    const std::map<std::string, std::string> expected = {{"a.txt", "first"}, {"b.txt", "old b"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
+}
+
+TEST_F(UnzipFileTest, MemberInflatingPastItsDeclaredSizeFailsAndLeavesTheOldFile) {
+    const std::string archive = temp.At("bomb.zip");
+    // A megabyte of zeros declared, in both headers, as a thousand bytes.
+    ASSERT_TRUE(RunPython("import struct\n"
+                          "with zipfile.ZipFile(path, 'w', zipfile.ZIP_DEFLATED) as z:\n"
+                          "    z.writestr('a.txt', 'first')\n"
+                          "    z.writestr('b.txt', bytes(1 << 20))\n"
+                          "data = bytearray(open(path, 'rb').read())\n"
+                          "central = data.rfind(b'PK\\x01\\x02')\n"
+                          "struct.pack_into('<I', data, central + 24, 1000)\n"
+                          "local = struct.unpack_from('<I', data, central + 42)[0]\n"
+                          "struct.pack_into('<I', data, local + 22, 1000)\n"
+                          "open(path, 'wb').write(data)\n",
+                          archive));
+    fs::create_directories(temp.At("out"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/b.txt"), "old b"));
+    try {
+        CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false);
+        ADD_FAILURE() << "no exception";
+    } catch (const OVException& failure) {
+        EXPECT_EQ(failure.GetCode(), -1380004) << failure.what();
+    }
     const std::map<std::string, std::string> expected = {{"a.txt", "first"}, {"b.txt", "old b"}};
     EXPECT_EQ(FilesBelow(temp.At("out")), expected);
 }

@@ -3,9 +3,12 @@
 #pragma once
 
 #include "TestFiles.h"
+#include "common/OVException.h"
 #include "common/WideString.h"
 
 #include <cstdint>
+#include <exception>
+#include <gtest/gtest.h>
 #include <map>
 #include <string>
 
@@ -32,6 +35,27 @@ private:
 // True when it exits with status 0; `output` receives what it printed.
 bool RunPython(const std::string& script, const std::string& archive,
                std::string* output = nullptr);
+
+// What damaged inputs came to: taken (`body` ran through) or refused with an OVException. Any
+// other exception fails the test, naming the input by `what`: only OVException may leave the
+// library.
+struct DamageTally {
+    template <typename Body> void Run(const std::string& what, Body body) {
+        try {
+            body();
+            ++taken;
+        } catch (const OVException&) {
+            ++refused;
+        } catch (const std::exception& e) {
+            ADD_FAILURE() << what << ": not an OVException: " << e.what();
+        } catch (...) {
+            ADD_FAILURE() << what << ": not an OVException";
+        }
+    }
+
+    int taken = 0;
+    int refused = 0;
+};
 
 // Text as wide text, and back.
 WString Wide(const std::string& utf8);

@@ -168,17 +168,16 @@ bool UnzipArchive(ZipFile& zip, const WString& targetDirectory, bool cleanTarget
             AppendSeparatorIfMissing(outputPath);
         outputPath += WithPlatformSeparators(entry.name);
 
+        // CreateDirectories reports success whatever happened. A folder it could not make is
+        // logged, and the member's file then fails to open: that exception tells the caller, so
+        // an extraction with a file missing never reports success.
         CUtils::CreateDirectories(outputPath, true);
         const WString parent =
             outputPath.substr(0, outputPath.find_last_of(CUtils::GetPathSeparator()) + 1);
         if (!CUtils::IsDirectory(parent)) {
             const MessageArg path(&outputPath);
-            const FormatText format("CUtils::UnzipFile failed to create target directory: {0}");
-            const FormattedMessage message(format, path);
-            LogUnzip(true, message);
-            if (passedOver != nullptr)
-                passedOver->push_back(FormatWide(message));
-            continue;
+            LogUnzip(true, FormattedMessage(
+                               "CUtils::UnzipFile failed to create target directory: {0}", path));
         }
 
         const WString partPath = PartPathOf(outputPath);

@@ -249,4 +249,34 @@ void ZipFile::readDirectory() {
             modified = true;
         }
     }
+    refuseOverlaps(static_cast<uint64_t>(size));
+}
+
+// Members that share a local header, or whose data runs into the next header or the directory,
+// would give the same bytes more than once: the overlapping kind of zip bomb. They are refused
+// before anything is read. The local name and extra are not known here, so each member's data
+// is taken at its least, behind a bare 30-byte header; openMember checks it exactly.
+void ZipFile::refuseOverlaps(uint64_t streamSize) {
+    boundaries.clear();
+    boundaries.reserve(members.size() + 2);
+    for (const ZipMemberInfo& member : members)
+        boundaries.push_back(member.offset);
+    std::sort(boundaries.begin(), boundaries.end());
+    if (std::adjacent_find(boundaries.begin(), boundaries.end()) != boundaries.end())
+        BadStructure();
+    boundaries.push_back(cdOffset);
+    boundaries.push_back(streamSize);
+    std::sort(boundaries.begin(), boundaries.end());
+    for (const ZipMemberInfo& member : members) {
+        const uint64_t room = dataLimit(member.offset) - member.offset;
+        if (room < static_cast<uint64_t>(kLocalHeaderSize) ||
+            member.compressedSize > room - kLocalHeaderSize)
+            BadStructure();
+    }
+}
+
+uint64_t ZipFile::dataLimit(uint64_t offset) const {
+    const auto next = std::upper_bound(boundaries.begin(), boundaries.end(), offset);
+    // A header at or past the stream's end has no room at all.
+    return next == boundaries.end() ? offset : *next;
 }

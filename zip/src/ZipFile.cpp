@@ -79,6 +79,7 @@ void ZipFile::open() {
 
     // An archive that cannot be opened keeps no state.
     members.clear();
+    boundaries.clear();
     comment.clear();
     cdOffset = 0;
     cdSize = 0;

@@ -208,15 +208,26 @@ ZipFileMemberDataInputStream::~ZipFileMemberDataInputStream() {
 }
 
 int64_t ZipFileMemberDataInputStream::read(uint8_t* buffer, int64_t length) {
-    const int64_t got = chain->top->read(buffer, length);
-    if (got >= 0)
-        delivered += static_cast<uint64_t>(got);
-    if (got >= 0 && delivered < descriptor.uncompressedSize)
-        return got;
-    if (!verified)
+    const uint64_t size = descriptor.uncompressedSize;
+    int64_t got = -1;
+    if (delivered < size) {
+        // Never past the declared size: a member whose data runs on (a bomb) stops there.
+        const uint64_t asked =
+            std::min(static_cast<uint64_t>(std::max<int64_t>(length, 0)), size - delivered);
+        got = chain->top->read(buffer, static_cast<int64_t>(asked));
+        if (got >= 0)
+            delivered += static_cast<uint64_t>(got);
+        if (got >= 0 && delivered < size)
+            return got;
+    }
+    if (!verified) {
+        // Data behind the declared size is looked for before the checks, whose AES code takes
+        // the rest of the encrypted bytes.
+        uint8_t more;
+        if (delivered >= size && chain->top->read(&more, 1) > 0)
+            throw OVException(kZipVerificationFailed, "Already verified and some data available");
         verify();
-    else if (delivered > descriptor.uncompressedSize)
-        throw OVException(kZipVerificationFailed, "Already verified and some data available");
+    }
     return got;
 }
 

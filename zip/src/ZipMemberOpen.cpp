@@ -134,6 +134,10 @@ std::unique_ptr<InputStream> ZipFile::openMember(int32_t index, uint64_t* uncomp
     uint16_t method = CUtils::ReadLE16(header + 8);
     int64_t dataSize = clampLength(member.compressedSize);
     int64_t dataStart = offset + ziprecords::kLocalHeaderSize + nameLength + extraLength;
+    // With the local header's lengths known, the data must still end before the next header.
+    if (static_cast<uint64_t>(dataStart) + static_cast<uint64_t>(dataSize) >
+        dataLimit(member.offset))
+        throw OVException(kZipBadStructure, "");
 
     uint16_t flags = CUtils::ReadLE16(header + 6);
     const uint16_t tableKind = member.flags & kZipKindMask;

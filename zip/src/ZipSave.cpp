@@ -136,6 +136,10 @@ void ZipFile::save() {
     if (pendingMembers.empty() && !modified)
         return;
     const WString temporaryPath = path + u".temp";
+    // A temporary file without its archive is what a failed rename left: the only copy of the
+    // archive, which a new attempt must not overwrite.
+    if (CUtils::FileExists(temporaryPath) && !CUtils::FileExists(path))
+        throw OVException(kZipSaveFailed, "Failed to save zip file");
     if (CUtils::FileExists(temporaryPath))
         CUtils::DeleteFileOV(temporaryPath);
     if (!CUtils::TouchFile(temporaryPath))
@@ -167,7 +171,8 @@ void ZipFile::save() {
     }
     if (!CUtils::RenameFileOV(temporaryPath, path, true)) {
         restore();
-        CUtils::DeleteFileOV(temporaryPath);
+        // The rename may have removed the old archive before it failed; the new one stays under
+        // the temporary name so that the data survives.
         throw OVException(kZipSaveFailed, "Failed to save zip file");
     }
     for (ZipPendingMember& member : pendingMembers)
@@ -402,6 +407,6 @@ void ZipFile::writeArchive(const WString& temporaryPath) {
     write.le32(Saturate(cdOffset));
     write.le16(comment.size());
     write.bytes(comment.data(), comment.size());
-    out.flush();
-    file.close();
+    // A short write or a full disk must fail here, before the rename puts the file in place.
+    file.commit();
 }

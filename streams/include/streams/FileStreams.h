@@ -54,6 +54,10 @@ public:
     void close() override;
     void flush() override;
     virtual void seek(int64_t position);
+    // Writes out everything, forces it onto the disk and closes the file; unlike flush and close,
+    // a failure (a full disk, a write error) throws, with the system's error number as the code.
+    // The stream is closed afterwards either way.
+    void commit();
 
 private:
     std::FILE* file = nullptr;

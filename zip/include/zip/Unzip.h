@@ -9,8 +9,8 @@
 // Extracts every file member of the opened `zip` into `targetDirectory` (emptied first with
 // `cleanTarget`). Members whose path would leave the target are logged and passed over; each file
 // is written beside its place and renamed into it once read and verified. False on a logged
-// failure to clean or make the target; archive, member and file failures throw OVException. The
-// logged message of each member passed over (refused, or its folder not made) is added to
-// `passedOver` when given.
+// failure to clean or make the target; archive, member and file failures throw OVException (a
+// member whose folder cannot be made fails as its file's open). The logged message of each member
+// refused is added to `passedOver` when given.
 bool UnzipArchive(ZipFile& zip, const WString& targetDirectory, bool cleanTarget,
                   std::vector<WString>* passedOver = nullptr);

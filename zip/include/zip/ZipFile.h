@@ -126,6 +126,9 @@ public:
 
 private:
     void readDirectory();
+    void refuseOverlaps(uint64_t streamSize);
+    // Where the data of the member whose local header is at `offset` must end.
+    uint64_t dataLimit(uint64_t offset) const;
     void save();
     void writeArchive(const WString& temporaryPath);
 
@@ -145,6 +148,9 @@ private:
     uint16_t versionMadeBy = 64;
     uint16_t versionNeeded = 20;
     std::vector<ZipMemberInfo> members;
+    // The members' local header offsets, the directory's offset and the stream's length,
+    // ascending: each member's data ends at the first of them behind its header.
+    std::vector<uint64_t> boundaries;
     FileInputStream fileStream;
     std::unique_ptr<SeekableInputStream> ownedStream;  // the stream of a "::stream" archive
     SeekableInputStream* stream = nullptr;             // the stream in use

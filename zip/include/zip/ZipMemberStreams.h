@@ -3,7 +3,8 @@
 //
 // Reader chain, innermost first: the raw window; for AES the suffix (authentication code), the
 // HMAC and the decryption; for PKWARE the decryption; inflate for method 8; the CRC when one is
-// expected. Verification runs when the last byte is delivered.
+// expected. Reads stop at the declared size, where data still to come is an error; verification
+// runs when the last byte is delivered.
 #pragma once
 
 #include "streams/Hash.h"
