@@ -535,6 +535,35 @@ TEST_F(ObjectUpdateTest, ZipReplacesTheFilesOfThePartFolderAndLeavesTheRest) {
     EXPECT_TRUE(TempFiles().empty());
 }
 
+// The archive decides what is written over the part's folder: a neighbouring part's file too.
+TEST_F(ObjectUpdateTest, ZipOverwritesANeighbouringPartsFileInTheSameFolder) {
+    const std::string zip =
+        ZipBytes({{"Z01.xml", "new zipped part\n"}, {"Other.xml", "the archive's other\n"}});
+    Serve({{"Z01", "Z01-2.0.zip", zip}});
+    MakeMonitoredPart("Zipped/Z01.xml", CheckUrl("Z01", "1.0"));
+    MakePart("Zipped/Other.xml", {NumberParameter("A", 1)});
+    MakeProject({});
+
+    const RunResult run = PressOnce();
+
+    ExpectOnePress(run, "Z01", kReopenProject, kRowUpdateFailed);
+    EXPECT_EQ(ReadFileBytes(LibraryPath("Zipped/Other.xml")), "the archive's other\n");
+}
+
+// The server's name decides where a plain file goes: another name than the part's lands beside
+// the old file, which stays.
+TEST_F(ObjectUpdateTest, PlainFileOfAnotherNameLandsBesideTheOldFile) {
+    PlainPartOnOffer("P01", {"", "P01-2.0.xml", "new part file\n"});
+    const std::string old = ReadFileBytes(LibraryPath("Plain/P01.xml"));
+
+    const RunResult run = PressOnce();
+
+    ExpectOnePress(run, "P01", kReopenProject, kRowUpdateFailed);
+    EXPECT_EQ(ReadFileBytes(LibraryPath("Plain/P01.xml")), old);
+    EXPECT_EQ(ReadFileBytes(LibraryPath("Plain/P01-2.0.xml")), "new part file\n");
+    EXPECT_EQ(FilesBelow(LibraryPath("Plain")).size(), 2u);
+}
+
 // Files of the test folder, without the run's own files and the saved project.
 std::map<std::string, std::string> FilesBesideTheRun(const std::string& root) {
     auto files = FilesBelow(root);
