@@ -504,24 +504,62 @@ TEST_F(ZipFileTest, Zip64EndRecordAndLocatorGiveTheDirectory) {
     EXPECT_EQ(std::string(zip->getComment().begin(), zip->getComment().end()), "z64");
 }
 
-TEST_F(ZipFileTest, Zip64ExtraBlockReplacesSaturatedFields) {
+// The one member "x" (4 bytes, stored, its local header at 0), with its central record's
+// compressed size, uncompressed size and local offset as given and `zip64` as the Zip64 block's
+// data, the record's only extra block.
+std::string OneMemberWithZip64Block(uint32_t compressed, uint32_t uncompressed, uint32_t offset,
+                                    const std::string& zip64) {
     RawArchive raw;
     raw.members = {Member("x", "data")};
     const std::string bytes = Build(raw);
-    // The central record's sizes and offset saturated, the block holding the true values.
     const size_t central = bytes.find(LE32(0x02014B50));
+    const std::string block = Block(1, zip64);
     std::string edited = bytes.substr(0, central) + LE32(0x02014B50) +
-                         bytes.substr(central + 4, 16) + LE32(0xFFFFFFFF) + LE32(0xFFFFFFFF) +
-                         LE16(1) + LE16(32) + bytes.substr(central + 32, 10) + LE32(0xFFFFFFFF) +
-                         "x" + Block(1, LE64(4) + LE64(4) + LE64(0) + LE32(0));
+                         bytes.substr(central + 4, 16) + LE32(compressed) + LE32(uncompressed) +
+                         LE16(1) + LE16(static_cast<uint32_t>(block.size())) +
+                         bytes.substr(central + 32, 10) + LE32(offset) + "x" + block;
     const uint32_t cdSize = static_cast<uint32_t>(edited.size() - central);
     edited += LE32(0x06054B50) + LE16(0) + LE16(0) + LE16(1) + LE16(1) + LE32(cdSize) +
               LE32(static_cast<uint32_t>(central)) + LE16(0);
-    const auto zip = OpenBytes(edited);
+    return edited;
+}
+
+TEST_F(ZipFileTest, Zip64ExtraBlockReplacesSaturatedFields) {
+    // The central record's sizes and offset saturated, the block holding the true values.
+    const auto zip = OpenBytes(OneMemberWithZip64Block(0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF,
+                                                       LE64(4) + LE64(4) + LE64(0) + LE32(0)));
     ASSERT_EQ(zip->getMembers().size(), 1u);
     EXPECT_EQ(zip->getMembers()[0].uncompressedSize, 4u);
     EXPECT_EQ(zip->getMembers()[0].compressedSize, 4u);
     EXPECT_EQ(zip->getMembers()[0].offset, 0u);
+}
+
+TEST_F(ZipFileTest, Zip64BlockHoldingOnlyTheSaturatedFieldsIsMisreadAndTheArchiveRefused) {
+    // The same member, its true values in the block and its record's fields not saturated: the
+    // archive itself is sound.
+    EXPECT_EQ(OpenBytes(OneMemberWithZip64Block(4, 4, 0, LE64(0)))->getMembers().size(), 1u);
+    // As other tools write it, the block holds only the saturated fields, in their order. The
+    // block is read at fixed places (uncompressed size 0, compressed size 8, offset 16): a field
+    // whose place lies past the block's end stays saturated, one whose place is inside it takes
+    // another field's value. Either way the member's data would lie past the archive's end, and
+    // the archive is refused.
+    struct Case {
+        const char* what;
+        uint32_t compressed, uncompressed, offset;
+        std::string block;
+    };
+    const Case cases[] = {
+        {"offset", 4, 4, 0xFFFFFFFF, LE64(0)},
+        {"compressed size", 0xFFFFFFFF, 4, 0, LE64(4)},
+        {"compressed size and offset", 0xFFFFFFFF, 4, 0xFFFFFFFF, LE64(4) + LE64(0)},
+        {"uncompressed size and offset", 4, 0xFFFFFFFF, 0xFFFFFFFF, LE64(4) + LE64(0)},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(OpenFailureCode(
+                      OneMemberWithZip64Block(c.compressed, c.uncompressed, c.offset, c.block)),
+                  kZipBadStructure)
+            << c.what;
+    }
 }
 
 TEST_F(ZipFileTest, Zip64LocatorPointingOutsideTheFileFails) {
