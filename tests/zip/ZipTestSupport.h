@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <gtest/gtest.h>
 #include <map>
 #include <string>
@@ -56,6 +57,12 @@ struct DamageTally {
     int taken = 0;
     int refused = 0;
 };
+
+// Runs `body` in a forked child and gives the report it returned, or what went wrong with it:
+// for failures that must stay out of the other tests (a system call filter, a file size limit).
+std::string InChild(const std::function<std::string()>& body);
+// Makes every rename of this process fail with EPERM; false where the system has no filters.
+bool ForbidRenames();
 
 // Text as wide text, and back.
 WString Wide(const std::string& utf8);
