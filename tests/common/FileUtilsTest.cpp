@@ -6,6 +6,7 @@
 #include "common/PlatformHooks.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -713,6 +714,35 @@ TEST(RenameFileOV, FolderDoesNotMoveAcrossFileSystems) {
     EXPECT_EQ(ReadFile(disk.At("folder/file.txt")), "x");
     EXPECT_FALSE(Exists(shm.At("folder")));
     EXPECT_TRUE(Contains(log.Text(), "\" failed, err: -1 (src/utils:"));
+}
+
+// ---- ReplaceFileOV ----
+
+TEST(ReplaceFileOV, PutsTheFileInPlaceOfTheOldOne) {
+    IsolatedLog log;
+    TempFolder folder;
+    WriteFile(folder.At("new.txt"), "new");
+    WriteFile(folder.At("to.txt"), "old");
+    EXPECT_TRUE(CUtils::ReplaceFileOV(folder.WideAt("new.txt"), folder.WideAt("to.txt")));
+    EXPECT_EQ(ListNames(folder.Path()), std::vector<std::string>{"to.txt"});
+    EXPECT_EQ(ReadFile(folder.At("to.txt")), "new");
+    EXPECT_EQ(log.Text(), "");
+}
+
+TEST(ReplaceFileOV, FailureLeavesBothFilesAndIsLoggedWithTheSystemError) {
+    IsolatedLog log;
+    TempFolder folder;
+    WriteFile(folder.At("new.txt"), "new");
+    MakeFolder(folder.At("target"));
+    WriteFile(folder.At("target/inner.txt"), "inner");
+    // A folder is not replaced by a file; unlike RenameFileOV, nothing was deleted beforehand.
+    EXPECT_FALSE(CUtils::ReplaceFileOV(folder.WideAt("new.txt"), folder.WideAt("target")));
+    EXPECT_EQ(ReadFile(folder.At("new.txt")), "new");
+    EXPECT_EQ(ReadFile(folder.At("target/inner.txt")), "inner");
+    EXPECT_EQ(CountOf(log.Text(), "[ CUtils::ReplaceFileOV ] Replacing \"" + folder.At("target") +
+                                      "\" by \"" + folder.At("new.txt") +
+                                      "\" failed, err: " + std::to_string(EISDIR) + " (src/utils:"),
+              1u);
 }
 
 // ---- Listing ----

@@ -182,6 +182,20 @@ bool CUtils::RenameFileOV(const WString& from, const WString& to, bool overwrite
     return true;
 }
 
+bool CUtils::ReplaceFileOV(const WString& from, const WString& to) {
+    // Unlike RenameFileOV, nothing is deleted first: a failure leaves the old file in place.
+    const int32_t result = platform::ReplaceFile(from, to);
+    if (result == 0)
+        return true;
+    const MessageArg source(&from);
+    const MessageArg target(&to);
+    const MessageArg error(result);
+    LogUtils(
+        true, "CUtils::ReplaceFileOV",
+        FormattedMessage("Replacing \"{1}\" by \"{0}\" failed, err: {2}", source, target, error));
+    return false;
+}
+
 std::vector<WString> CUtils::GetSubdirectoriesInDirectory(const WString& directory) {
     if (directory.size() < kShortestGuardedPath)
         StopAtGuard("ERROR: GetSubdirectoriesInDirectory tried to obtain the directory ", directory,

@@ -158,6 +158,10 @@ int32_t Rename(const WString& from, const WString& to) {
     return ::unlink(source.c_str()) == 0 ? 0 : -1;
 }
 
+int32_t ReplaceFile(const WString& from, const WString& to) {
+    return ::rename(Native(from).c_str(), Native(to).c_str()) == 0 ? 0 : errno;
+}
+
 WString TempPath() {
     const char* fromEnvironment = std::getenv("TMPDIR");
     std::string folder = fromEnvironment != nullptr ? fromEnvironment : "";
