@@ -110,7 +110,9 @@ FileOutputStream::FileOutputStream(const WString& path, int32_t mode) {
     } else {
         if (mode == kCreateNew && CUtils::FileExists(path))
             throw OVException("File output stream file already exists" + Utf8(path));
-        file = std::fopen(fsPath.c_str(), "wb");
+        // A new file is made exclusively: one that appears after the test above, or a link that
+        // leads nowhere, is refused by the open rather than written over or through.
+        file = std::fopen(fsPath.c_str(), mode == kCreateNew ? "wbx" : "wb");
     }
     if (file == nullptr) {
         // The output stream reports its open failure with the input stream's words.

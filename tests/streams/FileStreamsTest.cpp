@@ -456,6 +456,16 @@ TEST_F(FileStreamsTest, ModeTwoOnAMissingFileCreatesIt) {
     EXPECT_EQ(ReadFile("new.bin"), (ByteBuffer{9, 8}));
 }
 
+TEST_F(FileStreamsTest, ModeTwoRefusesALinkThatLeadsNowhereRatherThanWriteThroughIt) {
+    // The link is no file to the existence test; the open, made exclusively, still refuses it.
+    fs::create_symlink(Path("elsewhere.bin"), Path("link.bin"));
+    const auto e = Thrown([&] { FileOutputStream out(WidePath("link.bin"), 2); });
+    ASSERT_TRUE(e.has_value());
+    EXPECT_EQ(std::string(e->what()), "Failed to open file input stream" + Path("link.bin"));
+    EXPECT_EQ(e->GetCode(), EEXIST);
+    EXPECT_FALSE(fs::exists(Path("elsewhere.bin")));
+}
+
 TEST_F(FileStreamsTest, OutputOpenFailureCarriesErrnoAndThePath) {
     const auto e = Thrown([&] { FileOutputStream out(WidePath("no-such-folder/x.bin"), 0); });
     ASSERT_TRUE(e.has_value());
