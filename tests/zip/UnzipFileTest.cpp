@@ -8,14 +8,18 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
 #include <string>
+#include <sys/resource.h>
 #include <vector>
 
 namespace fs = std::filesystem;
 using ziptest::FilesBelow;
+using ziptest::ForbidRenames;
+using ziptest::InChild;
 using ziptest::Narrow;
 using ziptest::ReadFileBytes;
 using ziptest::RunCommand;
@@ -317,6 +321,78 @@ TEST_F(UnzipFileTest, CorruptedAesMemberFailsAuthenticationAndLeavesNoFileUnderI
         EXPECT_EQ(failure.GetCode(), -1380003) << failure.what();
     }
     const std::map<std::string, std::string> expected = {{"a.txt", "first"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
+}
+
+// The report of an extraction in the child of InChild: "true", "false", or the OVException's
+// message.
+std::string Extract(const std::string& archive, const std::string& target) {
+    try {
+        return CUtils::UnzipFile(Wide(archive), Wide(target), false) ? "true" : "false";
+    } catch (const OVException& failure) {
+        return std::string("OVException: ") + failure.what();
+    }
+}
+
+TEST_F(UnzipFileTest, AReplaceThatFailsLeavesTheOldFileWholeAndNoPartFile) {
+    const std::string archive = temp.At("a.zip");
+    MakeArchive(archive, {{"b.txt", "new b"}});
+    fs::create_directories(temp.At("out"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/b.txt"), "old b"));
+    const std::string report = InChild([&] {
+        if (!ForbidRenames())
+            return std::string("no filter");
+        return Extract(archive, temp.At("out"));
+    });
+    if (report == "no filter")
+        GTEST_SKIP() << "this system cannot filter system calls";
+    EXPECT_EQ(report, "OVException: CUtils::UnzipFile failed to put a member in place: " +
+                          temp.At("out/b.txt"));
+    const std::map<std::string, std::string> expected = {{"b.txt", "old b"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
+}
+
+TEST_F(UnzipFileTest, AMemberThatTheDiskCutsShortAtTheEndLeavesTheOldFileWhole) {
+    const std::string archive = temp.At("a.zip");
+    // Small enough to stay in the C library's buffer until the file is closed, larger than the
+    // limit below: the disk refuses it only when the buffer is written out at the end.
+    const std::string payload(1500, 'n');
+    MakeArchive(archive, {{"b.txt", payload}});
+    fs::create_directories(temp.At("out"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/b.txt"), "old b"));
+    const std::string report = InChild([&] {
+        const rlimit limit{1024, 1024};
+        std::signal(SIGXFSZ, SIG_IGN);
+        if (::setrlimit(RLIMIT_FSIZE, &limit) != 0)
+            return std::string("no limit");
+        return Extract(archive, temp.At("out"));
+    });
+    EXPECT_EQ(report.rfind("OVException: ", 0), 0u) << report;
+    const std::map<std::string, std::string> expected = {{"b.txt", "old b"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
+}
+
+TEST_F(UnzipFileTest, AFileNamedLikeAPartFileIsLeftAsItWas) {
+    const std::string archive = temp.At("a.zip");
+    MakeArchive(archive, {{"b.txt", "new b"}});
+    fs::create_directories(temp.At("out"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/b.txt"), "old b"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/b.txt.orvpart"), "someone's file"));
+    EXPECT_TRUE(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false));
+    const std::map<std::string, std::string> expected = {{"b.txt", "new b"},
+                                                         {"b.txt.orvpart", "someone's file"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
+}
+
+TEST_F(UnzipFileTest, AMemberWhoseNameLeavesNoRoomForThePartEndingIsExtracted) {
+    const std::string archive = temp.At("a.zip");
+    // 250 bytes: with ".orvpart" behind it the name would pass the longest a folder takes.
+    const std::string name(250, 'n');
+    MakeArchive(archive, {{name, "new"}});
+    fs::create_directories(temp.At("out"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/" + name), "old"));
+    EXPECT_TRUE(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false));
+    const std::map<std::string, std::string> expected = {{name, "new"}};
     EXPECT_EQ(FilesBelow(temp.At("out")), expected);
 }
 

@@ -1,8 +1,9 @@
 // UnzipFile.cpp: extracts a whole archive into a folder, for the update path and the orvzip tool.
 //
-// Each file member goes to a temporary file beside its place and is renamed into place only once
-// it was read to the end and checked, so an old file is never replaced by part of a new one.
-// Members whose path would leave the target folder are logged and passed over.
+// Each file member goes to a part file of its own beside its place, made under a name that no
+// file has yet, and replaces the old file in one step only once it was read to the end, checked
+// and written out: until then the old file stands whole, and a failure takes away the part file
+// alone. Members whose path would leave the target folder are logged and passed over.
 #include "common/CUtils.h"
 #include "common/Logger.h"
 #include "common/OVException.h"
@@ -61,15 +62,39 @@ bool IsContainedMemberPath(const WString& memberPath) {
     return true;
 }
 
-// The temporary file beside `outputPath`: its name with ".orvpart" behind it, or, where that
-// would pass the longest name a folder takes, a short random name with the same ending.
-WString PartPathOf(const WString& outputPath) {
+// Names tried for a member's part file before the extraction gives up.
+constexpr int kPartNameAttempts = 8;
+
+// A name for the part file beside `outputPath`: first its name with ".orvpart" behind it, then
+// with a random piece between the two. Where that would pass the longest name a folder takes, a
+// short random name with the same ending.
+WString PartPathOf(const WString& outputPath, int attempt) {
     constexpr size_t kLongestName = 255;
+    constexpr size_t kRandomLength = 8;
     const size_t nameStart = outputPath.find_last_of(CUtils::GetPathSeparator()) + 1;
     const std::string name = CUtils::WstringToStringUTF8(outputPath.substr(nameStart));
-    if (name.size() + std::char_traits<char16_t>::length(kPartSuffix) <= kLongestName)
+    const size_t extra = attempt == 0 ? 0 : 1 + kRandomLength;
+    if (name.size() + extra + std::char_traits<char16_t>::length(kPartSuffix) > kLongestName)
+        return outputPath.substr(0, nameStart) + CUtils::RandomWstring(16, 62) + kPartSuffix;
+    if (attempt == 0)
         return outputPath + kPartSuffix;
-    return outputPath.substr(0, nameStart) + CUtils::RandomWstring(16, 62) + kPartSuffix;
+    return outputPath + u"." + CUtils::RandomWstring(kRandomLength, 62) + kPartSuffix;
+}
+
+// Makes the part file for `outputPath` under a name that no file had, so that a file of the same
+// name found in the target is never written over or taken away; `partPath` receives the name.
+std::unique_ptr<FileOutputStream> CreatePartFile(const WString& outputPath, WString& partPath) {
+    for (int attempt = 0;; ++attempt) {
+        partPath = PartPathOf(outputPath, attempt);
+        try {
+            return std::make_unique<FileOutputStream>(partPath, FileOutputStream::kCreateNew);
+        } catch (const OVException&) {
+            // A name already taken: the next one. Any other failure, or the last attempt, ends the
+            // extraction with the stream's own report.
+            if (attempt + 1 >= kPartNameAttempts || !CUtils::FileExists(partPath))
+                throw;
+        }
+    }
 }
 
 void AppendSeparatorIfMissing(WString& path) {
@@ -102,27 +127,38 @@ bool IsAesKind(uint16_t flags) {
     return kind == kZipAes128 || kind == kZipAes192 || kind == kZipAes256;
 }
 
-// Reads member `entry` to its end into `partPath`. The reader checks what the member promises;
-// the length and, where the archive keeps one, the CRC are checked here as well, since the reader
-// leaves plain members unchecked and a cut or altered member must not take a file's place.
-void WriteMember(ZipFile& zip, const ZipDirectoryEntry& entry, const WString& partPath) {
+// Reads member `entry` to its end into a new part file beside `outputPath` and gives the part
+// file's path. The reader checks what the member promises; the length and, where the archive
+// keeps one, the CRC are checked here as well, since the reader leaves plain members unchecked
+// and a cut or altered member must not take a file's place. The part file is written out and
+// onto the disk before it is handed on, so that a full disk fails here and not under the file's
+// own name. On a failure the part file is deleted.
+WString WriteMember(ZipFile& zip, const ZipDirectoryEntry& entry, const WString& outputPath) {
     uint64_t expectedSize = 0;
     // An archive read from a stream has no file for a reader of its own.
     const bool standalone = zip.getPath() != ZipFile::kStreamPath;
     std::unique_ptr<InputStream> member =
         zip.openMember(entry.memberIndex, &expectedSize, standalone);
-    FileOutputStream file(partPath, FileOutputStream::kCreate);
-    CheckedOutputStream checked(file);
-    member->transfer(checked, -1);
-    member.reset();
-    file.close();
-    if (checked.getCount() != expectedSize)
-        throw OVException(kZipVerificationFailed, "Member length differs from the directory");
-    // AES members in the AE-2 layout carry CRC 0 and are checked by their authentication code.
-    const ZipMemberInfo& info = zip.getMembers().at(static_cast<size_t>(entry.memberIndex));
-    const bool crcKept = !(IsAesKind(info.flags) && entry.crc == 0);
-    if (crcKept && checked.getCrc() != entry.crc)
-        throw OVException(kZipVerificationFailed, "Verification failed");
+    WString partPath;
+    std::unique_ptr<FileOutputStream> file = CreatePartFile(outputPath, partPath);
+    try {
+        CheckedOutputStream checked(*file);
+        member->transfer(checked, -1);
+        member.reset();
+        file->commit();
+        if (checked.getCount() != expectedSize)
+            throw OVException(kZipVerificationFailed, "Member length differs from the directory");
+        // AES members in the AE-2 layout carry CRC 0 and are checked by their authentication code.
+        const ZipMemberInfo& info = zip.getMembers().at(static_cast<size_t>(entry.memberIndex));
+        const bool crcKept = !(IsAesKind(info.flags) && entry.crc == 0);
+        if (crcKept && checked.getCrc() != entry.crc)
+            throw OVException(kZipVerificationFailed, "Verification failed");
+    } catch (...) {
+        file.reset();
+        CUtils::DeleteFileOV(partPath);
+        throw;
+    }
+    return partPath;
 }
 
 }  // namespace
@@ -180,17 +216,10 @@ bool UnzipArchive(ZipFile& zip, const WString& targetDirectory, bool cleanTarget
                                "CUtils::UnzipFile failed to create target directory: {0}", path));
         }
 
-        const WString partPath = PartPathOf(outputPath);
-        try {
-            WriteMember(zip, entry, partPath);
-        } catch (...) {
-            if (CUtils::FileExists(partPath))
-                CUtils::DeleteFileOV(partPath);
-            throw;
-        }
-        if (!CUtils::RenameFileOV(partPath, outputPath, true)) {
-            if (CUtils::FileExists(partPath))
-                CUtils::DeleteFileOV(partPath);
+        const WString partPath = WriteMember(zip, entry, outputPath);
+        // One step that replaces the old file: a failure leaves it whole, and the part file goes.
+        if (!CUtils::ReplaceFileOV(partPath, outputPath)) {
+            CUtils::DeleteFileOV(partPath);
             throw OVException("CUtils::UnzipFile failed to put a member in place: " +
                               CUtils::WstringToStringUTF8(outputPath));
         }
