@@ -61,8 +61,9 @@ void ReplaceObject(int32_t libIndex, const std::string& body, const GS::UniStrin
         ok = CUtils::UnzipFile(tempPath, directory, false);
         CUtils::DeleteFileOV(tempPath);
     } else {
-        // Replaces the old file only when the server names it alike.
-        ok = CUtils::RenameFileOV(tempPath, directory + Wide(fileName), true);
+        // Replaces the old file only when the server names it alike, and then in one step, so
+        // that a failure leaves the old file whole.
+        ok = CUtils::ReplaceFileOV(tempPath, directory + Wide(fileName));
     }
     // Success, too, reaches the user as an exception.
     Outcome(ok ? kMessageReopenProject : kMessageCannotReplace);

@@ -150,12 +150,13 @@ void FileOutputStream::flush() {
     std::fflush(file);
 }
 
-void FileOutputStream::commit() {
+void FileOutputStream::commit(bool toDisk) {
     if (file == nullptr)
         throw OVException(kOutputClosed);
     std::FILE* closing = std::exchange(file, nullptr);
     // The error indicator also keeps a failure that an earlier flush let pass.
-    const bool written = filesync::ToDisk(closing) && std::ferror(closing) == 0;
+    const bool handedOver = toDisk ? filesync::ToDisk(closing) : std::fflush(closing) == 0;
+    const bool written = handedOver && std::ferror(closing) == 0;
     const int32_t writeError = errno;
     const bool closed = std::fclose(closing) == 0;
     if (!written)

@@ -745,6 +745,38 @@ TEST(ReplaceFileOV, FailureLeavesBothFilesAndIsLoggedWithTheSystemError) {
               1u);
 }
 
+TEST(ReplaceFileOV, FileReplacesTheOldOneAcrossFileSystems) {
+    TempFolder disk;
+    if (!OnDifferentDevices(disk.Path(), "/dev/shm"))
+        GTEST_SKIP() << "/dev/shm and the temporary folder are one file system here";
+    ShmFolder shm;
+    ASSERT_TRUE(shm.Made());
+    WriteFile(shm.At("new.gsm"), std::string(200000, 'n'));
+    WriteFile(disk.At("part.gsm"), "old");
+    EXPECT_TRUE(CUtils::ReplaceFileOV(Wide(shm.At("new.gsm")), disk.WideAt("part.gsm")));
+    EXPECT_EQ(ReadFile(disk.At("part.gsm")), std::string(200000, 'n'));
+    EXPECT_FALSE(Exists(shm.At("new.gsm")));
+    // Neither the copy's temporary name nor anything else is left beside the target.
+    EXPECT_EQ(ListNames(disk.Path()), std::vector<std::string>{"part.gsm"});
+}
+
+TEST(ReplaceFileOV, FailureAcrossFileSystemsLeavesBothFiles) {
+    IsolatedLog log;
+    TempFolder disk;
+    if (!OnDifferentDevices(disk.Path(), "/dev/shm"))
+        GTEST_SKIP() << "/dev/shm and the temporary folder are one file system here";
+    ShmFolder shm;
+    ASSERT_TRUE(shm.Made());
+    WriteFile(shm.At("new.gsm"), "new");
+    MakeFolder(disk.At("target"));
+    WriteFile(disk.At("target/inner.txt"), "inner");
+    EXPECT_FALSE(CUtils::ReplaceFileOV(Wide(shm.At("new.gsm")), disk.WideAt("target")));
+    EXPECT_EQ(ReadFile(shm.At("new.gsm")), "new");
+    EXPECT_EQ(ReadFile(disk.At("target/inner.txt")), "inner");
+    EXPECT_EQ(ListNames(disk.Path()), std::vector<std::string>{"target"});
+    EXPECT_EQ(CountOf(log.Text(), "[ CUtils::ReplaceFileOV ] Replacing"), 1u);
+}
+
 // ---- Listing ----
 
 TEST(GetFilesInDirectory, SortedFilesOnlyAsArgumentSeparatorName) {

@@ -539,39 +539,45 @@ TEST_F(FileStreamsTest, WriteThatCannotCompleteThrowsWithTheErrorIndicator) {
 TEST_F(FileStreamsTest, CommitPutsTheBytesInTheFileAndClosesIt) {
     FileOutputStream out(WidePath("out.bin"), 0);
     out.write(ByteBuffer{1, 2, 3, 4});
-    out.commit();
+    out.commit(true);
     EXPECT_EQ(ReadFile("out.bin"), (ByteBuffer{1, 2, 3, 4}));
     const auto e = Thrown([&] { out.write(ByteBuffer{5}); });
     ASSERT_TRUE(e.has_value());
     EXPECT_STREQ(e->what(), "File output stream already closed");
 }
 
-TEST_F(FileStreamsTest, CommitThrowsForAFullDisk) {
-    FileOutputStream out(u"/dev/full", 0);
-    // Small enough to stay in the C library's buffer until it is written out.
-    out.write(ByteBuffer{1, 2, 3, 4});
-    const auto e = Thrown([&] { out.commit(); });
-    ASSERT_TRUE(e.has_value());
-    EXPECT_STREQ(e->what(), "Failed to write file output stream to disk");
-    EXPECT_EQ(e->GetCode(), ENOSPC);
-    // Closed all the same.
-    EXPECT_TRUE(Thrown([&] { out.flush(); }).has_value());
+TEST_F(FileStreamsTest, CommitThrowsForAFullDiskWhetherOrNotItForcesTheDisk) {
+    for (const bool toDisk : {true, false}) {
+        SCOPED_TRACE(toDisk);
+        FileOutputStream out(u"/dev/full", 0);
+        // Small enough to stay in the C library's buffer until it is written out.
+        out.write(ByteBuffer{1, 2, 3, 4});
+        const auto e = Thrown([&] { out.commit(toDisk); });
+        ASSERT_TRUE(e.has_value());
+        EXPECT_STREQ(e->what(), "Failed to write file output stream to disk");
+        EXPECT_EQ(e->GetCode(), ENOSPC);
+        // Closed all the same.
+        EXPECT_TRUE(Thrown([&] { out.flush(); }).has_value());
+    }
 }
 
 TEST_F(FileStreamsTest, CommitThrowsForAFailureThatFlushLetPass) {
-    FileOutputStream out(u"/dev/full", 0);
-    out.write(ByteBuffer{1, 2, 3, 4});
-    EXPECT_FALSE(Thrown([&] { out.flush(); }).has_value());
-    const auto e = Thrown([&] { out.commit(); });
-    ASSERT_TRUE(e.has_value());
-    EXPECT_STREQ(e->what(), "Failed to write file output stream to disk");
+    for (const bool toDisk : {true, false}) {
+        SCOPED_TRACE(toDisk);
+        FileOutputStream out(u"/dev/full", 0);
+        out.write(ByteBuffer{1, 2, 3, 4});
+        EXPECT_FALSE(Thrown([&] { out.flush(); }).has_value());
+        const auto e = Thrown([&] { out.commit(toDisk); });
+        ASSERT_TRUE(e.has_value());
+        EXPECT_STREQ(e->what(), "Failed to write file output stream to disk");
+    }
 }
 
 TEST_F(FileStreamsTest, CommitOnAPipeWhichHasNoDiskSucceeds) {
     Pipe pipe;
     FileOutputStream out(pipe.WritePath(), 0);
     out.write(ByteBuffer{7, 8});
-    out.commit();
+    out.commit(true);
     uint8_t got[2] = {};
     ASSERT_EQ(::read(pipe.ends[0], got, 2), 2);
     EXPECT_EQ(got[0], 7);

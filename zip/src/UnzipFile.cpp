@@ -130,9 +130,10 @@ bool IsAesKind(uint16_t flags) {
 // Reads member `entry` to its end into a new part file beside `outputPath` and gives the part
 // file's path. The reader checks what the member promises; the length and, where the archive
 // keeps one, the CRC are checked here as well, since the reader leaves plain members unchecked
-// and a cut or altered member must not take a file's place. The part file is written out and
-// onto the disk before it is handed on, so that a full disk fails here and not under the file's
-// own name. On a failure the part file is deleted.
+// and a cut or altered member must not take a file's place. The part file is written out, its
+// close checked, before it is handed on, so that a full disk fails here and not under the file's
+// own name; it is not forced onto the disk, which would cost more than the whole extraction of
+// many small files. On a failure the part file is deleted.
 WString WriteMember(ZipFile& zip, const ZipDirectoryEntry& entry, const WString& outputPath) {
     uint64_t expectedSize = 0;
     // An archive read from a stream has no file for a reader of its own.
@@ -145,7 +146,7 @@ WString WriteMember(ZipFile& zip, const ZipDirectoryEntry& entry, const WString&
         CheckedOutputStream checked(*file);
         member->transfer(checked, -1);
         member.reset();
-        file->commit();
+        file->commit(false);
         if (checked.getCount() != expectedSize)
             throw OVException(kZipVerificationFailed, "Member length differs from the directory");
         // AES members in the AE-2 layout carry CRC 0 and are checked by their authentication code.

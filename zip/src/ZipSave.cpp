@@ -408,5 +408,5 @@ void ZipFile::writeArchive(const WString& temporaryPath) {
     write.le16(comment.size());
     write.bytes(comment.data(), comment.size());
     // A short write or a full disk must fail here, before the rename puts the file in place.
-    file.commit();
+    file.commit(true);
 }

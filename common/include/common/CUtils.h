@@ -37,9 +37,9 @@ public:
     // Renames a file or folder; with `overwrite` an existing target is removed first. A move
     // across file systems copies and removes.
     static bool RenameFileOV(const WString& from, const WString& to, bool overwrite);
-    // Puts the file `from` in the place of the file `to`, in the same folder, in one step:
-    // `to` is the old file, whole, until the new one stands there. False with a log entry when
-    // that fails, and then both files are as they were.
+    // Puts the file `from` in the place of the file `to` in one step, from another file system
+    // too: `to` is the old file, whole, until the new one stands there. False with a log entry
+    // when that fails, and then both files are as they were.
     static bool ReplaceFileOV(const WString& from, const WString& to);
     // "directory/name" of each subfolder, in the file system's order; names beginning with "."
     // are left out. A path of fewer than 4 characters stops the process.

@@ -33,9 +33,10 @@ std::vector<FolderEntry> ListFolder(const WString& path);
 
 // 0 on success, -1 on failure. A file moves across file systems: copied, flushed, then removed.
 int32_t Rename(const WString& from, const WString& to);
-// Puts the file `from` in the place of `to`, in the same folder, in one step that replaces a
-// file there: until it succeeds `to` is the old file, whole. 0 on success, else the system's
-// error number. (On the host's platform: MoveFileExW with MOVEFILE_REPLACE_EXISTING.)
+// Puts the file `from` in the place of `to` in one step that replaces a file there: until it
+// succeeds `to` is the old file, whole. From another file system the file is copied beside `to`
+// first. 0 on success, else the system's error number. (On the host's platform: MoveFileExW
+// with MOVEFILE_REPLACE_EXISTING and MOVEFILE_COPY_ALLOWED.)
 int32_t ReplaceFile(const WString& from, const WString& to);
 
 // The system temporary folder, ending in a separator.

@@ -159,7 +159,20 @@ int32_t Rename(const WString& from, const WString& to) {
 }
 
 int32_t ReplaceFile(const WString& from, const WString& to) {
-    return ::rename(Native(from).c_str(), Native(to).c_str()) == 0 ? 0 : errno;
+    const std::string source = Native(from);
+    const std::string target = Native(to);
+    if (::rename(source.c_str(), target.c_str()) == 0)
+        return 0;
+    if (errno != EXDEV)
+        return errno;
+    // A copy made beside the target takes its place in one step, as the rename would have.
+    struct stat info {};
+    if (::lstat(source.c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+        return EXDEV;
+    errno = 0;
+    if (!CopyIntoPlace(source, target))
+        return errno != 0 ? errno : EIO;
+    return ::unlink(source.c_str()) == 0 ? 0 : errno;
 }
 
 WString TempPath() {

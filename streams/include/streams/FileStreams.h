@@ -54,10 +54,11 @@ public:
     void close() override;
     void flush() override;
     virtual void seek(int64_t position);
-    // Writes out everything, forces it onto the disk and closes the file; unlike flush and close,
-    // a failure (a full disk, a write error) throws, with the system's error number as the code.
-    // The stream is closed afterwards either way.
-    void commit();
+    // Writes out everything and closes the file, forcing it onto the disk first when `toDisk`
+    // (an archive about to take an old one's place); unlike flush and close, a failure (a full
+    // disk, a write error) throws, with the system's error number as the code. The stream is
+    // closed afterwards either way.
+    void commit(bool toDisk);
 
 private:
     std::FILE* file = nullptr;
