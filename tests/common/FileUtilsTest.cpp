@@ -169,6 +169,17 @@ void ListGuardedDirectory(const WString& path) {
     std::fprintf(stderr, "went on past the guard\n");
 }
 
+// Would write a line at the normal end of the process: by an exit handler and by the destructor
+// of an object with static storage.
+struct ExitWitness {
+    ~ExitWitness() { std::fprintf(stderr, "static destructor ran\n"); }
+};
+
+void WatchForNormalExit() {
+    static ExitWitness witness;
+    std::atexit([] { std::fprintf(stderr, "exit handler ran\n"); });
+}
+
 WString everyEntryConfigPath;
 
 std::unique_ptr<ConfigImpl> EveryEntryInConsole() {
@@ -556,6 +567,16 @@ TEST(RemoveDirectoryOVDeathTest, DriveRootStopsWithAlertOnStandardErrorAndStatus
                 "Aborted\\.\n$");
 }
 
+TEST(RemoveDirectoryOVDeathTest, StopsAtOnceWithoutExitHandlersOrStaticDestructors) {
+    EXPECT_EXIT(
+        {
+            WatchForNormalExit();
+            CUtils::RemoveDirectoryOV(u"C:", true, true, false);
+        },
+        testing::ExitedWithCode(18),
+        "^Alert: ERROR: RemoveDirectoryOV tried to delete the directory C:\\.\n Aborted\\.\n$");
+}
+
 TEST(RemoveDirectoryOV, PathOfExactlyFourCharactersIsRemoved) {
     TempFolder folder;
     ScopedCurrentFolder inside(folder.Path());
@@ -922,6 +943,17 @@ TEST(GetSubdirectoriesInDirectoryDeathTest, EmptyPathExitsWith17) {
     EXPECT_EXIT(CUtils::GetSubdirectoriesInDirectory(u""), testing::ExitedWithCode(17),
                 "^Alert: ERROR: GetSubdirectoriesInDirectory tried to obtain the directory \\.\n "
                 "Aborted\\.\n$");
+}
+
+TEST(GetSubdirectoriesInDirectoryDeathTest, StopsAtOnceWithoutExitHandlersOrStaticDestructors) {
+    EXPECT_EXIT(
+        {
+            WatchForNormalExit();
+            CUtils::GetSubdirectoriesInDirectory(u"C:");
+        },
+        testing::ExitedWithCode(17),
+        "^Alert: ERROR: GetSubdirectoriesInDirectory tried to obtain the directory C:\\.\n "
+        "Aborted\\.\n$");
 }
 
 // ---- Single files ----

@@ -5,7 +5,7 @@
 // the log (source "src/utils"). Two guards stop the whole process rather than let a near-empty
 // path reach a delete or a listing: RemoveDirectoryOV (exit status 18) and
 // GetSubdirectoriesInDirectory (exit status 17). Each logs where it says so, shows an alert, and
-// stops.
+// stops at once: no exit handler or static destructor runs.
 //
 // Both "/" and "\" are read as separators; the one written is the platform's ("/" on Linux).
 #pragma once

@@ -35,7 +35,7 @@ WString& ModulePathOverride() {
     return *path;
 }
 
-// Stops the process: a log entry where the caller has one, an alert, the stop with `status`.
+// Stops the process: a log entry where the caller has one, an alert, then at once with `status`.
 [[noreturn]] void StopAtGuard(const char* refusal, const WString& path, int status) {
     const WString text = CUtils::StringUTF8ToWstring(refusal) + path + u".\n Aborted.";
     CUtils::ShowMessageBox(nullptr, u"Alert", text, 12);

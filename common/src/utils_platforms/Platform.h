@@ -62,7 +62,8 @@ void DebugOutput(const WString& text);
 // caller's stack; gives their count and a 32-bit hash of them.
 uint16_t CaptureStack(uint32_t skip, uint32_t limit, void** frames, uint32_t* hash);
 
-// Stops the process at a guard, with `status` as its exit status.
+// Stops the process at a guard at once, with `status` as its exit status: no exit handler and no
+// destructor of the process runs any more.
 [[noreturn]] void StopProcess(int status);
 
 }  // namespace platform
