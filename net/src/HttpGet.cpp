@@ -26,8 +26,8 @@ namespace {
 
 constexpr char kUserAgent[] = "OrvUpdate Monitor/1.0";
 constexpr size_t kBlockSize = 8192;
-// The most room made for a body ahead of its bytes.
-constexpr size_t kReserveLimit = size_t{1} << 30;
+// The most room made for a body on the word of its Content-Length, before its bytes arrive.
+constexpr size_t kReserveAhead = size_t{16} << 20;
 constexpr long kMaxRedirects = 10;
 // A header value is read into a buffer of this many bytes as terminated UTF-16 text; a longer
 // value makes the query fail, and the header counts as absent.
@@ -168,7 +168,6 @@ bool ReportBlock(Exchange& exchange, size_t size) {
     return true;
 }
 
-// The headers of a response are complete. False stops the transfer.
 // Maps the room of a large body in one call: page by page, the faults of filling it would cost
 // more than the transfer itself. Without that call (an older kernel), the pages come as before.
 void PrefaultRoom(std::string& body) {
@@ -181,6 +180,17 @@ void PrefaultRoom(std::string& body) {
     }
 }
 
+// Gives the body room for `size` bytes in all, mapped at once. A refusal is no failure: the
+// append that needs the room makes it itself.
+void Reserve(std::string& body, size_t size) {
+    try {
+        body.reserve(size);
+        PrefaultRoom(body);
+    } catch (const std::bad_alloc&) {
+    }
+}
+
+// The headers of a response are complete. False stops the transfer.
 bool OnHeadersComplete(Exchange& exchange) {
     exchange.inResponse = false;
     long status = 0;
@@ -223,15 +233,15 @@ bool OnHeadersComplete(Exchange& exchange) {
             return false;
         }
     }
-    // The body grows into room made once, rather than by doubling: a large download then needs
-    // about its own size in memory, and no copies. A size the server merely claims is only a
-    // hint, so the room is bounded and a refusal to make it is no failure.
+    // A size the server merely claims is only a hint: room for at most 16 MiB of it is made now,
+    // and the rest grows with the bytes that arrive (WriteCallback). The room is the size halved
+    // until it fits, so that the doublings end on the size itself: a large body then needs
+    // little more than its own size in memory, even while it is copied into its last room.
     if (exchange.total > 0) {
-        try {
-            exchange.body->reserve(std::min<std::size_t>(exchange.total, kReserveLimit));
-            PrefaultRoom(*exchange.body);
-        } catch (const std::bad_alloc&) {
-        }
+        size_t room = static_cast<size_t>(exchange.total);
+        while (room > kReserveAhead)
+            room = (room + 1) / 2;
+        Reserve(*exchange.body, room);
     }
     // Never renewed: nothing is reported in the first 50 ms, every block after them.
     exchange.startTime = CUtils::GetTimeMicroseconds();
@@ -287,7 +297,12 @@ size_t WriteCallback(char* buffer, size_t size, size_t count, void* user) {
     // The read loop takes at most one block at a time.
     for (size_t offset = 0; offset < length; offset += kBlockSize) {
         const size_t block = std::min(kBlockSize, length - offset);
-        exchange.body->append(buffer + offset, block);
+        // Room doubles as the bytes fill it, so that what is made ahead never exceeds what has
+        // arrived (beyond the first room), and the body is copied only a few times.
+        std::string& body = *exchange.body;
+        if (body.size() + block > body.capacity())
+            Reserve(body, 2 * std::max(body.capacity(), block));
+        body.append(buffer + offset, block);
         if (!ReportBlock(exchange, block))
             return 0;
     }
