@@ -522,6 +522,18 @@ TEST_F(HttpGetTest, RequestsReuseOneConnection) {
     EXPECT_EQ(server.AcceptedConnections(), 2);
 }
 
+TEST_F(HttpGetTest, RequestCarriesTheHostAndTheAgentAndNothingElse) {
+    ScriptedServer server(Always(OkResponse("ok")));
+    HttpGet(Uni(server.BaseUrl() + "/check?id=D01"), nullptr);
+    ASSERT_EQ(server.Requests().size(), 1u);
+    EXPECT_EQ(server.Requests()[0], "GET /check?id=D01 HTTP/1.1\r\n"
+                                    "Host: 127.0.0.1:" +
+                                        std::to_string(server.Port()) +
+                                        "\r\n"
+                                        "User-Agent: OrvUpdate Monitor/1.0\r\n"
+                                        "\r\n");
+}
+
 TEST_F(HttpGetTest, PathAndQueryAreSentEscaped) {
     ScriptedServer server(Always(OkResponse("ok")));
     HttpGet(Uni(server.BaseUrl() + "/a b/\xC3\xA9?q=1 2#x"), nullptr);
