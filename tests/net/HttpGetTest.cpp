@@ -197,13 +197,17 @@ TEST_F(HttpGetTest, NothingIsReportedInTheFirstFiftyMilliseconds) {
         EXPECT_EQ(listener.calls, std::vector<std::string>{"name"});
     }
     {
-        // 30 ms a reading: the first block is not reported, every later one is.
+        // 30 ms a reading: the first block comes 30 ms after the start and is not reported, the
+        // second comes 60 ms after it, and it and every later read are reported. The start and
+        // each read take one reading of the clock.
         RecordingListener listener;
         SteppingClock clock(30000);
         EXPECT_EQ(HttpGet(Uni(server.BaseUrl() + "/"), &listener), body);
-        ASSERT_GE(listener.progress.size(), 2u);
-        EXPECT_GT(listener.progress.front().received, 0u);
+        const uint64_t reads = clock.Readings() - 1;
+        ASSERT_GE(reads, 3u);
+        EXPECT_EQ(listener.progress.size(), reads - 1);
         EXPECT_EQ(listener.calls.front(), "name");
+        EXPECT_EQ(listener.progress.back().received, body.size());
     }
 }
 
