@@ -15,7 +15,6 @@
 #include <cstdlib>
 #include <curl/curl.h>
 #include <exception>
-#include <memory>
 #include <new>
 #include <optional>
 #include <stdexcept>
@@ -64,6 +63,12 @@ private:
 
 CURL* session = nullptr;
 HttpTimeouts timeouts;
+
+// The request carries the host and the agent and nothing of its own: this takes libcurl's
+// "Accept" out. A list of one fixed entry that libcurl only reads, so that it lives as long as
+// the handle that points to it, and no request allocates it anew.
+char noAcceptText[] = "Accept:";
+curl_slist noAcceptHeader{noAcceptText, nullptr};
 
 using SteadyClock = std::chrono::steady_clock;
 
@@ -457,10 +462,6 @@ std::string HttpGet(const GS::UniString& url, GetProgressListener* listener) {
     // The request step.
     const std::string requestUrl = std::string(secure ? "https://" : "http://") + host + ":" +
                                    std::to_string(port) + EscapePathAndQuery(parsed.pathAndQuery);
-    // The request carries the host and the agent and nothing of its own: libcurl's "Accept" is
-    // taken out. The handle keeps the list only for this transfer: each request sets its own.
-    const std::unique_ptr<curl_slist, void (*)(curl_slist*)> headers(
-        curl_slist_append(nullptr, "Accept:"), curl_slist_free_all);
     Exchange exchange;
     exchange.handle = session;
     exchange.listener = listener;
@@ -470,8 +471,7 @@ std::string HttpGet(const GS::UniString& url, GetProgressListener* listener) {
     bool optionsSet =
         curl_easy_setopt(session, CURLOPT_URL, requestUrl.c_str()) == CURLE_OK &&
         curl_easy_setopt(session, CURLOPT_USERAGENT, kUserAgent) == CURLE_OK &&
-        headers != nullptr &&
-        curl_easy_setopt(session, CURLOPT_HTTPHEADER, headers.get()) == CURLE_OK &&
+        curl_easy_setopt(session, CURLOPT_HTTPHEADER, &noAcceptHeader) == CURLE_OK &&
         // HTTP/1.1 over TLS as well, as the client this stands in for speaks it.
         curl_easy_setopt(session, CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1}) == CURLE_OK &&
         curl_easy_setopt(session, CURLOPT_FOLLOWLOCATION, 1L) == CURLE_OK &&
