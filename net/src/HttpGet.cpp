@@ -26,8 +26,11 @@ namespace {
 
 constexpr char kUserAgent[] = "OrvUpdate Monitor/1.0";
 constexpr size_t kBlockSize = 8192;
-// The most room made for a body ahead of its bytes.
-constexpr size_t kReserveLimit = size_t{1} << 30;
+// The most room made for a body on the word of its Content-Length, before its bytes arrive.
+constexpr size_t kReserveAhead = size_t{16} << 20;
+// Each new room of a body is this many times the last: few copies of a large body, and never
+// much more room than what has arrived.
+constexpr size_t kRoomGrowth = 4;
 constexpr long kMaxRedirects = 10;
 // A header value is read into a buffer of this many bytes as terminated UTF-16 text; a longer
 // value makes the query fail, and the header counts as absent.
@@ -63,6 +66,12 @@ private:
 
 CURL* session = nullptr;
 HttpTimeouts timeouts;
+
+// The request carries the host and the agent and nothing of its own: this takes libcurl's
+// "Accept" out. A list of one fixed entry that libcurl only reads, so that it lives as long as
+// the handle that points to it, and no request allocates it anew.
+char noAcceptText[] = "Accept:";
+curl_slist noAcceptHeader{noAcceptText, nullptr};
 
 using SteadyClock = std::chrono::steady_clock;
 
@@ -168,19 +177,45 @@ bool ReportBlock(Exchange& exchange, size_t size) {
     return true;
 }
 
-// The headers of a response are complete. False stops the transfer.
-// Maps the room of a large body in one call: page by page, the faults of filling it would cost
-// more than the transfer itself. Without that call (an older kernel), the pages come as before.
-void PrefaultRoom(std::string& body) {
+// Maps the whole pages of `length` bytes at `start` in one call: page by page, the faults of
+// filling the room of a large body would cost more than the transfer itself. Without that call
+// (an older kernel), the pages come as before.
+void Prefault(char* start, size_t length) {
     const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-    const auto first = reinterpret_cast<std::uintptr_t>(body.data());
-    const std::uintptr_t start = (first + pageSize - 1) & ~(pageSize - 1);
-    const std::uintptr_t end = (first + body.capacity()) & ~(pageSize - 1);
-    if (end > start) {
-        madvise(reinterpret_cast<void*>(start), end - start, MADV_POPULATE_WRITE);
+    const auto first = reinterpret_cast<std::uintptr_t>(start);
+    const std::uintptr_t begin = (first + pageSize - 1) & ~(pageSize - 1);
+    const std::uintptr_t end = (first + length) & ~(pageSize - 1);
+    if (end > begin) {
+        madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);
     }
 }
 
+// Gives the body room for `size` bytes in all. The bytes so far are copied into pages mapped
+// ahead of the copy; once the old room is gone, the rest is mapped up to `declared`, the size
+// the server gave (0: none), and beyond that the pages come as the bytes fill them. So the two
+// rooms never hold more together than the new one alone, and no page is mapped on a guess. A
+// refusal is no failure: the append that needs the room makes it itself.
+void Reserve(std::string& body, size_t size, size_t declared) {
+    try {
+        std::string room;
+        room.reserve(size);
+        Prefault(room.data(), body.size());
+        room.append(body);
+        body.swap(room);
+    } catch (const std::bad_alloc&) {
+        return;
+    }
+    const size_t mapped = std::min(body.capacity(), declared);
+    if (mapped > body.size())
+        Prefault(body.data() + body.size(), mapped - body.size());
+}
+
+// The size the server gave for the body, 0 for none.
+size_t DeclaredSize(const Exchange& exchange) {
+    return exchange.total > 0 ? static_cast<size_t>(exchange.total) : 0;
+}
+
+// The headers of a response are complete. False stops the transfer.
 bool OnHeadersComplete(Exchange& exchange) {
     exchange.inResponse = false;
     long status = 0;
@@ -223,15 +258,15 @@ bool OnHeadersComplete(Exchange& exchange) {
             return false;
         }
     }
-    // The body grows into room made once, rather than by doubling: a large download then needs
-    // about its own size in memory, and no copies. A size the server merely claims is only a
-    // hint, so the room is bounded and a refusal to make it is no failure.
+    // A size the server merely claims is only a hint: room for at most 16 MiB of it is made now,
+    // and the rest grows with the bytes that arrive (WriteCallback). The room is the size divided
+    // by the growth until it fits, so that the growing rooms end on the size itself: a large body
+    // then needs little more than its own size in memory, even while it moves to its last room.
     if (exchange.total > 0) {
-        try {
-            exchange.body->reserve(std::min<std::size_t>(exchange.total, kReserveLimit));
-            PrefaultRoom(*exchange.body);
-        } catch (const std::bad_alloc&) {
-        }
+        size_t room = DeclaredSize(exchange);
+        while (room > kReserveAhead)
+            room = (room + kRoomGrowth - 1) / kRoomGrowth;
+        Reserve(*exchange.body, room, DeclaredSize(exchange));
     }
     // Never renewed: nothing is reported in the first 50 ms, every block after them.
     exchange.startTime = CUtils::GetTimeMicroseconds();
@@ -287,7 +322,12 @@ size_t WriteCallback(char* buffer, size_t size, size_t count, void* user) {
     // The read loop takes at most one block at a time.
     for (size_t offset = 0; offset < length; offset += kBlockSize) {
         const size_t block = std::min(kBlockSize, length - offset);
-        exchange.body->append(buffer + offset, block);
+        // Room grows as the bytes fill it, so that what is made ahead stays within a few times
+        // what has arrived (beyond the first room).
+        std::string& body = *exchange.body;
+        if (body.size() + block > body.capacity())
+            Reserve(body, kRoomGrowth * std::max(body.capacity(), block), DeclaredSize(exchange));
+        body.append(buffer + offset, block);
         if (!ReportBlock(exchange, block))
             return 0;
     }
@@ -450,6 +490,9 @@ std::string HttpGet(const GS::UniString& url, GetProgressListener* listener) {
     bool optionsSet =
         curl_easy_setopt(session, CURLOPT_URL, requestUrl.c_str()) == CURLE_OK &&
         curl_easy_setopt(session, CURLOPT_USERAGENT, kUserAgent) == CURLE_OK &&
+        curl_easy_setopt(session, CURLOPT_HTTPHEADER, &noAcceptHeader) == CURLE_OK &&
+        // HTTP/1.1 over TLS as well, as the client this stands in for speaks it.
+        curl_easy_setopt(session, CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1}) == CURLE_OK &&
         curl_easy_setopt(session, CURLOPT_FOLLOWLOCATION, 1L) == CURLE_OK &&
         curl_easy_setopt(session, CURLOPT_MAXREDIRS, kMaxRedirects) == CURLE_OK &&
         // Never from https to http.

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -266,12 +267,6 @@ TEST(ConfigFactory, DefaultFactoryGivesTheDefaultForEveryKey) {
     EXPECT_EQ(config->GetConfigString(u"fileLog"), u"");
 }
 
-TEST(ConfigFactory, EveryCallMakesANewObject) {
-    const std::unique_ptr<ConfigImpl> first = ConfigImpl::Config();
-    const std::unique_ptr<ConfigImpl> second = ConfigImpl::Config();
-    EXPECT_NE(first.get(), second.get());
-}
-
 // The factory is process state: these tests change it only in a child process of their own,
 // which makes and removes its own folder before it leaves.
 
@@ -331,6 +326,29 @@ void CheckFileIsReadAgainAtEveryCall() {
 
 TEST(ConfigFactoryDeathTest, FactoryThatReadsAFileReadsItAgainAtEveryCall) {
     EXPECT_EXIT(CheckFileIsReadAgainAtEveryCall(), testing::ExitedWithCode(0), "");
+}
+
+std::vector<const ConfigImpl*> madeByFactory;
+
+std::unique_ptr<ConfigImpl> RecordingFactory() {
+    auto config = std::make_unique<Config_Dummy>();
+    config->Init();
+    madeByFactory.push_back(config.get());
+    return config;
+}
+
+void CheckEveryCallMakesANewObject() {
+    ConfigImpl::RegisterFactory(&RecordingFactory);
+    const std::unique_ptr<ConfigImpl> first = ConfigImpl::Config();
+    const std::unique_ptr<ConfigImpl> second = ConfigImpl::Config();
+    Require(madeByFactory.size() == 2, "the factory did not run at every call");
+    Require(first.get() == madeByFactory[0] && second.get() == madeByFactory[1],
+            "the caller did not get the object the factory made");
+    _exit(0);
+}
+
+TEST(ConfigFactoryDeathTest, EveryCallMakesANewObjectByTheFactory) {
+    EXPECT_EXIT(CheckEveryCallMakesANewObject(), testing::ExitedWithCode(0), "");
 }
 
 void CheckDefaultIsRegisteredAtFirstUse() {

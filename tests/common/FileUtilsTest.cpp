@@ -66,6 +66,21 @@ private:
     std::string previous;
 };
 
+// The temporary folder's name for this user, below TMPDIR.
+std::string UserTempName() { return "Orvanta-" + std::to_string(::geteuid()); }
+
+// Sets the process's file mode mask for the test's duration.
+class ScopedUmask {
+public:
+    explicit ScopedUmask(mode_t mask) : previous(::umask(mask)) {}
+    ~ScopedUmask() { ::umask(previous); }
+    ScopedUmask(const ScopedUmask&) = delete;
+    ScopedUmask& operator=(const ScopedUmask&) = delete;
+
+private:
+    mode_t previous;
+};
+
 // A fresh folder in /dev/shm, which is usually another file system than /tmp.
 class ShmFolder {
 public:
@@ -153,6 +168,17 @@ void ListGuardedDirectory(const WString& path) {
     WatchGuard("GetSubdirectoriesInDirectory");
     CUtils::GetSubdirectoriesInDirectory(path);
     std::fprintf(stderr, "went on past the guard\n");
+}
+
+// Would write a line at the normal end of the process: by an exit handler and by the destructor
+// of an object with static storage.
+struct ExitWitness {
+    ~ExitWitness() { std::fprintf(stderr, "static destructor ran\n"); }
+};
+
+void WatchForNormalExit() {
+    static ExitWitness witness;
+    std::atexit([] { std::fprintf(stderr, "exit handler ran\n"); });
 }
 
 WString everyEntryConfigPath;
@@ -277,43 +303,113 @@ TEST(CreateDirectories, EmptyPathIsFalseAndLoggedAsError) {
 
 // ---- GetTempDirectory and CreateTempFileOV ----
 
-TEST(GetTempDirectory, IsOrvantaBelowTmpdirEndingInSeparatorAndMade) {
+TEST(GetTempDirectory, IsOrvantaWithTheUserIdBelowTmpdirEndingInSeparatorAndMade) {
     TempFolder tmp;
     ScopedTmpdir env(tmp.Path().c_str());
-    EXPECT_EQ(CUtils::GetTempDirectory(), tmp.WidePath() + u"/Orvanta/");
-    EXPECT_TRUE(fs::is_directory(tmp.At("Orvanta")));
+    EXPECT_EQ(CUtils::GetTempDirectory(), tmp.WidePath() + u"/" + Wide(UserTempName()) + u"/");
+    EXPECT_TRUE(fs::is_directory(tmp.At(UserTempName())));
 }
 
 TEST(GetTempDirectory, TmpdirWithTrailingSlashGetsNoSecondOne) {
     TempFolder tmp;
     ScopedTmpdir env((tmp.Path() + "/").c_str());
-    EXPECT_EQ(CUtils::GetTempDirectory(), tmp.WidePath() + u"/Orvanta/");
+    EXPECT_EQ(CUtils::GetTempDirectory(), tmp.WidePath() + u"/" + Wide(UserTempName()) + u"/");
 }
 
 TEST(GetTempDirectory, WithoutTmpdirIsBelowSlashTmp) {
     ScopedTmpdir env(nullptr);
-    EXPECT_EQ(CUtils::GetTempDirectory(), u"/tmp/Orvanta/");
+    EXPECT_EQ(CUtils::GetTempDirectory(), u"/tmp/" + Wide(UserTempName()) + u"/");
 }
 
 TEST(GetTempDirectory, EmptyTmpdirCountsAsUnset) {
     ScopedTmpdir env("");
-    EXPECT_EQ(CUtils::GetTempDirectory(), u"/tmp/Orvanta/");
+    EXPECT_EQ(CUtils::GetTempDirectory(), u"/tmp/" + Wide(UserTempName()) + u"/");
+}
+
+TEST(GetTempDirectory, IsMadeForThisUserAloneWhateverTheMask) {
+    TempFolder tmp;
+    ScopedTmpdir env(tmp.Path().c_str());
+    const ScopedUmask open(0);
+    ASSERT_FALSE(CUtils::GetTempDirectory().empty());
+    struct stat info {};
+    ASSERT_EQ(::lstat(tmp.At(UserTempName()).c_str(), &info), 0);
+    EXPECT_TRUE(S_ISDIR(info.st_mode));
+    EXPECT_EQ(info.st_mode & 07777, 0700u);
+    EXPECT_EQ(info.st_uid, ::geteuid());
+}
+
+TEST(GetTempDirectory, FolderOpenToOthersIsRefusedAndLeftAsItIs) {
+    IsolatedLog log;
+    TempFolder tmp;
+    ScopedTmpdir env(tmp.Path().c_str());
+    const std::string planted = tmp.At(UserTempName());
+    MakeFolder(planted);
+    ASSERT_EQ(::chmod(planted.c_str(), 0777), 0);
+    EXPECT_EQ(CUtils::GetTempDirectory(), u"");
+    EXPECT_EQ(CountOf(log.Text(), "[ CUtils::GetTempDirectory ] Temporary folder refused, not a "
+                                  "private folder of this user: " +
+                                      planted + "/ (src/utils:"),
+              1u);
+    struct stat info {};
+    ASSERT_EQ(::stat(planted.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 07777, 0777u);
+}
+
+TEST(GetTempDirectory, FolderOfAnotherUserIsRefused) {
+    IsolatedLog log;
+    TempFolder tmp;
+    ScopedTmpdir env(tmp.Path().c_str());
+    const std::string planted = tmp.At(UserTempName());
+    MakeFolder(planted);
+    ASSERT_EQ(::chmod(planted.c_str(), 0700), 0);
+    // Only root can give a folder away; that is how the suite runs in CI.
+    if (::chown(planted.c_str(), ::geteuid() + 1, static_cast<gid_t>(-1)) != 0)
+        GTEST_SKIP() << "cannot give a folder to another user here";
+    EXPECT_EQ(CUtils::GetTempDirectory(), u"");
+    EXPECT_EQ(CountOf(log.Text(), "Temporary folder refused, not a private folder of this user: " +
+                                      planted + "/ (src/utils:"),
+              1u);
+}
+
+TEST(GetTempDirectory, LinkInPlaceOfTheFolderIsRefusedEvenToAPrivateFolder) {
+    IsolatedLog log;
+    TempFolder tmp;
+    ScopedTmpdir env(tmp.Path().c_str());
+    MakeFolder(tmp.At("elsewhere"));
+    ASSERT_EQ(::chmod(tmp.At("elsewhere").c_str(), 0700), 0);
+    ASSERT_EQ(::symlink(tmp.At("elsewhere").c_str(), tmp.At(UserTempName()).c_str()), 0);
+    EXPECT_EQ(CUtils::GetTempDirectory(), u"");
+    EXPECT_EQ(CountOf(log.Text(), "Temporary folder refused, not a private folder of this user: "),
+              1u);
+    EXPECT_EQ(CUtils::CreateTempFileOV(u"door.gsm"), u"");
+    EXPECT_TRUE(ListNames(tmp.At("elsewhere")).empty());
+}
+
+TEST(GetTempDirectory, FileInPlaceOfTheFolderIsRefused) {
+    IsolatedLog log;
+    TempFolder tmp;
+    ScopedTmpdir env(tmp.Path().c_str());
+    WriteFile(tmp.At(UserTempName()), "x");
+    EXPECT_EQ(CUtils::GetTempDirectory(), u"");
+    EXPECT_EQ(CountOf(log.Text(), "Temporary folder refused, not a private folder of this user: "),
+              1u);
+    EXPECT_EQ(ReadFile(tmp.At(UserTempName())), "x");
 }
 
 TEST(CreateTempFileOV, FreeNameIsUsedWithoutRandomPart) {
     TempFolder tmp;
     ScopedTmpdir env(tmp.Path().c_str());
     const WString path = CUtils::CreateTempFileOV(u"door.gsm");
-    EXPECT_EQ(path, tmp.WidePath() + u"/Orvanta/door.gsm");
-    EXPECT_TRUE(fs::is_regular_file(tmp.At("Orvanta/door.gsm")));
-    EXPECT_EQ(fs::file_size(tmp.At("Orvanta/door.gsm")), 0u);
+    EXPECT_EQ(path, tmp.WidePath() + u"/" + Wide(UserTempName()) + u"/door.gsm");
+    EXPECT_TRUE(fs::is_regular_file(tmp.At(UserTempName() + "/door.gsm")));
+    EXPECT_EQ(fs::file_size(tmp.At(UserTempName() + "/door.gsm")), 0u);
 }
 
-TEST(CreateTempFileOV, WithoutTmpdirLandsInSlashTmpOrvanta) {
+TEST(CreateTempFileOV, WithoutTmpdirLandsInTheUsersFolderBelowSlashTmp) {
     ScopedTmpdir env(nullptr);
     const WString hint = u"orvtest-" + CUtils::RandomWstring(12, 0) + u".zip";
     const WString path = CUtils::CreateTempFileOV(hint);
-    EXPECT_EQ(path, u"/tmp/Orvanta/" + hint);
+    EXPECT_EQ(path, u"/tmp/" + Wide(UserTempName()) + u"/" + hint);
     EXPECT_TRUE(fs::is_regular_file(Narrow(path)));
     CUtils::DeleteFileOV(path);
 }
@@ -321,7 +417,7 @@ TEST(CreateTempFileOV, WithoutTmpdirLandsInSlashTmpOrvanta) {
 TEST(CreateTempFileOV, TakenNameGetsSixteenCharacterRandomPrefix) {
     TempFolder tmp;
     ScopedTmpdir env(tmp.Path().c_str());
-    const WString folder = tmp.WidePath() + u"/Orvanta/";
+    const WString folder = tmp.WidePath() + u"/" + Wide(UserTempName()) + u"/";
     ASSERT_EQ(CUtils::CreateTempFileOV(u"door.gsm"), folder + u"door.gsm");
     const WString second = CUtils::CreateTempFileOV(u"door.gsm");
     ASSERT_EQ(second.size(), folder.size() + 16 + 8);
@@ -332,19 +428,55 @@ TEST(CreateTempFileOV, TakenNameGetsSixteenCharacterRandomPrefix) {
     EXPECT_TRUE(CUtils::FileExists(second));
 }
 
+TEST(CreateTempFileOV, LinkPlantedAtTheNameIsNotFollowed) {
+    TempFolder tmp;
+    ScopedTmpdir env(tmp.Path().c_str());
+    const std::string folder = Narrow(CUtils::GetTempDirectory());
+    ASSERT_FALSE(folder.empty());
+    // One link leads to a file that is not there yet, one to a file that is.
+    WriteFile(tmp.At("kept"), "kept");
+    ASSERT_EQ(::symlink(tmp.At("missing").c_str(), (folder + "door.gsm").c_str()), 0);
+    ASSERT_EQ(::symlink(tmp.At("kept").c_str(), (folder + "window.gsm").c_str()), 0);
+    for (const std::string name : {"door.gsm", "window.gsm"}) {
+        const std::string path = Narrow(CUtils::CreateTempFileOV(Wide(name)));
+        if (path.empty())
+            continue;
+        EXPECT_NE(path, folder + name);
+        EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(path))) << path;
+        EXPECT_TRUE(CUtils::WriteStringToFile(Wide(path), "download", false));
+    }
+    EXPECT_FALSE(fs::exists(fs::symlink_status(tmp.At("missing"))));
+    EXPECT_EQ(ReadFile(tmp.At("kept")), "kept");
+    EXPECT_EQ(fs::read_symlink(folder + "door.gsm"), tmp.At("missing"));
+    EXPECT_EQ(fs::read_symlink(folder + "window.gsm"), tmp.At("kept"));
+}
+
+TEST(CreateTempFileOV, RefusedFolderGivesEmptyAndLogsTheFileItWouldHaveMade) {
+    IsolatedLog log;
+    TempFolder tmp;
+    ScopedTmpdir env(tmp.Path().c_str());
+    MakeFolder(tmp.At(UserTempName()));
+    ASSERT_EQ(::chmod(tmp.At(UserTempName()).c_str(), 0755), 0);
+    EXPECT_EQ(CUtils::CreateTempFileOV(u"door.gsm"), u"");
+    EXPECT_EQ(CountOf(log.Text(), "[ CUtils::CreateTempFileOV ] Failed to create temp file: " +
+                                      tmp.At(UserTempName()) + "/door.gsm (src/utils:"),
+              1u);
+    EXPECT_TRUE(ListNames(tmp.At(UserTempName())).empty());
+}
+
 TEST(CreateTempFileOV, NameHintWithBothSeparatorsUsesTextBehindTheLast) {
     TempFolder tmp;
     ScopedTmpdir env(tmp.Path().c_str());
-    const WString folder = tmp.WidePath() + u"/Orvanta/";
+    const WString folder = tmp.WidePath() + u"/" + Wide(UserTempName()) + u"/";
     EXPECT_EQ(CUtils::CreateTempFileOV(u"C:\\Library\\Doors/old\\D01.gsm"), folder + u"D01.gsm");
     EXPECT_EQ(CUtils::CreateTempFileOV(u"Library\\Doors/D02.gsm"), folder + u"D02.gsm");
-    EXPECT_EQ(ListNames(tmp.At("Orvanta")), (std::vector<std::string>{"D01.gsm", "D02.gsm"}));
+    EXPECT_EQ(ListNames(tmp.At(UserTempName())), (std::vector<std::string>{"D01.gsm", "D02.gsm"}));
 }
 
 TEST(CreateTempFileOV, EmptyNameGetsRandomNameOfItsOwn) {
     TempFolder tmp;
     ScopedTmpdir env(tmp.Path().c_str());
-    const WString folder = tmp.WidePath() + u"/Orvanta/";
+    const WString folder = tmp.WidePath() + u"/" + Wide(UserTempName()) + u"/";
     // The bare folder is taken (by the folder itself), so the random prefix is the whole name.
     for (const WString& hint : {WString(), WString(u"Library/Doors/")}) {
         const WString path = CUtils::CreateTempFileOV(hint);
@@ -403,12 +535,13 @@ TEST(CreateTempFileOV, AllTenRandomNamesTakenEndsOutOfAttempts) {
 TEST(CreateTempFileOV, FolderThatCannotBeMadeGivesEmptyAndLogsError) {
     IsolatedLog log;
     TempFolder tmp;
-    // TMPDIR names a file, so the "Orvanta" folder cannot be made below it.
+    // TMPDIR names a file, so the temporary folder cannot be made below it.
     WriteFile(tmp.At("plain-file"), "x");
     ScopedTmpdir env(tmp.At("plain-file").c_str());
     EXPECT_EQ(CUtils::CreateTempFileOV(u"door.gsm"), u"");
     EXPECT_TRUE(Contains(log.Text(), "[ CUtils::CreateTempFileOV ] Failed to create temp file: " +
-                                         tmp.At("plain-file") + "/Orvanta/door.gsm (src/utils:"));
+                                         tmp.At("plain-file") + "/" + UserTempName() +
+                                         "/door.gsm (src/utils:"));
     EXPECT_EQ(ReadFile(tmp.At("plain-file")), "x");
 }
 
@@ -433,6 +566,16 @@ TEST(RemoveDirectoryOVDeathTest, DriveRootStopsWithAlertOnStandardErrorAndStatus
     EXPECT_EXIT(CUtils::RemoveDirectoryOV(u"C:\\", true, true, false), testing::ExitedWithCode(18),
                 "^Alert: ERROR: RemoveDirectoryOV tried to delete the directory C:\\\\\\.\n "
                 "Aborted\\.\n$");
+}
+
+TEST(RemoveDirectoryOVDeathTest, StopsAtOnceWithoutExitHandlersOrStaticDestructors) {
+    EXPECT_EXIT(
+        {
+            WatchForNormalExit();
+            CUtils::RemoveDirectoryOV(u"C:", true, true, false);
+        },
+        testing::ExitedWithCode(18),
+        "^Alert: ERROR: RemoveDirectoryOV tried to delete the directory C:\\.\n Aborted\\.\n$");
 }
 
 TEST(RemoveDirectoryOV, PathOfExactlyFourCharactersIsRemoved) {
@@ -862,6 +1005,17 @@ TEST(GetSubdirectoriesInDirectoryDeathTest, EmptyPathExitsWith17) {
     EXPECT_EXIT(CUtils::GetSubdirectoriesInDirectory(u""), testing::ExitedWithCode(17),
                 "^Alert: ERROR: GetSubdirectoriesInDirectory tried to obtain the directory \\.\n "
                 "Aborted\\.\n$");
+}
+
+TEST(GetSubdirectoriesInDirectoryDeathTest, StopsAtOnceWithoutExitHandlersOrStaticDestructors) {
+    EXPECT_EXIT(
+        {
+            WatchForNormalExit();
+            CUtils::GetSubdirectoriesInDirectory(u"C:");
+        },
+        testing::ExitedWithCode(17),
+        "^Alert: ERROR: GetSubdirectoriesInDirectory tried to obtain the directory C:\\.\n "
+        "Aborted\\.\n$");
 }
 
 // ---- Single files ----

@@ -5,11 +5,13 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <ctime>
 #include <gtest/gtest.h>
 #include <limits>
 #include <set>
 #include <string>
 #include <sys/stat.h>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -405,8 +407,27 @@ TEST(RandomWstring, IsRandomStringWidened) {
     EXPECT_EQ(wide, WString(narrow.begin(), narrow.end()));
 }
 
-TEST(RandomString, TwoDrawsDiffer) {
-    EXPECT_NE(CUtils::RandomString(16, 0), CUtils::RandomString(16, 0));
+TEST(RandomString, DrawsOfAThreadContinueOneSequenceWithoutReseeding) {
+    Reseed(2024);
+    const std::string first = CUtils::RandomString(8, 0);
+    const std::string second = CUtils::RandomString(8, 0);
+    Reseed(2024);
+    EXPECT_EQ(first + second, CUtils::RandomString(16, 0));
+    EXPECT_NE(first, second);
+}
+
+TEST(RandomString, FirstDrawOfAThreadSeedsWithTheTimeInSeconds) {
+    const std::time_t before = std::time(nullptr);
+    std::string drawn;
+    std::thread([&drawn] { drawn = CUtils::RandomString(16, 0); }).join();
+    const std::time_t after = std::time(nullptr);
+    // The second may have turned while the thread ran: each second of the span is a candidate.
+    std::set<std::string> candidates;
+    for (std::time_t second = before; second <= after; ++second) {
+        Reseed(static_cast<unsigned>(second));
+        candidates.insert(CUtils::RandomString(16, 0));
+    }
+    EXPECT_EQ(candidates.count(drawn), 1u) << drawn;
 }
 
 // ---- Constant tables ----

@@ -8,16 +8,19 @@
 #include "service/VersionService.h"
 
 // The package's compile flags switch on its OpenSSL support.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <memory>
 #include <netinet/in.h>
+#include <openssl/ssl.h>
 #include <string>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 using nettest::FailureOf;
 using nettest::RecordingListener;
@@ -306,6 +309,26 @@ TEST_F(ServiceFixture, ServiceThatStopsAnsweringTimesOut) {
 
 // ---- HTTPS ----
 
+// The protocols a client offers in its TLS handshake, as the server sees them. The server takes
+// HTTP/2 when it is offered, as most do, and HTTP/1.1 otherwise.
+int TakeHttp2First(SSL*, const unsigned char** selected, unsigned char* selectedLength,
+                   const unsigned char* offer, unsigned int offerLength, void* seen) {
+    auto& offered = *static_cast<std::vector<std::string>*>(seen);
+    const unsigned char* chosen = nullptr;
+    for (unsigned int i = 0; i < offerLength && i + 1 + offer[i] <= offerLength;
+         i += 1u + offer[i]) {
+        const std::string name(reinterpret_cast<const char*>(offer + i + 1), offer[i]);
+        offered.push_back(name);
+        if (name == "h2" || (name == "http/1.1" && chosen == nullptr))
+            chosen = offer + i;
+    }
+    if (chosen == nullptr)
+        return SSL_TLSEXT_ERR_NOACK;
+    *selected = chosen + 1;
+    *selectedLength = *chosen;
+    return SSL_TLSEXT_ERR_OK;
+}
+
 class SecureServiceFixture : public ServiceFixture {
 protected:
     ScopedEnvironment trust{"SSL_CERT_FILE", CertificateFile()};
@@ -340,6 +363,29 @@ TEST_F(SecureServiceFixture, UntrustedCertificateIsASecureFailure) {
     EXPECT_EQ(failure.text, "Failed to send request: 12175");
     EXPECT_TRUE(failure.runtimeError);
     EXPECT_TRUE(service->Requests().empty());
+}
+
+TEST_F(SecureServiceFixture, SecureRequestIsMadeOverHttp11) {
+    httplib::SSLServer secure(CertificateFile().c_str(), KeyFile().c_str());
+    std::vector<std::string> offered;
+    SSL_CTX_set_alpn_select_cb(secure.ssl_context(), TakeHttp2First, &offered);
+    secure.Get("/", [](const httplib::Request& request, httplib::Response& response) {
+        response.set_content(request.version, "text/plain");
+    });
+    const int port = secure.bind_to_any_port("127.0.0.1");
+    std::thread thread([&] { secure.listen_after_bind(); });
+    while (!secure.is_running())
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    std::string version;
+    try {
+        version = HttpGet(Uni("https://127.0.0.1:" + std::to_string(port) + "/"), nullptr);
+    } catch (const std::exception& failure) {
+        ADD_FAILURE() << failure.what();
+    }
+    secure.stop();
+    thread.join();
+    EXPECT_EQ(version, "HTTP/1.1");
+    EXPECT_EQ(std::count(offered.begin(), offered.end(), "h2"), 0);
 }
 
 TEST_F(SecureServiceFixture, RedirectFromHttpsToHttpIsNotFollowed) {

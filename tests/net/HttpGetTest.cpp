@@ -7,6 +7,7 @@
 #include "addon/MessageCatalogue.h"
 
 #include <chrono>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <regex>
 #include <string>
@@ -27,6 +28,24 @@ ScriptedServer::Handler Always(const std::string& response) {
 }
 
 std::string Text(int row, const std::string& tail = "") { return MessageText(row) + tail; }
+
+// The most memory this process has held since the peak was last reset, in bytes.
+size_t PeakResidentBytes() {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind("VmHWM:", 0) == 0)
+            return std::stoul(line.substr(6)) * 1024;
+    }
+    return 0;
+}
+
+// Starts the peak over from what the process holds now.
+bool ResetPeakResident() {
+    std::ofstream control("/proc/self/clear_refs");
+    control << "5";
+    control.close();
+    return !control.fail();
+}
 
 class HttpGetTest : public ::testing::Test {
 protected:
@@ -178,13 +197,17 @@ TEST_F(HttpGetTest, NothingIsReportedInTheFirstFiftyMilliseconds) {
         EXPECT_EQ(listener.calls, std::vector<std::string>{"name"});
     }
     {
-        // 30 ms a reading: the first block is not reported, every later one is.
+        // 30 ms a reading: the first block comes 30 ms after the start and is not reported, the
+        // second comes 60 ms after it, and it and every later read are reported. The start and
+        // each read take one reading of the clock.
         RecordingListener listener;
         SteppingClock clock(30000);
         EXPECT_EQ(HttpGet(Uni(server.BaseUrl() + "/"), &listener), body);
-        ASSERT_GE(listener.progress.size(), 2u);
-        EXPECT_GT(listener.progress.front().received, 0u);
+        const uint64_t reads = clock.Readings() - 1;
+        ASSERT_GE(reads, 3u);
+        EXPECT_EQ(listener.progress.size(), reads - 1);
         EXPECT_EQ(listener.calls.front(), "name");
+        EXPECT_EQ(listener.progress.back().received, body.size());
     }
 }
 
@@ -285,6 +308,25 @@ TEST_F(HttpGetTest, OverlongContentLengthCountsAsAbsent) {
         ASSERT_FALSE(listener.progress.empty());
         EXPECT_EQ(listener.progress.back().total, total);
     }
+}
+
+// ---- Memory ----
+
+TEST_F(HttpGetTest, HugeDeclaredLengthReservesAtMostSixteenMiBAhead) {
+    // Almost 2 GB declared, four bytes sent.
+    ScriptedServer server([](const std::string&, ScriptedServer::Reply& reply) {
+        reply.Send("HTTP/1.1 200 OK\r\nContent-Length: 2000000000\r\n\r\nbody");
+        reply.Close();
+    });
+    // The session and its libraries are set up first, so that the exchange alone is measured.
+    ScriptedServer warmUp(Always(OkResponse("ok")));
+    ASSERT_EQ(HttpGet(Uni(warmUp.BaseUrl() + "/"), nullptr), "ok");
+    ASSERT_TRUE(ResetPeakResident());
+    const size_t before = PeakResidentBytes();
+    ASSERT_GT(before, 0u);
+    EXPECT_EQ(FailureOf(server.BaseUrl() + "/check").text, "Failed to read response: 12030");
+    // 16 MiB of room at most, and the allocator's own.
+    EXPECT_LT(PeakResidentBytes() - before, size_t{24} << 20);
 }
 
 // ---- Content-Disposition ----
@@ -482,6 +524,18 @@ TEST_F(HttpGetTest, RequestsReuseOneConnection) {
     CloseHttpSession();
     EXPECT_EQ(HttpGet(Uni(server.BaseUrl() + "/"), nullptr), "kept");
     EXPECT_EQ(server.AcceptedConnections(), 2);
+}
+
+TEST_F(HttpGetTest, RequestCarriesTheHostAndTheAgentAndNothingElse) {
+    ScriptedServer server(Always(OkResponse("ok")));
+    HttpGet(Uni(server.BaseUrl() + "/check?id=D01"), nullptr);
+    ASSERT_EQ(server.Requests().size(), 1u);
+    EXPECT_EQ(server.Requests()[0], "GET /check?id=D01 HTTP/1.1\r\n"
+                                    "Host: 127.0.0.1:" +
+                                        std::to_string(server.Port()) +
+                                        "\r\n"
+                                        "User-Agent: OrvUpdate Monitor/1.0\r\n"
+                                        "\r\n");
 }
 
 TEST_F(HttpGetTest, PathAndQueryAreSentEscaped) {

@@ -51,11 +51,18 @@ public:
     explicit SteppingClock(uint64_t step) : previous(GetPlatformHooks().clock) {
         Step() = step;
         Now() = 13'000'000'000'000'000ull;
-        GetPlatformHooks().clock = [] { return Now() += Step(); };
+        Count() = 0;
+        GetPlatformHooks().clock = [] {
+            ++Count();
+            return Now() += Step();
+        };
     }
     ~SteppingClock() { GetPlatformHooks().clock = previous; }
     SteppingClock(const SteppingClock&) = delete;
     SteppingClock& operator=(const SteppingClock&) = delete;
+
+    // How often the clock has been read.
+    uint64_t Readings() const { return Count(); }
 
 private:
     static uint64_t& Step() {
@@ -65,6 +72,10 @@ private:
     static uint64_t& Now() {
         static uint64_t now = 0;
         return now;
+    }
+    static uint64_t& Count() {
+        static uint64_t count = 0;
+        return count;
     }
     uint64_t (*previous)();
 };

@@ -5,7 +5,7 @@
 // the log (source "src/utils"). Two guards stop the whole process rather than let a near-empty
 // path reach a delete or a listing: RemoveDirectoryOV (exit status 18) and
 // GetSubdirectoriesInDirectory (exit status 17). Each logs where it says so, shows an alert, and
-// stops.
+// stops at once: no exit handler or static destructor runs.
 //
 // Both "/" and "\" are read as separators; the one written is the platform's ("/" on Linux).
 #pragma once
@@ -25,9 +25,12 @@ public:
     // even when a folder could not be made: a caller learns of that at its next step.
     static bool CreateDirectories(WString path, bool stripFileName);
     // A new empty file in the temporary folder, named by the last step of `nameHint`, with a
-    // random 16-character prefix when that name is taken. Empty on failure.
+    // random 16-character prefix when that name is taken (by a link too: the file is never made
+    // through one). Empty on failure, or when the temporary folder is refused.
     static WString CreateTempFileOV(WString nameHint);
-    // The system temporary folder's "Orvanta" subfolder, made if missing, ending in a separator.
+    // The temporary folder, ending in a separator, made if missing: the system temporary folder's
+    // "Orvanta" subfolder, on Linux "Orvanta-<user id>", private to the user (mode 0700). Empty,
+    // with a log entry, when it is not such a folder (another user's, open to others, a link).
     static WString GetTempDirectory();
     // Deletes the files (and with `recursive` the subfolders) of `path`, then the folder itself
     // unless `keepDirectory`. Names beginning with "." are left alone. Always true; a path of

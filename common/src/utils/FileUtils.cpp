@@ -18,7 +18,8 @@
 namespace {
 
 constexpr char16_t kPathSeparators[] = u"\\/";
-// Temporary files live in this subfolder of the system's temporary folder.
+// Temporary files live in this subfolder of the system's temporary folder (one per user where
+// users share that folder).
 constexpr char16_t kTempSubfolder[] = u"Orvanta";
 constexpr int32_t kTempFileAttempts = 10;
 constexpr int32_t kRandomPrefixLength = 16;
@@ -34,7 +35,7 @@ WString& ModulePathOverride() {
     return *path;
 }
 
-// Stops the process: a log entry where the caller has one, an alert, the stop with `status`.
+// Stops the process: a log entry where the caller has one, an alert, then at once with `status`.
 [[noreturn]] void StopAtGuard(const char* refusal, const WString& path, int status) {
     const WString text = CUtils::StringUTF8ToWstring(refusal) + path + u".\n Aborted.";
     CUtils::ShowMessageBox(nullptr, u"Alert", text, 12);
@@ -42,6 +43,25 @@ WString& ModulePathOverride() {
 }
 
 size_t LastSeparator(const WString& path) { return path.find_last_of(kPathSeparators); }
+
+// The add-on's temporary folder, ending in a separator.
+WString TempFolderPath() {
+    return platform::TempPath() + platform::UserTempSubfolder(kTempSubfolder) +
+           CUtils::GetPathSeparator();
+}
+
+// Makes the temporary folder when it is missing. False, with a log entry, when it is no folder
+// that temporary files are safe in: one that another user made, or can enter, or a link.
+bool MakeTempFolder(const WString& folder) {
+    CUtils::CreateDirectories(platform::TempPath(), false);
+    if (platform::MakePrivateFolder(folder))
+        return true;
+    const MessageArg refused(&folder);
+    LogUtils(true, "CUtils::GetTempDirectory",
+             FormattedMessage("Temporary folder refused, not a private folder of this user: {0}",
+                              refused));
+    return false;
+}
 
 std::vector<WString> ListEntries(const WString& directory, bool folders) {
     std::vector<WString> result;
@@ -83,31 +103,37 @@ bool CUtils::CreateDirectories(WString path, bool stripFileName) {
 }
 
 WString CUtils::GetTempDirectory() {
-    const WString folder = platform::TempPath() + kTempSubfolder + GetPathSeparator();
-    CreateDirectories(folder, false);
-    return folder;
+    const WString folder = TempFolderPath();
+    return MakeTempFolder(folder) ? folder : WString();
 }
 
 WString CUtils::CreateTempFileOV(WString nameHint) {
-    const WString folder = GetTempDirectory();
+    const WString folder = TempFolderPath();
     const size_t last = LastSeparator(nameHint);
     const WString name = last == WString::npos ? nameHint : nameHint.substr(last + 1);
     WString candidate = folder + name;
+    const MessageArg tried(&candidate);
+    if (!MakeTempFolder(folder)) {
+        LogUtils(true, "CUtils::CreateTempFileOV",
+                 FormattedMessage("Failed to create temp file: {0}", tried));
+        return WString();
+    }
+    // A link takes its name, even one that leads nowhere, so the file is never made through one.
     // The counter alone decides below, so a tenth random name that is free still counts as out
     // of attempts: at most nine random names can succeed.
     int32_t attempts = kTempFileAttempts;
-    while (FileExists(candidate)) {
+    while (platform::EntryExists(candidate)) {
         if (attempts-- < 1)
             break;
         candidate = folder + RandomWstring(kRandomPrefixLength, 0) + name;
     }
-    const MessageArg tried(&candidate);
     if (attempts <= 0) {
         LogUtils(true, "CUtils::CreateTempFileOV",
                  FormattedMessage("Failed to create temp file, out of attempts: {0}", tried));
         return WString();
     }
-    if (!TouchFile(candidate)) {
+    // Made anew, so that nothing that took the name since stands in for the file.
+    if (!platform::MakeNewFile(candidate)) {
         LogUtils(true, "CUtils::CreateTempFileOV",
                  FormattedMessage("Failed to create temp file: {0}", tried));
         return WString();

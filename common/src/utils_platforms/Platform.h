@@ -41,6 +41,18 @@ int32_t ReplaceFile(const WString& from, const WString& to);
 
 // The system temporary folder, ending in a separator.
 WString TempPath();
+// The name of the add-on's folder `name` below TempPath for this user. Where every user shares
+// the temporary folder (Linux: /tmp), the user id is added, so that each has a folder of their
+// own; where each user has their own, it is `name` itself.
+WString UserTempSubfolder(const WString& name);
+// Makes the folder `path` when it is missing, for this user alone; true when it stands as a folder
+// that temporary files are safe in. On Linux that is a real folder, not a link, owned by this
+// user, with mode 0700: a folder someone else made or can enter is refused as it is.
+bool MakePrivateFolder(const WString& path);
+// True when any entry stands at `path`, a link that leads nowhere included.
+bool EntryExists(const WString& path);
+// Makes `path` as a new empty file: never over an existing entry and never through a link.
+bool MakeNewFile(const WString& path);
 // The full path of the module this code is linked into.
 WString ModuleFileName();
 
@@ -55,7 +67,8 @@ void DebugOutput(const WString& text);
 // caller's stack; gives their count and a 32-bit hash of them.
 uint16_t CaptureStack(uint32_t skip, uint32_t limit, void** frames, uint32_t* hash);
 
-// Stops the process at a guard, with `status` as its exit status.
+// Stops the process at a guard at once, with `status` as its exit status: no exit handler and no
+// destructor of the process runs any more.
 [[noreturn]] void StopProcess(int status);
 
 }  // namespace platform

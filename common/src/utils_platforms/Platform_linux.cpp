@@ -16,6 +16,7 @@
 #include <execinfo.h>
 #include <fcntl.h>
 #include <link.h>
+#include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utf8.h>
@@ -34,6 +35,22 @@ void WriteToStandardError(const WString& text) {
     std::fwrite(bytes.data(), 1, bytes.size(), stderr);
     std::fflush(stderr);
 }
+
+// An open file descriptor, closed with its owner.
+class Descriptor {
+public:
+    explicit Descriptor(int fd) : fd(fd) {}
+    ~Descriptor() {
+        if (fd >= 0)
+            ::close(fd);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int Get() const { return fd; }
+
+private:
+    int fd;
+};
 
 bool WriteAll(int fd, const char* data, size_t size) {
     while (size > 0) {
@@ -185,6 +202,44 @@ WString TempPath() {
     return CUtils::StringUTF8ToWstring(folder);
 }
 
+WString UserTempSubfolder(const WString& name) {
+    // The effective id: it owns what the process makes.
+    const std::string user = "-" + std::to_string(::geteuid());
+    return name + WString(user.begin(), user.end());
+}
+
+bool MakePrivateFolder(const WString& path) {
+    std::string folder = Native(path);
+    // A trailing separator would make the system follow a link in the folder's place.
+    while (folder.size() > 1 && folder.back() == '/')
+        folder.pop_back();
+    const bool made = !folder.empty() && ::mkdir(folder.c_str(), 0700) == 0;
+    const Descriptor opened(
+        ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (opened.Get() < 0)
+        return false;
+    // A folder made just now may have lost rights to the file mode mask; it gets exactly the
+    // owner's. One that was there already is judged as it stands.
+    if (made && ::fchmod(opened.Get(), 0700) != 0)
+        return false;
+    struct stat info {};
+    return ::fstat(opened.Get(), &info) == 0 && S_ISDIR(info.st_mode) &&
+           info.st_uid == ::geteuid() && (info.st_mode & 07777) == 0700;
+}
+
+bool EntryExists(const WString& path) {
+    struct stat info {};
+    return ::lstat(Native(path).c_str(), &info) == 0;
+}
+
+bool MakeNewFile(const WString& path) {
+    // The mode is the ordinary one: the folder keeps others out, and the file may end up in the
+    // library, where others read it.
+    const Descriptor file(
+        ::open(Native(path).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+    return file.Get() >= 0;
+}
+
 WString ModuleFileName() {
     static const int anchor = 0;  // an address inside this module
     Dl_info info{};
@@ -250,9 +305,11 @@ __attribute__((noinline)) uint16_t CaptureStack(uint32_t skip, uint32_t limit, v
 
 void StopProcess(int status) {
     // The host's platform stops here with a store through a null pointer, and leaves with the
-    // status only if the host survives the fault; Linux has no fault to survive, so the stop is
-    // the exit itself, with the same status.
-    std::exit(status);
+    // status only if the host survives the fault. Here the stop is as immediate as that fault,
+    // without it: no exit handler, no static destructor and no stream flush runs, since any of
+    // them could touch what the guard refused; only the status is kept. What the guard reported
+    // before is already written, as the log and the alert flush as they go.
+    std::_Exit(status);
 }
 
 }  // namespace platform

@@ -9,6 +9,8 @@
 #include <functional>
 #include <future>
 #include <sstream>
+#include <string>
+#include <unistd.h>
 
 namespace monitortest {
 namespace {
@@ -131,6 +133,8 @@ protected:
     }
 
     std::string TempRoot() const { return folder.At("tmp"); }
+    // The add-on's folder for this user below TempRoot.
+    static std::string TempFolderName() { return "Orvanta-" + std::to_string(::geteuid()); }
     // Where the add-on keeps its temporary files.
     std::map<std::string, std::string> TempFiles() const { return FilesBelow(TempRoot()); }
 
@@ -343,13 +347,13 @@ TEST_F(ObjectUpdateTest, TempFileNotWritableShowsCannotWriteAndRowReadsUpdateFai
     PlainPartOnOffer("P01", {"", "P01.xml", "new part file\n"});
     const std::string old = ReadFileBytes(LibraryPath("Plain/P01.xml"));
     // The temporary folder's place is taken by a file: no temporary file can be made.
-    ASSERT_TRUE(WriteFileBytes(TempRoot() + "/Orvanta", "a file, not a folder"));
+    ASSERT_TRUE(WriteFileBytes(TempRoot() + "/" + TempFolderName(), "a file, not a folder"));
 
     const RunResult run = PressOnce();
 
     ExpectOnePress(run, "P01", kCannotWrite, kRowUpdateFailed);
     EXPECT_EQ(ReadFileBytes(LibraryPath("Plain/P01.xml")), old);
-    EXPECT_EQ(ReadFileBytes(TempRoot() + "/Orvanta"), "a file, not a folder");
+    EXPECT_EQ(ReadFileBytes(TempRoot() + "/" + TempFolderName()), "a file, not a folder");
 }
 
 TEST_F(ObjectUpdateTest, RenameFailureShowsCannotReplaceAndRowReadsUpdateFailed) {
@@ -367,7 +371,7 @@ TEST_F(ObjectUpdateTest, RenameFailureShowsCannotReplaceAndRowReadsUpdateFailed)
     // In the plain branch a failed rename leaves the temporary file where it is.
     const auto temp = TempFiles();
     ASSERT_EQ(temp.size(), 1u);
-    EXPECT_EQ(temp.begin()->first, "Orvanta/Sub");
+    EXPECT_EQ(temp.begin()->first, TempFolderName() + "/Sub");
     EXPECT_EQ(temp.begin()->second, "new part file\n");
 }
 
@@ -487,7 +491,7 @@ TEST_F(ObjectUpdateTest, PlainFileBeginningWithPKGoesToTheZipBranch) {
     EXPECT_EQ(FilesBelow(LibraryPath("Plain")), before);
     const auto temp = TempFiles();
     ASSERT_EQ(temp.size(), 1u);
-    EXPECT_EQ(temp.begin()->first, "Orvanta/P01.xml");
+    EXPECT_EQ(temp.begin()->first, TempFolderName() + "/P01.xml");
     EXPECT_EQ(temp.begin()->second, body);
 }
 
