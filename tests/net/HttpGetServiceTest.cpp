@@ -382,6 +382,8 @@ TEST_F(SecureServiceFixture, SecureRequestIsMadeOverHttp11) {
     } catch (const std::exception& failure) {
         ADD_FAILURE() << failure.what();
     }
+    // The session keeps its connection, which the server's stop would wait out.
+    CloseHttpSession();
     secure.stop();
     thread.join();
     EXPECT_EQ(version, "HTTP/1.1");
