@@ -11,11 +11,6 @@
 #include <dlfcn.h>
 #include <string>
 
-HostFunctionTable HostTable{};
-uint8_t HostTableLoaded = 0;
-API_Token HostToken = nullptr;
-GS::UniString AddOnName;
-
 const void* ModuleHandle = nullptr;
 char16_t ModulePath[kModulePathCapacity] = {};
 GSResModule ResourceCache = kNoResourceModule;

@@ -2,8 +2,8 @@
 // elements as one undoable command, then the summary when there is something to offer.
 #include "HostOperations.h"
 #include "MonitorWindow.h"
-#include "addon/MessageCatalogue.h"
 #include "addon/ObjectsMonitor.h"
+#include "catalogue/MessageCatalogue.h"
 #include "ui/SummaryDialog.h"
 
 namespace monitor {

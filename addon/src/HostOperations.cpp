@@ -1,11 +1,18 @@
-// HostOperations.cpp: the wrappers around the host's function table, and the freeing of what
-// the host hands over in a memo.
+// HostOperations.cpp: the add-on's process-wide values, the wrappers around the host's function
+// table, and the freeing of what the host hands over in a memo.
 #include "HostOperations.h"
 
 #include "AddOn.h"
 #include "hostkit/GSMemory.h"
 
 #include <cstring>
+
+// The process-wide values of the add-on: written by its entry functions, read by every road to
+// the host and by whatever shows the add-on's name.
+HostFunctionTable HostTable{};
+uint8_t HostTableLoaded = 0;
+API_Token HostToken = nullptr;
+GS::UniString AddOnName;
 
 namespace {
 

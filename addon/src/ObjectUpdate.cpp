@@ -4,7 +4,7 @@
 #include "addon/ObjectUpdate.h"
 
 #include "HostOperations.h"
-#include "addon/MessageCatalogue.h"
+#include "catalogue/MessageCatalogue.h"
 #include "common/CUtils.h"
 #include "hostkit/IOLocation.h"
 

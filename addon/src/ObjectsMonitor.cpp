@@ -4,7 +4,7 @@
 
 #include "HostOperations.h"
 #include "MonitorWindow.h"
-#include "addon/MessageCatalogue.h"
+#include "catalogue/MessageCatalogue.h"
 #include "common/HostErrors.h"
 #include "common/OVException.h"
 #include "net/HttpGet.h"

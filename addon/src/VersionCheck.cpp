@@ -2,8 +2,8 @@
 // monitored, whether its record is still good, and otherwise the service's answer.
 #include "HostOperations.h"
 #include "VersionAnswer.h"
-#include "addon/MessageCatalogue.h"
 #include "addon/ObjectsMonitor.h"
+#include "catalogue/MessageCatalogue.h"
 #include "common/CUtils.h"
 #include "hostkit/GSMemory.h"
 #include "net/HttpGet.h"

@@ -6,9 +6,9 @@
 // are each timed. Prints "stale_scan S", "write S", "fresh_rescan S" in seconds.
 //
 //   bench_scan PROJECT ADDON
-#include "AddOnModule.h"
-#include "HostSession.h"
-#include "Project.h"
+#include "emulator/AddOnModule.h"
+#include "emulator/HostSession.h"
+#include "emulator/Project.h"
 #include "hostkit/MainLoop.h"
 
 #include <chrono>

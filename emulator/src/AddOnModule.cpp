@@ -1,7 +1,7 @@
 // AddOnModule.cpp: loads an add-on module and walks it through the host's start and stop calls.
-#include "AddOnModule.h"
+#include "emulator/AddOnModule.h"
 
-#include "Trace.h"
+#include "emulator/Trace.h"
 #include "hostkit/Resources.h"
 #include "hostkit/UniString.h"
 

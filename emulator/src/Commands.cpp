@@ -2,12 +2,12 @@
 // demo` shares with them.
 #include "Commands.h"
 
-#include "AddOnModule.h"
-#include "HostSession.h"
-#include "Project.h"
-#include "Script.h"
-#include "Text.h"
-#include "Trace.h"
+#include "emulator/AddOnModule.h"
+#include "emulator/HostSession.h"
+#include "emulator/Project.h"
+#include "emulator/Script.h"
+#include "emulator/Text.h"
+#include "emulator/Trace.h"
 #include "hostkit/MainLoop.h"
 #include "hostkit/UniString.h"
 

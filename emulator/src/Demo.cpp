@@ -5,9 +5,9 @@
 #include "Demo.h"
 
 #include "Commands.h"
-#include "Script.h"
-#include "Trace.h"
 #include "common/CUtils.h"
+#include "emulator/Script.h"
+#include "emulator/Trace.h"
 #include "service/VersionService.h"
 #include "zip/ZipFile.h"
 

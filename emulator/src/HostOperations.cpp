@@ -9,9 +9,9 @@
 // - ChangeElement takes the memo's parameter block whatever the memo mask says, and only inside
 //   a command scope; the add-on is not told of its own changes.
 // - Every handle handed out is the caller's; the library part's location stays the host's.
-#include "HostSessionState.h"
-#include "ParameterRecords.h"
-#include "Trace.h"
+#include "emulator/HostSessionState.h"
+#include "emulator/ParameterRecords.h"
+#include "emulator/Trace.h"
 #include "hostkit/GSMemory.h"
 #include "hostkit/UniString.h"
 

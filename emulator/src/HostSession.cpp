@@ -9,10 +9,10 @@
 // - The user's actions (placing, modifying) are commands of their own; what the add-on changes
 //   during the events they fire belongs to them. Undo is not a command: the add-on may change
 //   elements during the undo events it fires, and those changes stay (there is no redo).
-#include "HostSession.h"
+#include "emulator/HostSession.h"
 
-#include "HostSessionState.h"
-#include "Trace.h"
+#include "emulator/HostSessionState.h"
+#include "emulator/Trace.h"
 #include "hostkit/UniString.h"
 
 #include <algorithm>

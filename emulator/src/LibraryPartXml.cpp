@@ -4,9 +4,9 @@
 // the attribute Name, an optional <Description>, and either a <Value> or an <ArrayValues> of
 // <AVal Row="r" Column="c"> cells. Texts stand in double quotes inside the element text (usually
 // CDATA); one pair of them is stripped.
-#include "LibraryPartXml.h"
+#include "emulator/LibraryPartXml.h"
 
-#include "Text.h"
+#include "emulator/Text.h"
 #include "hostkit/HostABI.h"
 
 #include <algorithm>

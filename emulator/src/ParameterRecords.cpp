@@ -1,5 +1,5 @@
 // ParameterRecords.cpp: the emulator's parameters as the host's parameter records, and back.
-#include "ParameterRecords.h"
+#include "emulator/ParameterRecords.h"
 
 #include "hostkit/GSMemory.h"
 #include "hostkit/UniString.h"

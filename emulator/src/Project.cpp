@@ -3,10 +3,10 @@
 // Loading only reads: a project that is refused stays on disk exactly as it was. Saving writes
 // the whole project.json to a temporary file beside it and renames that over it, so a reader
 // sees the old file or the new one, never a part of either.
-#include "Project.h"
+#include "emulator/Project.h"
 
-#include "LibraryPartXml.h"
-#include "Text.h"
+#include "emulator/LibraryPartXml.h"
+#include "emulator/Text.h"
 #include "hostkit/HostABI.h"
 #include "hostkit/UniString.h"
 

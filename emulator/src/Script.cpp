@@ -1,6 +1,6 @@
 // Script.cpp: reads and checks a script before anything runs, so that a typo fails at once with
 // its line rather than halfway through a run.
-#include "Script.h"
+#include "emulator/Script.h"
 
 #include <charconv>
 #include <fstream>

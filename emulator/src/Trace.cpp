@@ -1,6 +1,6 @@
 // Trace.cpp: the trace file, written a line at a time and flushed, so that a run that dies
 // still leaves what happened before.
-#include "Trace.h"
+#include "emulator/Trace.h"
 
 #include "hostkit/MainLoop.h"
 

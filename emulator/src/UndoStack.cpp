@@ -1,5 +1,5 @@
 // UndoStack.cpp: what a host command changed, so that it can be rolled back or undone.
-#include "UndoStack.h"
+#include "emulator/UndoStack.h"
 
 #include <algorithm>
 

@@ -6,7 +6,7 @@
 //   ORV_GUI_CLOSE_AFTER_MS=N    every dialog and message box closed, as by its close box, N ms
 //                               after it is shown
 #include "GuiWindows.h"
-#include "PngWriter.h"
+#include "hostkit/PngWriter.h"
 
 #include <FL/Fl.H>
 #include <FL/Fl_Window.H>

@@ -1,5 +1,5 @@
 // PngWriter.cpp: a minimal PNG encoder on zlib: one IDAT chunk, no filtering.
-#include "PngWriter.h"
+#include "hostkit/PngWriter.h"
 
 #include <fstream>
 #include <vector>

@@ -7,7 +7,7 @@
 // exception may cross libcurl's C frames.
 #include "net/HttpGet.h"
 
-#include "addon/MessageCatalogue.h"
+#include "catalogue/MessageCatalogue.h"
 #include "common/CUtils.h"
 
 #include <algorithm>

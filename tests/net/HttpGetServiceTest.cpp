@@ -3,7 +3,7 @@
 // the network failures, and HTTPS with a certificate the test makes and trusts.
 #include "NetTestSupport.h"
 #include "TestFiles.h"
-#include "addon/MessageCatalogue.h"
+#include "catalogue/MessageCatalogue.h"
 #include "net/HttpGet.h"
 #include "service/VersionService.h"
 

@@ -4,7 +4,7 @@
 
 #include "NetTestSupport.h"
 #include "ScriptedServer.h"
-#include "addon/MessageCatalogue.h"
+#include "catalogue/MessageCatalogue.h"
 
 #include <chrono>
 #include <fstream>

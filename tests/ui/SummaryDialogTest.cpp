@@ -4,6 +4,7 @@
 
 #include "TestFiles.h"
 #include "common/CUtils.h"
+#include "common/PlatformHooks.h"
 #include "hostkit/MainLoop.h"
 #include "service/VersionService.h"
 
@@ -35,8 +36,14 @@ protected:
                                   testfiles::ReadFileBytes(ORV_ICON_FILE));
         hostkit::MainLoop::Instance().SetTraceSink(
             [this](const std::string& line) { trace.push_back(line); });
+        // The runtime's alerts reach the host's message box, as the module arranges at its load.
+        GetPlatformHooks().messageBox = [](void* owner, const WString& caption, const WString& text,
+                                           uint32_t type) {
+            MessageBoxW(static_cast<HWND>(owner), text.c_str(), caption.c_str(), type);
+        };
     }
     void TearDown() override {
+        GetPlatformHooks().messageBox = nullptr;
         hostkit::MainLoop::Instance().SetTraceSink(nullptr);
         hostkit::MainLoop::Instance().SetBackend(nullptr);
         CUtils::SetModulePathOverride(WString());

@@ -2,8 +2,8 @@
 // its notifications.
 #include "ui/SummaryDialog.h"
 
-#include "addon/MessageCatalogue.h"
 #include "addon/ObjectUpdate.h"
+#include "catalogue/MessageCatalogue.h"
 #include "common/CUtils.h"
 #include "hostkit/IOLocation.h"
 

@@ -1,11 +1,11 @@
 // CUtils.h: the maker's static operations on files, paths, text and time.
 //
 // Paths and texts are wide strings (UTF-16); narrow strings hold UTF-8 unless said otherwise.
-// Nothing here throws: operations report by bool, empty text or an empty list, and by an entry in
-// the log (source "src/utils"). Two guards stop the whole process rather than let a near-empty
-// path reach a delete or a listing: RemoveDirectoryOV (exit status 18) and
-// GetSubdirectoriesInDirectory (exit status 17). Each logs where it says so, shows an alert, and
-// stops at once: no exit handler or static destructor runs.
+// Operations report by bool, empty text or an empty list, and by an entry in the log (source
+// "src/utils"); only UnzipFile throws, with the archive's and the files' failures. Two guards stop
+// the whole process rather than let a near-empty path reach a delete or a listing:
+// RemoveDirectoryOV (exit status 18) and GetSubdirectoriesInDirectory (exit status 17). Each logs
+// where it says so, shows an alert, and stops at once: no exit handler or static destructor runs.
 //
 // Both "/" and "\" are read as separators; the one written is the platform's ("/" on Linux).
 #pragma once
@@ -78,8 +78,10 @@ public:
     // Microseconds since 1 January 1601 UTC, from the platform hooks' clock if one is set.
     static uint64_t GetTimeMicroseconds();
     // Extracts every file member of the archive into `targetDirectory` (emptied first with
-    // `cleanTarget`). Defined with the ZIP library, which a caller links. Archive and member
-    // failures throw OVException; a folder that cannot be made is logged and gives false.
+    // `cleanTarget`). Defined with the ZIP library, which a caller links: the common library
+    // cannot depend on it. Archive, member and file failures throw OVException (a member's folder
+    // that cannot be made is logged, and its file's open then throws); a target that cannot be
+    // removed or made is logged and gives false.
     static bool UnzipFile(const WString& archivePath, const WString& targetDirectory,
                           bool cleanTarget);
     // A blocking alert with an OK button. `flags`: 2 adds the information icon, 8 the warning

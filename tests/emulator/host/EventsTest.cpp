@@ -1,7 +1,7 @@
 // EventsTest.cpp: subscriptions, the events the user's actions fire at the add-on's handlers,
 // and what the add-on may do while it handles them.
 #include "HostTestSupport.h"
-#include "Trace.h"
+#include "emulator/Trace.h"
 
 #include <fstream>
 #include <gtest/gtest.h>

@@ -2,8 +2,8 @@
 // table's entries called the way the add-on calls them, for the host side's tests.
 #pragma once
 
-#include "HostSession.h"
-#include "Project.h"
+#include "emulator/HostSession.h"
+#include "emulator/Project.h"
 #include "hostkit/GSMemory.h"
 #include "hostkit/HostABI.h"
 

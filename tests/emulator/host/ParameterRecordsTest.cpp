@@ -1,5 +1,5 @@
 // ParameterRecordsTest.cpp: parameters written into the host's parameter records and read back.
-#include "ParameterRecords.h"
+#include "emulator/ParameterRecords.h"
 
 #include "HostTestSupport.h"
 

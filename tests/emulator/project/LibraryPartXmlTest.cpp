@@ -1,5 +1,5 @@
 // LibraryPartXmlTest.cpp: reading the parameters of one library-part XML document.
-#include "LibraryPartXml.h"
+#include "emulator/LibraryPartXml.h"
 
 #include "ProjectTestSupport.h"
 #include "hostkit/HostABI.h"

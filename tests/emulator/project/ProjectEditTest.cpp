@@ -1,7 +1,7 @@
 // ProjectEditTest.cpp: changing a loaded project: an element's values, placing elements, reading
 // the library again.
-#include "Project.h"
 #include "ProjectTestSupport.h"
+#include "emulator/Project.h"
 #include "hostkit/HostABI.h"
 
 #include <gtest/gtest.h>

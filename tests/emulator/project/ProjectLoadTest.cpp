@@ -1,9 +1,9 @@
 // ProjectLoadTest.cpp: reading a project folder: project.json, the library, what is refused and
 // what is only warned about.
-#include "LibraryPartXml.h"
-#include "Project.h"
 #include "ProjectTestSupport.h"
-#include "Text.h"
+#include "emulator/LibraryPartXml.h"
+#include "emulator/Project.h"
+#include "emulator/Text.h"
 #include "hostkit/HostABI.h"
 
 #include <cctype>

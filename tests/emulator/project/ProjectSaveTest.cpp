@@ -1,7 +1,7 @@
 // ProjectSaveTest.cpp: writing project.json back: what it holds, that it reads back the same,
 // and that a failed save leaves the old file as it was.
-#include "Project.h"
 #include "ProjectTestSupport.h"
+#include "emulator/Project.h"
 
 #include <algorithm>
 #include <csignal>

@@ -4,9 +4,9 @@
 #pragma once
 
 #include "LoopTestSupport.h"
-#include "PngWriter.h"
 #include "hostkit/DG.h"
 #include "hostkit/MainLoop.h"
+#include "hostkit/PngWriter.h"
 
 #include <FL/Fl.H>
 #include <FL/Fl_Window.H>

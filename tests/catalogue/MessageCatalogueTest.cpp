@@ -1,5 +1,5 @@
 // MessageCatalogueTest.cpp: the fixed table of Czech texts, row by row.
-#include "addon/MessageCatalogue.h"
+#include "catalogue/MessageCatalogue.h"
 
 #include <cstring>
 #include <gtest/gtest.h>

@@ -5,7 +5,7 @@
 // states back, last touched first. Done commands stand on the undo stack under their title.
 #pragma once
 
-#include "Project.h"
+#include "emulator/Project.h"
 
 #include <cstddef>
 #include <string>

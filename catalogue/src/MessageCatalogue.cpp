@@ -1,6 +1,6 @@
 // MessageCatalogue.cpp: the table of the add-on's Czech texts. Rows 14 and 15 end in a colon and
 // a blank, so that the number put behind them stands right there.
-#include "addon/MessageCatalogue.h"
+#include "catalogue/MessageCatalogue.h"
 
 #include "common/CUtils.h"
 

@@ -1,5 +1,6 @@
-// AddOn.h: the add-on's process-wide values, each with one writer (AddOnEntry.cpp), and the
-// entry functions and event handlers it hands to the host.
+// AddOn.h: the add-on's process-wide values, each with one writer (AddOnEntry.cpp) and defined
+// beside the host operations that read them, and the entry functions and event handlers it hands
+// to the host.
 #pragma once
 
 #include "hostkit/HostABI.h"

@@ -2,7 +2,7 @@
 // UTF-16 conversions the project model needs. Private to the emulator.
 #pragma once
 
-#include "Project.h"
+#include "emulator/Project.h"
 
 #include <filesystem>
 #include <optional>

@@ -7,7 +7,7 @@
 // notified back to it.
 #pragma once
 
-#include "Project.h"
+#include "emulator/Project.h"
 #include "hostkit/HostABI.h"
 
 #include <cstdint>

@@ -6,7 +6,7 @@
 // its descriptions handle stays null. A block of N records is one handle of N * 1600 bytes.
 #pragma once
 
-#include "Project.h"
+#include "emulator/Project.h"
 #include "hostkit/GSTypes.h"
 #include "hostkit/HostABI.h"
 

@@ -2,9 +2,9 @@
 // session's user actions and the table's entries, private to the emulator.
 #pragma once
 
-#include "HostSession.h"
-#include "Text.h"
-#include "UndoStack.h"
+#include "emulator/HostSession.h"
+#include "emulator/Text.h"
+#include "emulator/UndoStack.h"
 
 #include <cstdint>
 #include <functional>
