@@ -5,7 +5,7 @@
 //   orvzip test ARCHIVE [--password P]
 //   orvzip extract ARCHIVE DIR [--password P] [--clean]
 //
-// Exit status: 0 success, 1 failure (the message on standard error), 2 usage error.
+// Exit status: 0 success (and --help), 1 failure (the message on standard error), 2 usage error.
 #include "common/CUtils.h"
 #include "common/OVException.h"
 #include "streams/FileStreams.h"
@@ -17,6 +17,7 @@
 
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <memory>
@@ -285,6 +286,10 @@ int Run(const Arguments& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
     Arguments arguments;
     try {
         arguments = Parse(argc, argv);

@@ -358,6 +358,14 @@ TEST(OrvzipCommandLine, UsageErrorsExitWithStatus2AndTheUsageLine) {
     EXPECT_FALSE(fs::exists(temp.At("out")));
 }
 
+TEST(OrvzipCommandLine, HelpPrintsTheUsageAndExitsWith0) {
+    for (const char* arguments : {"--help", "-h"}) {
+        std::string output;
+        EXPECT_EQ(Orvzip(arguments, &output), 0) << arguments;
+        EXPECT_NE(output.find(kUsageLine), std::string::npos) << arguments << "\n" << output;
+    }
+}
+
 TEST(OrvzipCommandLine, MissingArchiveExitsWithStatus1AndTheMessage) {
     TempFolder temp;
     for (const std::string command : {"list ", "test ", "extract "}) {
