@@ -52,8 +52,9 @@ struct Arguments {
 };
 
 Arguments Parse(int argc, char** argv) {
-    if (argc < 2)
+    if (argc < 2) {
         throw UsageError();
+    }
     Arguments arguments;
     arguments.command = argv[1];
     bool optionsEnded = false;
@@ -64,8 +65,9 @@ Arguments Parse(int argc, char** argv) {
         } else if (argument == "--") {
             optionsEnded = true;
         } else if (argument == "--password" && arguments.command != "list") {
-            if (i + 1 >= argc || arguments.password)
+            if (i + 1 >= argc || arguments.password) {
                 throw UsageError();
+            }
             arguments.password = argv[++i];
         } else if (argument == "--clean" && arguments.command == "extract" && !arguments.clean) {
             arguments.clean = true;
@@ -76,8 +78,9 @@ Arguments Parse(int argc, char** argv) {
     const size_t wanted = arguments.command == "extract" ? 2 : 1;
     const bool known = arguments.command == "list" || arguments.command == "test" ||
                        arguments.command == "extract";
-    if (!known || arguments.positional.size() != wanted)
+    if (!known || arguments.positional.size() != wanted) {
         throw UsageError();
+    }
     return arguments;
 }
 
@@ -85,8 +88,9 @@ WString Wide(const std::string& text) { return CUtils::StringUTF8ToWstring(text)
 std::string Narrow(const WString& text) { return CUtils::WstringToStringUTF8(text); }
 
 std::string MessageOf(const std::exception& failure) {
-    if (const auto* exception = dynamic_cast<const OVThrowable*>(&failure))
+    if (const auto* exception = dynamic_cast<const OVThrowable*>(&failure)) {
         return Narrow(exception->GetMessageText());
+    }
     return failure.what();
 }
 
@@ -102,8 +106,9 @@ public:
     void confirmPassword(ZipFile&, const WString&, const WString&) override {}
     void fillSalt(ZipFile&, ByteBuffer& buffer) override {
         std::random_device random;
-        for (uint8_t& byte : buffer)
+        for (uint8_t& byte : buffer) {
             byte = static_cast<uint8_t>(random());
+        }
     }
 
 private:
@@ -149,35 +154,41 @@ const char* KindName(uint16_t flags) {
 // The method of a member from its local header (the directory's table keeps none); for an AES
 // member the method inside the encryption. "?" when the header cannot be read.
 std::string MethodOf(const WString& archive, const ZipMemberInfo& member) {
-    if (IsDirectory(member))
+    if (IsDirectory(member)) {
         return "dir";
+    }
     try {
         FileInputStream file(archive);
         uint8_t header[30];
         if (file.seek(static_cast<int64_t>(member.offset)) != static_cast<int64_t>(member.offset) ||
             file.read(header, sizeof header) != static_cast<int64_t>(sizeof header) ||
-            CUtils::ReadLE32(header) != 0x04034B50u)
+            CUtils::ReadLE32(header) != 0x04034B50u) {
             return "?";
+        }
         uint16_t method = CUtils::ReadLE16(header + 8);
         if (method == 99) {
             const uint16_t nameLength = CUtils::ReadLE16(header + 26);
             const uint16_t extraLength = CUtils::ReadLE16(header + 28);
             file.skip(nameLength);
             ByteBuffer extra(extraLength);
-            if (file.read(extra.data(), extraLength) != extraLength)
+            if (file.read(extra.data(), extraLength) != extraLength) {
                 return "?";
+            }
             for (size_t at = 0; at + 4 <= extra.size();) {
                 const uint16_t id = CUtils::ReadLE16(extra.data() + at);
                 const uint16_t size = CUtils::ReadLE16(extra.data() + at + 2);
-                if (id == 0x9901 && size >= 7 && at + 4 + size <= extra.size())
+                if (id == 0x9901 && size >= 7 && at + 4 + size <= extra.size()) {
                     method = CUtils::ReadLE16(extra.data() + at + 4 + 5);
+                }
                 at += 4 + size;
             }
         }
-        if (method == 0)
+        if (method == 0) {
             return "stored";
-        if (method == 8)
+        }
+        if (method == 8) {
             return "deflate";
+        }
         return "m" + std::to_string(method);
     } catch (const std::exception&) {
         return "?";
@@ -213,8 +224,9 @@ int Test(ZipFile& zip) {
     const std::vector<ZipMemberInfo>& members = zip.getMembers();
     for (uint32_t i = 0; i < members.size(); ++i) {
         const ZipMemberInfo member = members[i];
-        if (IsDirectory(member))
+        if (IsDirectory(member)) {
             continue;
+        }
         const std::string name = Narrow(zip.getMemberPath(i));
         try {
             uint64_t size = 0;
@@ -225,12 +237,14 @@ int Test(ZipFile& zip) {
             reader.reset();
             const uint16_t kind = member.flags & kZipKindMask;
             const bool aes = kind == kZipAes128 || kind == kZipAes192 || kind == kZipAes256;
-            if (sink.count != size)
+            if (sink.count != size) {
                 throw OVException(kZipVerificationFailed,
                                   "Member length differs from the directory");
+            }
             // AE-2 members carry CRC 0: their authentication code was checked by the reader.
-            if (!(aes && member.crc == 0) && sink.crc.result() != member.crc)
+            if (!(aes && member.crc == 0) && sink.crc.result() != member.crc) {
                 throw OVException(kZipVerificationFailed, "Verification failed");
+            }
             std::printf("OK      %s\n", name.c_str());
         } catch (const std::exception& failure) {
             ++failures;
@@ -252,8 +266,9 @@ int Extract(ZipFile& zip, const std::string& directory, bool clean) {
         std::fprintf(stderr, "orvzip: could not prepare %s\n", absolute.c_str());
         return 1;
     }
-    for (const WString& message : passedOver)
+    for (const WString& message : passedOver) {
         std::fprintf(stderr, "orvzip: %s\n", Narrow(message).c_str());
+    }
     if (!passedOver.empty()) {
         std::fprintf(stderr, "orvzip: %zu members were not extracted\n", passedOver.size());
         return 1;
@@ -263,8 +278,9 @@ int Extract(ZipFile& zip, const std::string& directory, bool clean) {
 
 int Run(const Arguments& arguments) {
     std::unique_ptr<FixedPasswordProvider> provider;
-    if (arguments.password)
+    if (arguments.password) {
         provider = std::make_unique<FixedPasswordProvider>(Wide(*arguments.password));
+    }
     const std::string& archive = arguments.positional[0];
     std::unique_ptr<ZipFile> zip;
     try {
@@ -276,10 +292,12 @@ int Run(const Arguments& arguments) {
         std::fprintf(stderr, "orvzip: %s: %s\n", archive.c_str(), MessageOf(failure).c_str());
         return 1;
     }
-    if (arguments.command == "list")
+    if (arguments.command == "list") {
         return List(*zip, Wide(archive));
-    if (arguments.command == "test")
+    }
+    if (arguments.command == "test") {
         return Test(*zip);
+    }
     return Extract(*zip, arguments.positional[1], arguments.clean);
 }
 

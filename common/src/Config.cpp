@@ -29,12 +29,14 @@ Config_Dummy::~Config_Dummy() = default;
 void ConfigImpl::RegisterFactory(Factory factory) { registeredFactory = factory; }
 
 std::unique_ptr<ConfigImpl> ConfigImpl::Config() {
-    if (registeredFactory == nullptr)
+    if (registeredFactory == nullptr) {
         RegisterFactory(&MakeDefaultConfig);
-    if (registeredFactory == nullptr)
+    }
+    if (registeredFactory == nullptr) {
         throw std::runtime_error(
             "Config not yet initialized. Didn't you forget to call ConfigImpl::RegisterFactory? "
             "and in Factory class call Reset");
+    }
     return registeredFactory();
 }
 
@@ -47,15 +49,17 @@ void ConfigImpl::Init() {
 }
 
 void ConfigImpl::Load() {
-    if (path.empty())
+    if (path.empty()) {
         return;
+    }
     const WString text = CUtils::ReadTextFile(path);
     WString currentSection;
     size_t position = 0;
     while (position < text.size()) {
         size_t end = text.find(u'\n', position);
-        if (end == WString::npos)
+        if (end == WString::npos) {
             end = text.size();
+        }
         ReadLine(text.substr(position, end - position), currentSection);
         position = end + 1;
     }
@@ -63,22 +67,27 @@ void ConfigImpl::Load() {
 
 void ConfigImpl::ReadLine(const WString& line, WString& currentSection) {
     // Only the very first character marks a comment or a header.
-    if (line.empty() || line.front() == u';')
-        return;
-    if (line.front() == u'[') {
-        const size_t close = line.find(u']');
-        if (close != WString::npos)
-            currentSection = line.substr(1, close - 1);
+    if (line.empty() || line.front() == u';') {
         return;
     }
-    if (currentSection != section)
+    if (line.front() == u'[') {
+        const size_t close = line.find(u']');
+        if (close != WString::npos) {
+            currentSection = line.substr(1, close - 1);
+        }
         return;
+    }
+    if (currentSection != section) {
+        return;
+    }
     const size_t equals = line.find(u'=');
-    if (equals == WString::npos)
+    if (equals == WString::npos) {
         return;
+    }
     const WString key = CUtils::ToLower(CUtils::Trim(line.substr(0, equals), CUtils::kTrimChars));
-    if (key.empty())
+    if (key.empty()) {
         return;
+    }
     values[key] = CUtils::Trim(line.substr(equals + 1), CUtils::kTrimChars);
 }
 
@@ -90,11 +99,14 @@ WString ConfigImpl::GetConfigString(const WString& key) const {
 int32_t ConfigImpl::GetConfigInt(const std::string& key, int32_t defaultValue) const {
     const WString value = CUtils::ToLower(GetConfigString(WString(key.begin(), key.end())));
     const int64_t number = CUtils::ParseIntW(value, 10, kNotANumber);
-    if (number != kNotANumber)
+    if (number != kNotANumber) {
         return static_cast<int32_t>(number);
-    if (value == u"true" || value == u"on")
+    }
+    if (value == u"true" || value == u"on") {
         return 1;
-    if (value == u"false" || value == u"off")
+    }
+    if (value == u"false" || value == u"off") {
         return 0;
+    }
     return defaultValue;
 }

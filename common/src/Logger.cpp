@@ -51,10 +51,12 @@ Logger* Logger::Instance() {
         }
     };
     static Teardown teardown;
-    if (!alive)
+    if (!alive) {
         return nullptr;
-    if (instance == nullptr)
+    }
+    if (instance == nullptr) {
         instance = new Logger(*ConfigImpl::Config());
+    }
     return instance;
 }
 
@@ -64,8 +66,9 @@ Logger::Logger(const ConfigImpl& config)
     consoleLevel = config.GetConfigInt("consoleLog", 1);
     debugviewLevel = config.GetConfigInt("debugviewLog", 0);
     fileLevel = config.GetConfigInt("fileLog", 1);
-    if (consoleLevel != 0)
+    if (consoleLevel != 0) {
         consoleBuffer->reserve(kConsoleReserve);
+    }
 }
 
 bool Logger::FileWanted(bool isError) const { return fileLevel > (isError ? 0 : 1); }
@@ -74,22 +77,27 @@ bool Logger::ConsoleWanted(bool isError) const { return consoleLevel > (isError 
 
 bool Logger::Log(LogTarget target, bool isError, const FormatText& sourceFile, int32_t line,
                  const FormatText& function, const FormattedMessage& message) {
-    if (target == LogDefault && !FileWanted(isError) && !ConsoleWanted(isError))
+    if (target == LogDefault && !FileWanted(isError) && !ConsoleWanted(isError)) {
         return false;
-    if (logDepth > kMostNestedEntries)
+    }
+    if (logDepth > kMostNestedEntries) {
         return false;
+    }
     const LogDepthScope scope;
     WString text = FormatWide(message);
-    if (target == LogBufferOnly || (target == LogDefault && ConsoleWanted(isError)))
+    if (target == LogBufferOnly || (target == LogDefault && ConsoleWanted(isError))) {
         WriteConsole(isError, std::move(text));
-    if (target == LogFileOnly || (target == LogDefault && FileWanted(isError)))
+    }
+    if (target == LogFileOnly || (target == LogDefault && FileWanted(isError))) {
         WriteFile(sourceFile, line, function, message);
+    }
     return true;
 }
 
 void Logger::WriteConsole(bool isError, WString text) {
-    if (isError)
+    if (isError) {
         text.insert(0, kErrorTag);
+    }
     text.insert(0, kConsoleTag);
     const std::string time = GetTimeString();
     text.insert(0, WString(time.begin(), time.end()));
@@ -104,8 +112,9 @@ void Logger::WriteConsole(bool isError, WString text) {
     WString& buffer = *consoleBuffer;
     if (buffer.size() + length > buffer.capacity()) {
         buffer.erase(0, std::max(kConsoleCut, length));
-        if (buffer.size() > 4)
+        if (buffer.size() > 4) {
             buffer.replace(0, 4, u"...\n");
+        }
     }
     // The range ends before `last`: the buffer gets each line without its final character and
     // without a line end, entries standing directly behind each other. That is how its text is
@@ -114,10 +123,11 @@ void Logger::WriteConsole(bool isError, WString text) {
     if (debugviewLevel > 0) {
         const WString line = text.substr(0, text.find(u'\0'));
         const auto debugOutput = GetPlatformHooks().debugOutput;
-        if (debugOutput != nullptr)
+        if (debugOutput != nullptr) {
             debugOutput(line);
-        else
+        } else {
             platform::DebugOutput(line);
+        }
     }
 }
 
@@ -137,8 +147,9 @@ void Logger::WriteFile(const FormatText& sourceFile, int32_t line, const FormatT
 WString Logger::GetLogFilePath() {
     const WString module = CUtils::GetModulePath();
     const auto known = logFileNames->find(module);
-    if (known != logFileNames->end())
+    if (known != logFileNames->end()) {
         return known->second;
+    }
     // The stamp of the first written entry fixes the file for the process: "%I" is the 12-hour
     // hour, and there is no mark for the half of the day.
     const std::string stamp = LocalTimeText("%d_%m_%I_%M");

@@ -42,8 +42,9 @@ template <typename String, typename Render>
 String Format(const FormattedMessage& message, Render render) {
     String text = render(*message.format);
     for (int32_t i = 0; i < message.count && i < FormattedMessage::kMaxArgs; ++i) {
-        if (message.args[i] == nullptr)
+        if (message.args[i] == nullptr) {
             continue;
+        }
         char placeholder[16];
         std::snprintf(placeholder, sizeof placeholder, "{%d}", i);
         const std::string narrow(placeholder);
@@ -55,8 +56,9 @@ String Format(const FormattedMessage& message, Render render) {
 }  // namespace
 
 std::string RenderNarrow(const FormatText& text) {
-    if (text.text == nullptr)
+    if (text.text == nullptr) {
         return std::string();
+    }
     switch (text.tag) {
     case FormatText::kNarrowLiteral:
         return static_cast<const char*>(text.text);
@@ -72,8 +74,9 @@ std::string RenderNarrow(const FormatText& text) {
 }
 
 WString RenderWide(const FormatText& text) {
-    if (text.text == nullptr)
+    if (text.text == nullptr) {
         return WString();
+    }
     switch (text.tag) {
     case FormatText::kNarrowLiteral:
         return CUtils::StringUTF8ToWstring(static_cast<const char*>(text.text));
@@ -89,8 +92,9 @@ WString RenderWide(const FormatText& text) {
 }
 
 std::string RenderNarrow(const MessageArg& arg) {
-    if (IsNumber(arg))
+    if (IsNumber(arg)) {
         return RenderNumber(arg);
+    }
     const MessageArg::Value& value = arg.value;
     switch (arg.tag) {
     case MessageArg::kNarrowText:
@@ -108,8 +112,9 @@ std::string RenderNarrow(const MessageArg& arg) {
 }
 
 WString RenderWide(const MessageArg& arg) {
-    if (IsNumber(arg))
+    if (IsNumber(arg)) {
         return Widen(RenderNumber(arg));
+    }
     const MessageArg::Value& value = arg.value;
     switch (arg.tag) {
     case MessageArg::kNarrowText:

@@ -16,8 +16,9 @@ constexpr int32_t kThrowableFramesSkipped = 3;
 }  // namespace
 
 Backtrace::Backtrace(int32_t skip) {
-    if (skip >= 0)
+    if (skip >= 0) {
         Capture(skip);
+    }
 }
 
 Backtrace::~Backtrace() { Capture(0); }
@@ -49,21 +50,25 @@ WString OVException::GetMessageText() const {
     const std::string digits = std::to_string(code);
     text += u" (" + WString(digits.begin(), digits.end()) + u")";
     const WString description = GetCodeDescription();
-    if (!description.empty())
+    if (!description.empty()) {
         text += u" - " + description;
+    }
     return text;
 }
 
 WString OVException::GetCodeDescription() const {
-    if (code == 0)
+    if (code == 0) {
         return WString();
+    }
     const WString hostText = HostErrorDescription(static_cast<uint32_t>(code));
-    if (!hostText.empty())
+    if (!hostText.empty()) {
         return hostText;
+    }
     // The host's platform asks its system message table next; Linux has none, so the C library
     // gives its words for the number.
     const char* systemText = std::strerror(code);
-    if (systemText != nullptr && *systemText != '\0')
+    if (systemText != nullptr && *systemText != '\0') {
         return CUtils::StringUTF8ToWstring(systemText);
+    }
     return u"Unknown";
 }

@@ -13,8 +13,9 @@ WString FileNameFromContentDisposition(const WString& header) {
         const std::vector<WString> parts = CUtils::Split(parameter, u'=', true, true);
         // Any name that begins with "filename" counts ("filename", "filename*", and others);
         // a value holding a further "=" is passed over.
-        if (parts.size() != 2 || parts[0].substr(0, 8) != u"filename")
+        if (parts.size() != 2 || parts[0].substr(0, 8) != u"filename") {
             continue;
+        }
         // The value is used as the split left it: a quoted value keeps its double quotes.
         const WString& value = parts[1];
 
@@ -52,8 +53,9 @@ std::string PercentDecode(const WString& text) {
         // text: leading blanks and a sign are taken, trailing text is ignored. A character
         // outside ASCII is never part of a number, so it stands as one that is none.
         std::string digits;
-        for (size_t k = i + 1; k <= i + 2; ++k)
+        for (size_t k = i + 1; k <= i + 2; ++k) {
             digits.push_back(text[k] < 0x80 ? static_cast<char>(text[k]) : '\x7F');
+        }
         try {
             const int value = std::stoi(digits, nullptr, 16);
             bytes.push_back(static_cast<char>(value & 0xFF));

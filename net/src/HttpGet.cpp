@@ -122,8 +122,9 @@ bool EqualsNoCase(std::string_view a, std::string_view b) {
 std::string_view TrimBlanks(std::string_view text) {
     constexpr std::string_view blanks = " \t\r\n";
     const size_t first = text.find_first_not_of(blanks);
-    if (first == std::string_view::npos)
+    if (first == std::string_view::npos) {
         return {};
+    }
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
@@ -135,8 +136,9 @@ WString ToWString(const GS::UniString& text) {
 // when it does not fit the buffer.
 std::optional<WString> HeaderValue(std::string_view raw) {
     const GS::UniString text(std::string(raw).c_str());
-    if ((static_cast<size_t>(text.GetLength()) + 1) * sizeof(char16_t) > kHeaderBufferBytes)
+    if ((static_cast<size_t>(text.GetLength()) + 1) * sizeof(char16_t) > kHeaderBufferBytes) {
         return std::nullopt;
+    }
     return ToWString(text);
 }
 
@@ -144,14 +146,17 @@ std::optional<WString> HeaderValue(std::string_view raw) {
 bool LocationIsSecure(const std::string& location, bool currentSecure) {
     size_t i = 0;
     const auto isAlpha = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
-    if (location.empty() || !isAlpha(location[0]))
+    if (location.empty() || !isAlpha(location[0])) {
         return currentSecure;
+    }
     while (i < location.size() &&
            (isAlpha(location[i]) || (location[i] >= '0' && location[i] <= '9') ||
-            location[i] == '+' || location[i] == '-' || location[i] == '.'))
+            location[i] == '+' || location[i] == '-' || location[i] == '.')) {
         ++i;
-    if (i == location.size() || location[i] != ':')
+    }
+    if (i == location.size() || location[i] != ':') {
         return currentSecure;
+    }
     return EqualsNoCase(std::string_view(location).substr(0, i), "https");
 }
 
@@ -164,8 +169,9 @@ bool ReportBlock(Exchange& exchange, size_t size) {
     exchange.received += static_cast<uint32_t>(size);
     const uint64_t now = CUtils::GetTimeMicroseconds();
     if (exchange.listener == nullptr ||
-        static_cast<int64_t>(now - exchange.startTime) <= kProgressDelayMicroseconds)
+        static_cast<int64_t>(now - exchange.startTime) <= kProgressDelayMicroseconds) {
         return true;
+    }
     const int32_t percent = ProgressPercent(exchange.received, exchange.total);
     try {
         exchange.listener->OnProgress(exchange.received, exchange.total, percent);
@@ -206,8 +212,9 @@ void Reserve(std::string& body, size_t size, size_t declared) {
         return;
     }
     const size_t mapped = std::min(body.capacity(), declared);
-    if (mapped > body.size())
+    if (mapped > body.size()) {
         Prefault(body.data() + body.size(), mapped - body.size());
+    }
 }
 
 // The size the server gave for the body, 0 for none.
@@ -219,11 +226,13 @@ size_t DeclaredSize(const Exchange& exchange) {
 bool OnHeadersComplete(Exchange& exchange) {
     exchange.inResponse = false;
     long status = 0;
-    if (curl_easy_getinfo(exchange.handle, CURLINFO_RESPONSE_CODE, &status) != CURLE_OK)
+    if (curl_easy_getinfo(exchange.handle, CURLINFO_RESPONSE_CODE, &status) != CURLE_OK) {
         status = 0;
+    }
     // An informational answer: the real one follows on the same request.
-    if (status >= 100 && status < 200)
+    if (status >= 100 && status < 200) {
         return true;
+    }
     // A redirect that libcurl follows; one from https to http is not followed, and then this
     // is the final response.
     if (IsRedirectStatus(status) && exchange.location) {
@@ -264,8 +273,9 @@ bool OnHeadersComplete(Exchange& exchange) {
     // then needs little more than its own size in memory, even while it moves to its last room.
     if (exchange.total > 0) {
         size_t room = DeclaredSize(exchange);
-        while (room > kReserveAhead)
+        while (room > kReserveAhead) {
             room = (room + kRoomGrowth - 1) / kRoomGrowth;
+        }
         Reserve(*exchange.body, room, DeclaredSize(exchange));
     }
     // Never renewed: nothing is reported in the first 50 ms, every block after them.
@@ -279,8 +289,9 @@ size_t HeaderCallback(char* buffer, size_t size, size_t count, void* user) {
     exchange.lastData = SteadyClock::now();
     exchange.anyResponse = true;
     // Trailers behind the final body change nothing.
-    if (exchange.bodyStarted)
+    if (exchange.bodyStarted) {
         return length;
+    }
     const std::string_view line(buffer, length);
     if (!exchange.inResponse) {
         // A status line begins a response.
@@ -292,12 +303,14 @@ size_t HeaderCallback(char* buffer, size_t size, size_t count, void* user) {
         exchange.seenContentDisposition = false;
         return length;
     }
-    if (TrimBlanks(line).empty())
+    if (TrimBlanks(line).empty()) {
         return OnHeadersComplete(exchange) ? length : 0;
+    }
 
     const size_t colon = line.find(':');
-    if (colon == std::string_view::npos)
+    if (colon == std::string_view::npos) {
         return length;
+    }
     const std::string_view name = TrimBlanks(line.substr(0, colon));
     const std::string_view value = TrimBlanks(line.substr(colon + 1));
     // The first occurrence of a header is the one that is queried.
@@ -317,19 +330,22 @@ size_t WriteCallback(char* buffer, size_t size, size_t count, void* user) {
     auto& exchange = *static_cast<Exchange*>(user);
     const size_t length = size * count;
     exchange.lastData = SteadyClock::now();
-    if (!exchange.bodyStarted)
+    if (!exchange.bodyStarted) {
         return length;
+    }
     // The read loop takes at most one block at a time.
     for (size_t offset = 0; offset < length; offset += kBlockSize) {
         const size_t block = std::min(kBlockSize, length - offset);
         // Room grows as the bytes fill it, so that what is made ahead stays within a few times
         // what has arrived (beyond the first room).
         std::string& body = *exchange.body;
-        if (body.size() + block > body.capacity())
+        if (body.size() + block > body.capacity()) {
             Reserve(body, kRoomGrowth * std::max(body.capacity(), block), DeclaredSize(exchange));
+        }
         body.append(buffer + offset, block);
-        if (!ReportBlock(exchange, block))
+        if (!ReportBlock(exchange, block)) {
             return 0;
+        }
     }
     return length;
 }
@@ -343,8 +359,9 @@ int ProgressCallback(void* user, curl_off_t, curl_off_t, curl_off_t, curl_off_t)
     // sent, and it is 0 until the first connection stands. A redirect's connection is timed
     // from the data of the answer before it.
     curl_off_t pretransfer = 0;
-    if (curl_easy_getinfo(exchange.handle, CURLINFO_PRETRANSFER_TIME_T, &pretransfer) != CURLE_OK)
+    if (curl_easy_getinfo(exchange.handle, CURLINFO_PRETRANSFER_TIME_T, &pretransfer) != CURLE_OK) {
         pretransfer = 0;
+    }
     if (pretransfer == 0 || pretransfer != exchange.lastPretransfer) {
         exchange.lastPretransfer = pretransfer;
         exchange.lastData = now;
@@ -359,8 +376,9 @@ int ProgressCallback(void* user, curl_off_t, curl_off_t, curl_off_t, curl_off_t)
 
 // The client's error number for a failed transfer.
 unsigned ErrorNumber(CURLcode code, const Exchange& exchange) {
-    if (exchange.abort == Abort::Idle)
+    if (exchange.abort == Abort::Idle) {
         return kErrorTimeout;
+    }
     switch (code) {
     case CURLE_COULDNT_RESOLVE_HOST:
     case CURLE_COULDNT_RESOLVE_PROXY:
@@ -464,8 +482,9 @@ std::string HttpGet(const GS::UniString& url, GetProgressListener* listener) {
     if (session == nullptr) {
         static const CURLcode globalInit = curl_global_init(CURL_GLOBAL_DEFAULT);
         session = globalInit == CURLE_OK ? curl_easy_init() : nullptr;
-        if (session == nullptr)
+        if (session == nullptr) {
             throw std::runtime_error("Failed to create session handle");
+        }
     }
 
     const ParsedUrl parsed = ParseUrl(url);
@@ -475,8 +494,9 @@ std::string HttpGet(const GS::UniString& url, GetProgressListener* listener) {
 
     // The connection step: a name is needed.
     const std::string host = parsed.host.ToCStr(CC_UTF8).Get();
-    if (host.empty())
+    if (host.empty()) {
         ThrowWithNumber("Failed to create connection handle: ", kErrorInvalidParameter);
+    }
 
     // The request step.
     const std::string requestUrl = std::string(secure ? "https://" : "http://") + host + ":" +
@@ -514,67 +534,81 @@ std::string HttpGet(const GS::UniString& url, GetProgressListener* listener) {
     // A certificate file named in the environment takes the place of libcurl's bundle; the
     // machine's certificate folder stays trusted. Once set it stays with the handle: a caller
     // that changes the variable closes the session first.
-    if (optionsSet && caFile != nullptr && *caFile != '\0')
+    if (optionsSet && caFile != nullptr && *caFile != '\0') {
         optionsSet = curl_easy_setopt(session, CURLOPT_CAINFO, caFile) == CURLE_OK;
-    if (!optionsSet)
+    }
+    if (!optionsSet) {
         ThrowWithNumber("Failed to create request handle: ", kErrorInternal);
+    }
 
     // Sending, receiving the headers and reading the body, as one transfer. libcurl closes a
     // connection that failed or was stopped; the connection of a complete answer stays open for
     // the next request.
-    if (IsUnusableHost(host))
+    if (IsUnusableHost(host)) {
         ThrowWithNumber("Failed to send request: ", kErrorNameNotResolved);
+    }
     const CURLcode code = curl_easy_perform(session);
-    if (exchange.abort == Abort::Listener)
+    if (exchange.abort == Abort::Listener) {
         std::rethrow_exception(exchange.listenerError);
-    if (exchange.abort == Abort::Status)
+    }
+    if (exchange.abort == Abort::Status) {
         throw MessageError(MessageText(kMessageUnexpectedStatus) + std::to_string(exchange.status));
+    }
     // libcurl takes a connection closed within the headers for the end of an empty answer.
     const bool cutInHeaders = code == CURLE_OK && !exchange.bodyStarted;
     if (code == CURLE_OK && !cutInHeaders && exchange.abort == Abort::None) {
         // The read that finds the end delivers nothing, and is reported as well.
         ReportBlock(exchange, 0);
-        if (exchange.abort == Abort::Listener)
+        if (exchange.abort == Abort::Listener) {
             std::rethrow_exception(exchange.listenerError);
+        }
     } else {
         // A proxy that refuses the tunnel answers in the server's place: its status is the
         // status.
         long tunnelStatus = 0;
         if (!exchange.anyResponse &&
             curl_easy_getinfo(session, CURLINFO_HTTP_CONNECTCODE, &tunnelStatus) == CURLE_OK &&
-            tunnelStatus >= 300)
+            tunnelStatus >= 300) {
             throw MessageError(MessageText(kMessageUnexpectedStatus) +
                                std::to_string(tunnelStatus));
+        }
         const unsigned number = cutInHeaders ? kErrorConnectionError : ErrorNumber(code, exchange);
-        if (exchange.bodyStarted)
+        if (exchange.bodyStarted) {
             ThrowWithNumber("Failed to read response: ", number);
-        if (exchange.anyResponse)
+        }
+        if (exchange.anyResponse) {
             ThrowWithNumber(MessageText(kMessageNoResponse), number);
+        }
         // Without an answer: the name, the connection and the secure handshake belong to
         // sending, and so does anything before the connection stood (libcurl notes the time
         // once it is about to send the request); what fails after that, waiting for the answer.
         curl_off_t pretransfer = 0;
-        if (curl_easy_getinfo(session, CURLINFO_PRETRANSFER_TIME_T, &pretransfer) != CURLE_OK)
+        if (curl_easy_getinfo(session, CURLINFO_PRETRANSFER_TIME_T, &pretransfer) != CURLE_OK) {
             pretransfer = 0;
-        if (pretransfer > 0 && !IsSendingFailure(code))
+        }
+        if (pretransfer > 0 && !IsSendingFailure(code)) {
             ThrowWithNumber(MessageText(kMessageNoResponse), number);
+        }
         ThrowWithNumber("Failed to send request: ", number);
     }
 
-    if (result.size() < 2)
+    if (result.size() < 2) {
         throw MessageError(MessageText(kMessageInvalidObject));
+    }
     return result;
 }
 
 int32_t ContentLengthTotal(const std::optional<WString>& value) {
-    if (!value)
+    if (!value) {
         return -1;
+    }
     return static_cast<int32_t>(static_cast<uint32_t>(CUtils::ParseIntW(*value, 10, 0)));
 }
 
 int32_t ProgressPercent(uint32_t received, int32_t total) {
-    if (total <= 0)
+    if (total <= 0) {
         return -1;
+    }
     // The product wraps as the 32-bit one does (computed unsigned, where wrapping is defined)
     // before the signed division.
     return static_cast<int32_t>(received * 100u) / total;

@@ -7,13 +7,15 @@
 
 ParsedUrl ParseUrl(const GS::UniString& url) {
     ParsedUrl result;
-    if (url.IsEmpty())
+    if (url.IsEmpty()) {
         return result;
+    }
 
     const GS::USize length = url.GetLength();
     GS::USize query = url.FindFirst(u'?');
-    if (query == GS::MaxUSize)
+    if (query == GS::MaxUSize) {
         query = length;
+    }
 
     GS::USize hostStart = 0;
     const GS::USize schemeColon = url.FindFirst(u':');
@@ -24,8 +26,9 @@ ParsedUrl ParseUrl(const GS::UniString& url) {
     }
 
     GS::USize slash = url.FindFirst(u'/', hostStart);
-    if (slash == GS::MaxUSize)
+    if (slash == GS::MaxUSize) {
         slash = length;
+    }
     // The range is `slash`, not `slash - hostStart`: the search may run up to hostStart
     // characters past the slash, so a ":" shortly behind it is taken for the port's colon.
     const GS::USize colon = url.FindFirst(u':', hostStart, slash);
@@ -42,8 +45,9 @@ ParsedUrl ParseUrl(const GS::UniString& url) {
 
     // A "?" in front of the slash makes this length wrap: the path then runs to the end.
     result.path = url.GetSubstring(slash, query - slash);
-    if (result.path.IsEmpty())
+    if (result.path.IsEmpty()) {
         result.path = "/";
+    }
 
     result.pathAndQuery = result.path;
     if (query != slash) {

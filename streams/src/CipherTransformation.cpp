@@ -28,16 +28,18 @@ void CipherTransformation::setPadding(int32_t newPadding) { padding = newPadding
 void CipherTransformation::reset() { setVector(initialVector); }
 
 void CipherTransformation::setVector(const uint8_t* vector) {
-    if (vector == nullptr)
+    if (vector == nullptr) {
         std::memset(initialVector, 0, sizeof initialVector);
-    else if (vector != initialVector)
+    } else if (vector != initialVector) {
         std::memmove(initialVector, vector, static_cast<size_t>(blockSize));
+    }
     switch (mode) {
     case kChained:
-        if (vector != nullptr)
+        if (vector != nullptr) {
             std::memcpy(chain, initialVector, static_cast<size_t>(blockSize));
-        else
+        } else {
             std::memset(chain, 0, sizeof chain);
+        }
         break;
     case kCounter:
         std::memcpy(chain, initialVector, static_cast<size_t>(blockSize));
@@ -45,11 +47,13 @@ void CipherTransformation::setVector(const uint8_t* vector) {
     case kFeedback:
         std::memset(chain, 0, sizeof chain);
         if (encrypting) {
-            if (vector == nullptr)
+            if (vector == nullptr) {
                 throw OVException("Source is required");
+            }
             int32_t length = blockSize;
-            if (process(initialVector, blockSize, chain, &length) != blockSize)
+            if (process(initialVector, blockSize, chain, &length) != blockSize) {
                 throw OVException("Failed to initialize CFB");
+            }
         }
         break;
     default:
@@ -104,14 +108,18 @@ int32_t CipherTransformation::encryptBlocks(const uint8_t* input, int32_t inputL
             const uint8_t fill = padding == kCountFill ? static_cast<uint8_t>(blockSize - have) : 0;
             std::memset(scratch + have, fill, size - static_cast<size_t>(have));
         }
-        if (mode == kChained)
-            for (int32_t i = 0; i < blockSize; ++i)
+        if (mode == kChained) {
+            for (int32_t i = 0; i < blockSize; ++i) {
                 scratch[i] ^= chain[i];
+            }
+        }
         const int32_t result = processBlock(scratch, output + offset);
-        if (result < 0)
+        if (result < 0) {
             return result;
-        if (mode == kChained)
+        }
+        if (mode == kChained) {
             std::memcpy(chain, output + offset, size);
+        }
     }
     return consumed;
 }
@@ -139,17 +147,19 @@ int32_t CipherTransformation::decryptBlocks(const uint8_t* input, int32_t inputL
     *outputLength = blocks * blockSize;
     for (int32_t b = 0; b < blocks; ++b) {
         const int32_t offset = b * blockSize;
-        if (mode == kChained)
+        if (mode == kChained) {
             std::memcpy(scratch, input + offset,
                         size);  // the cipher block, before out overwrites it
+        }
         const int32_t result = processBlock(input + offset, output + offset);
         if (result < 0) {
             *outputLength = 0;
             return result;
         }
         if (mode == kChained) {
-            for (int32_t i = 0; i < blockSize; ++i)
+            for (int32_t i = 0; i < blockSize; ++i) {
                 output[offset + i] ^= chain[i];
+            }
             std::memcpy(chain, scratch, size);
         }
     }
@@ -158,8 +168,9 @@ int32_t CipherTransformation::decryptBlocks(const uint8_t* input, int32_t inputL
         uint8_t* last = output + consumed - blockSize;
         if (padding == kZeroFill) {
             int32_t keep = blockSize;
-            while (keep > 0 && last[keep - 1] == 0)
+            while (keep > 0 && last[keep - 1] == 0) {
                 --keep;
+            }
             *outputLength = consumed - blockSize + keep;
         } else {
             const int32_t count = last[blockSize - 1];
@@ -187,9 +198,11 @@ int32_t CipherTransformation::counterBlocks(const uint8_t* input, int32_t inputL
     }
     inputLength = std::min(inputLength, *outputLength);
     const auto increment = [this] {
-        for (int32_t i = 0; i < blockSize; ++i)
-            if (++chain[i] != 0)
+        for (int32_t i = 0; i < blockSize; ++i) {
+            if (++chain[i] != 0) {
                 break;
+            }
+        }
     };
     int32_t offset = 0;
     // The key stream goes to scratch first, so that input and output may be the same buffer.
@@ -216,8 +229,9 @@ int32_t CipherTransformation::counterBlocks(const uint8_t* input, int32_t inputL
             *outputLength = 0;
             return result;
         }
-        for (int32_t i = 0; offset + i < inputLength; ++i)
+        for (int32_t i = 0; offset + i < inputLength; ++i) {
             output[offset + i] = input[offset + i] ^ scratch[i];
+        }
     }
     *outputLength = inputLength;
     return inputLength;

@@ -13,8 +13,9 @@ constexpr std::array<uint32_t, 256> MakeTable(uint32_t reversedPolynomial) {
     std::array<uint32_t, 256> table{};
     for (uint32_t index = 0; index < 256; ++index) {
         uint32_t entry = index;
-        for (int bit = 0; bit < 8; ++bit)
+        for (int bit = 0; bit < 8; ++bit) {
             entry = (entry & 1u) ? (entry >> 1) ^ reversedPolynomial : entry >> 1;
+        }
         table[index] = entry;
     }
     return table;
@@ -35,27 +36,31 @@ Crc32::Crc32(uint32_t polynomial)
 }
 
 void Crc32::update(const uint8_t* data, int64_t length) {
-    if (data == nullptr || length <= 0)
+    if (data == nullptr || length <= 0) {
         return;
+    }
     // Local copies keep the state in registers: the loop never reloads through `this`.
     uint32_t crc = value;
     const uint32_t* const entries = table;
     const uint8_t* const end = data + length;
-    for (const uint8_t* byte = data; byte != end; ++byte)
+    for (const uint8_t* byte = data; byte != end; ++byte) {
         crc = (crc >> 8) ^ entries[(crc ^ *byte) & 0xFFu];
+    }
     value = crc;
 }
 
 uint32_t Crc32::result() const {
     const uint32_t crc = ~value;
-    if (!swapped)
+    if (!swapped) {
         return crc;
+    }
     return (crc >> 24) | ((crc >> 8) & 0x0000FF00u) | ((crc << 8) & 0x00FF0000u) | (crc << 24);
 }
 
 void Crc32::final(uint8_t* output, int64_t outputLength) {
-    if (outputLength < 4)
+    if (outputLength < 4) {
         throw OVException("Ivalid CRC output buffer length");
+    }
     // Most significant byte first: the archive code reads the four bytes back the same way.
     const uint32_t crc = result();
     output[0] = static_cast<uint8_t>(crc >> 24);

@@ -23,13 +23,15 @@ std::string Utf8(const WString& path) { return CUtils::WstringToStringUTF8(path)
 FileInputStream::FileInputStream(const WString& path) { open(path, false); }
 
 FileInputStream::~FileInputStream() {
-    if (file != nullptr)
+    if (file != nullptr) {
         FileInputStream::close();
+    }
 }
 
 void FileInputStream::open(const WString& path, bool createIfMissing) {
-    if (file != nullptr)
+    if (file != nullptr) {
         throw OVException("File input stream is already opened");
+    }
     const std::string fsPath = CUtils::ToFileSystemPath(path);
     struct stat status {};
     const bool known = ::stat(fsPath.c_str(), &status) == 0;
@@ -48,47 +50,55 @@ void FileInputStream::open(const WString& path, bool createIfMissing) {
 }
 
 int64_t FileInputStream::read(uint8_t* buffer, int64_t length) {
-    if (file == nullptr)
+    if (file == nullptr) {
         throw OVException(kNotOpened);
+    }
     const size_t got = std::fread(buffer, 1, static_cast<size_t>(length), file);
     if (got > 0) {
         position += static_cast<int64_t>(got);
         return static_cast<int64_t>(got);
     }
-    if (std::feof(file))
+    if (std::feof(file)) {
         return -1;
-    if (length == 0)
+    }
+    if (length == 0) {
         return 0;
+    }
     throw OVException("File input stream read error" + std::to_string(std::ferror(file)));
 }
 
 void FileInputStream::close() {
-    if (file != nullptr)
+    if (file != nullptr) {
         std::fclose(file);
+    }
     file = nullptr;
 }
 
 int64_t FileInputStream::moveTo(int64_t target, const char* failure) {
     const int64_t limited = std::clamp<int64_t>(target, 0, size);
-    if (::fseeko(file, static_cast<off_t>(limited), SEEK_SET) != 0)
+    if (::fseeko(file, static_cast<off_t>(limited), SEEK_SET) != 0) {
         throw OVException(failure + std::to_string(std::ferror(file)));
+    }
     position = limited;
     return position;
 }
 
 int64_t FileInputStream::skip(int64_t count) {
-    if (file == nullptr)
+    if (file == nullptr) {
         throw OVException(kNotOpened);
+    }
     // Saturating, so that the smallest count of reset lands on the lower limit.
     int64_t target = 0;
-    if (__builtin_add_overflow(position, count, &target))
+    if (__builtin_add_overflow(position, count, &target)) {
         target = count < 0 ? INT64_MIN : INT64_MAX;
+    }
     return moveTo(target, "File input stream skip failed ");
 }
 
 int64_t FileInputStream::available() {
-    if (file == nullptr)
+    if (file == nullptr) {
         throw OVException(kNotOpened);
+    }
     return size - position;
 }
 
@@ -96,8 +106,9 @@ void FileInputStream::reset() { skip(INT64_MIN); }
 
 int64_t FileInputStream::seek(int64_t position) {
     // A closed stream refuses rather than hand the C library a null file.
-    if (file == nullptr)
+    if (file == nullptr) {
         throw OVException(kNotOpened);
+    }
     return moveTo(position, "File input stream seek failed ");
 }
 
@@ -105,11 +116,13 @@ FileOutputStream::FileOutputStream(const WString& path, int32_t mode) {
     const std::string fsPath = CUtils::ToFileSystemPath(path);
     if (mode == kAppendExisting) {
         file = std::fopen(fsPath.c_str(), "rb+");
-        if (file != nullptr)
+        if (file != nullptr) {
             ::fseeko(file, 0, SEEK_END);
+        }
     } else {
-        if (mode == kCreateNew && CUtils::FileExists(path))
+        if (mode == kCreateNew && CUtils::FileExists(path)) {
             throw OVException("File output stream file already exists" + Utf8(path));
+        }
         // A new file is made exclusively: one that appears after the test above, or a link that
         // leads nowhere, is refused by the open rather than written over or through.
         file = std::fopen(fsPath.c_str(), mode == kCreateNew ? "wbx" : "wb");
@@ -124,50 +137,60 @@ FileOutputStream::FileOutputStream(const WString& path, int32_t mode) {
 FileOutputStream::~FileOutputStream() { FileOutputStream::close(); }
 
 void FileOutputStream::write(const uint8_t* buffer, int64_t length) {
-    if (file == nullptr)
+    if (file == nullptr) {
         throw OVException(kOutputClosed);
+    }
     // Each round writes the whole buffer from its start again; callers rely on this shape.
     int64_t remaining = length;
     while (remaining != 0) {
         const size_t written = std::fwrite(buffer, 1, static_cast<size_t>(length), file);
-        if (written == 0)
+        if (written == 0) {
             break;
+        }
         remaining -= static_cast<int64_t>(written);
     }
-    if (remaining != 0)
+    if (remaining != 0) {
         throw OVException(std::ferror(file), "Failed to write all data to file outptu stream");
+    }
 }
 
 void FileOutputStream::close() {
-    if (file != nullptr)
+    if (file != nullptr) {
         std::fclose(file);
+    }
     file = nullptr;
 }
 
 void FileOutputStream::flush() {
-    if (file == nullptr)
+    if (file == nullptr) {
         throw OVException(kOutputClosed);
+    }
     std::fflush(file);
 }
 
 void FileOutputStream::commit(bool toDisk) {
-    if (file == nullptr)
+    if (file == nullptr) {
         throw OVException(kOutputClosed);
+    }
     std::FILE* closing = std::exchange(file, nullptr);
     // The error indicator also keeps a failure that an earlier flush let pass.
     const bool handedOver = toDisk ? filesync::ToDisk(closing) : std::fflush(closing) == 0;
     const bool written = handedOver && std::ferror(closing) == 0;
     const int32_t writeError = errno;
     const bool closed = std::fclose(closing) == 0;
-    if (!written)
+    if (!written) {
         throw OVException(writeError, "Failed to write file output stream to disk");
-    if (!closed)
+    }
+    if (!closed) {
         throw OVException(errno, "Failed to close file output stream");
+    }
 }
 
 void FileOutputStream::seek(int64_t position) {
-    if (file == nullptr)
+    if (file == nullptr) {
         throw OVException(kOutputClosed);
-    if (::fseeko(file, static_cast<off_t>(position), SEEK_SET) != 0)
+    }
+    if (::fseeko(file, static_cast<off_t>(position), SEEK_SET) != 0) {
         throw OVException("Failed to seek to desired position");
+    }
 }

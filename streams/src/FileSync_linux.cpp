@@ -7,8 +7,9 @@
 namespace filesync {
 
 bool ToDisk(std::FILE* file) {
-    if (std::fflush(file) != 0)
+    if (std::fflush(file) != 0) {
         return false;
+    }
     // A file that cannot be synchronised (a device such as a pipe) has nothing more to force.
     return ::fsync(::fileno(file)) == 0 || errno == EINVAL;
 }

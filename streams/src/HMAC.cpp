@@ -24,8 +24,9 @@ private:
 };
 
 MHash& Required(const std::unique_ptr<MHash>& hash) {
-    if (!hash)
+    if (!hash) {
         throw OVException("HMAC needs a hash");
+    }
     return *hash;
 }
 
@@ -65,8 +66,9 @@ HMAC::~HMAC() { mbedtls_platform_zeroize(paddedKey.data(), paddedKey.size()); }
 void HMAC::reset() {
     hash.reset();
     WipedBytes innerPad(blockSize);
-    for (int64_t index = 0; index < innerPad.size(); ++index)
+    for (int64_t index = 0; index < innerPad.size(); ++index) {
         innerPad.data()[index] = paddedKey[static_cast<size_t>(index)] ^ 0x36u;
+    }
     hash.update(innerPad.data(), innerPad.size());
 }
 
@@ -80,8 +82,9 @@ void HMAC::final(uint8_t* output, int64_t outputLength) {
         hash.final(innerDigest.data(), innerDigest.size());
         hash.reset();
         WipedBytes outerPad(blockSize);
-        for (int64_t index = 0; index < outerPad.size(); ++index)
+        for (int64_t index = 0; index < outerPad.size(); ++index) {
             outerPad.data()[index] = paddedKey[static_cast<size_t>(index)] ^ 0x5Cu;
+        }
         hash.update(outerPad.data(), outerPad.size());
         hash.update(innerDigest.data(), innerDigest.size());
     }

@@ -6,8 +6,9 @@ HashInputStream::HashInputStream(std::unique_ptr<InputStream> source, std::uniqu
 
 int64_t HashInputStream::read(uint8_t* buffer, int64_t length) {
     const int64_t got = source->read(buffer, length);
-    if (got >= 1)
+    if (got >= 1) {
         hash->update(buffer, got);
+    }
     return got;
 }
 

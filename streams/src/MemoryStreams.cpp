@@ -6,8 +6,9 @@
 
 int64_t MemoryInputStream::read(uint8_t* buffer, int64_t length) {
     const int64_t left = static_cast<int64_t>(bytes.size()) - position;
-    if (left <= 0)
+    if (left <= 0) {
         return length > 0 ? -1 : 0;
+    }
     const int64_t count = std::clamp<int64_t>(length, 0, left);
     std::memcpy(buffer, bytes.data() + position, static_cast<size_t>(count));
     position += count;
@@ -27,6 +28,7 @@ int64_t MemoryInputStream::seek(int64_t target) {
 }
 
 void MemoryOutputStream::write(const uint8_t* buffer, int64_t length) {
-    if (length > 0)
+    if (length > 0) {
         bytes.insert(bytes.end(), buffer, buffer + length);
+    }
 }

@@ -17,18 +17,21 @@ PartialInputStream::PartialInputStream(InputStream& source, int64_t length, int6
 
 void PartialInputStream::moveToWindow() {
     // The offset counts from wherever the source stands now; callers rewind it first.
-    if (source->skip(offset) != offset)
+    if (source->skip(offset) != offset) {
         throw OVException("Failed to reset partial input stream");
+    }
     position = 0;
 }
 
 int64_t PartialInputStream::read(uint8_t* buffer, int64_t length) {
     const int64_t allowed = std::min(length, this->length - position);
-    if (allowed <= 0)
+    if (allowed <= 0) {
         return -1;
+    }
     const int64_t got = source->read(buffer, allowed);
-    if (got > 0)
+    if (got > 0) {
         position += got;
+    }
     return got;
 }
 

@@ -18,8 +18,9 @@ constexpr uint8_t rotl8(uint8_t x, int shift) {
 constexpr uint8_t gmul(uint8_t a, uint8_t b) {
     uint8_t product = 0;
     while (b != 0) {
-        if (b & 1)
+        if (b & 1) {
             product ^= a;
+        }
         a = static_cast<uint8_t>((a << 1) ^ ((a & 0x80) ? 0x1B : 0));
         b >>= 1;
     }
@@ -50,15 +51,17 @@ constexpr Tables makeTables() {
         q = static_cast<uint8_t>(q ^ (q << 1));
         q = static_cast<uint8_t>(q ^ (q << 2));
         q = static_cast<uint8_t>(q ^ (q << 4));
-        if (q & 0x80)
+        if (q & 0x80) {
             q ^= 0x09;
+        }
         const uint8_t affine =
             static_cast<uint8_t>(q ^ rotl8(q, 1) ^ rotl8(q, 2) ^ rotl8(q, 3) ^ rotl8(q, 4) ^ 0x63);
         t.sbox[p] = affine;
     } while (p != 1);
     t.sbox[0] = 0x63;
-    for (int i = 0; i < 256; ++i)
+    for (int i = 0; i < 256; ++i) {
         t.inverseSbox[t.sbox[i]] = static_cast<uint8_t>(i);
+    }
     for (int i = 0; i < 256; ++i) {
         const uint8_t s = t.sbox[i];
         const uint32_t e = word(gmul(s, 2), s, s, gmul(s, 3));
@@ -97,8 +100,9 @@ inline uint32_t subWord(uint32_t w) {
 }
 
 void expandKey(const uint8_t* key, int32_t keyWords, int32_t totalWords, uint32_t* w) {
-    for (int32_t i = 0; i < keyWords; ++i)
+    for (int32_t i = 0; i < keyWords; ++i) {
         w[i] = load(key + 4 * i);
+    }
     uint8_t rcon = 1;
     for (int32_t i = keyWords; i < totalWords; ++i) {
         uint32_t temp = w[i - 1];
@@ -188,8 +192,9 @@ RijndaelTransformation::RijndaelTransformation(bool encrypting, int32_t mode, co
                                                int32_t keyLength)
     : CipherTransformation(16, encrypting), keyWords(keyLength / 4), rounds(keyLength / 4 + 6),
       scheduleWords((keyLength & ~3) + 28) {
-    if (keyLength != 16 && keyLength != 24 && keyLength != 32)
+    if (keyLength != 16 && keyLength != 24 && keyLength != 32) {
         throw OVException("Invalid AES block size");
+    }
     setMode(mode);
     if (!encrypting && mode != kCounter) {
         uint32_t forward[kMaxScheduleWords];
@@ -218,11 +223,13 @@ int32_t RijndaelTransformation::processBlock(const uint8_t* input, uint8_t* outp
     // A block written below its source and reaching into it would be overwritten while read.
     const auto in = reinterpret_cast<uintptr_t>(input);
     const auto out = reinterpret_cast<uintptr_t>(output);
-    if (out < in && out + 16 > in)
+    if (out < in && out + 16 > in) {
         return kTransformNoProcess;
-    if (decryptRoutine)
+    }
+    if (decryptRoutine) {
         decryptBlock(schedule, rounds, input, output);
-    else
+    } else {
         encryptBlock(schedule, rounds, input, output);
+    }
     return 16;
 }

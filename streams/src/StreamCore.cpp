@@ -6,28 +6,32 @@
 
 int64_t InputStream::read(ByteBuffer& buffer, int64_t maxLength) {
     buffer.resize(static_cast<size_t>(std::max<int64_t>(maxLength, 0)));
-    if (maxLength <= 0)
+    if (maxLength <= 0) {
         return 0;
+    }
     const int64_t got = read(buffer.data(), maxLength);
     buffer.resize(got >= 0 ? static_cast<size_t>(got) : 0);
     return got;
 }
 
 int64_t InputStream::read(uint8_t* buffer, int64_t length, int32_t timeout) {
-    if (timeout < 1)
+    if (timeout < 1) {
         return read(buffer, length);
+    }
     throw OVException("Timeout read not implemented by current stream class");
 }
 
 int64_t InputStream::skip(int64_t count) {
-    if (count < 0)
+    if (count < 0) {
         throw OVException("Invalid negative skip");
+    }
     uint8_t chunk[kChunk];
     int64_t remaining = count;
     while (remaining > 0) {
         const int64_t got = read(chunk, std::min(remaining, kChunk));
-        if (got <= 0)
+        if (got <= 0) {
             break;
+        }
         remaining -= got;
     }
     return count - remaining;
@@ -45,11 +49,13 @@ int64_t InputStream::transfer(OutputStream& output, int64_t length) {
         const int64_t asked = std::min(limit, kChunk);
         const int64_t got = read(chunk, asked);
         if (got < asked) {
-            if (length >= 0)
+            if (length >= 0) {
                 throw OVException("transfer error");
+            }
             // Until the end, a short read is no end: only nothing at all is.
-            if (got < 1)
+            if (got < 1) {
                 break;
+            }
         }
         output.write(chunk, got);
         limit -= got;
@@ -67,8 +73,9 @@ FilterInputStream::~FilterInputStream() { FilterInputStream::close(); }
 void FilterInputStream::close() {
     // A chain closes what it owns. A borrowed source stays open for its owner: the archive's
     // stream outlives each member read through a window on it.
-    if (ownedSource)
+    if (ownedSource) {
         ownedSource->close();
+    }
 }
 
 FilterOutputStream::FilterOutputStream(std::unique_ptr<OutputStream> sink)

@@ -13,21 +13,24 @@ SuffixInputStream::~SuffixInputStream() {
     // The suffix may be key-derived material; volatile keeps the zeroing from being dropped.
     for (ByteBuffer* held : {&front, &spare}) {
         volatile uint8_t* bytes = held->data();
-        for (size_t i = 0; i < held->size(); ++i)
+        for (size_t i = 0; i < held->size(); ++i) {
             bytes[i] = 0;
+        }
     }
 }
 
 int64_t SuffixInputStream::read(uint8_t* buffer, int64_t length) {
     const int64_t hold = suffixLength;
     if (!primed) {
-        if (source->read(front.data(), hold) != hold)
+        if (source->read(front.data(), hold) != hold) {
             throw OVException("Stream is too short to get whole suffix");
+        }
         primed = true;
     }
     const int64_t got = source->read(buffer, length);
-    if (got < 1)
+    if (got < 1) {
         return got;
+    }
     if (got < hold) {
         // Give the oldest held bytes, then hold the new ones behind the rest.
         std::memcpy(spare.data(), buffer, static_cast<size_t>(got));
@@ -47,8 +50,9 @@ int64_t SuffixInputStream::read(uint8_t* buffer, int64_t length) {
 }
 
 int64_t SuffixInputStream::skip(int64_t count) {
-    if (count >= 0)
+    if (count >= 0) {
         return InputStream::skip(count);
+    }
     // The held tail is ahead of what the caller has seen, so step back over it as well and fill
     // it again at the next read.
     const int64_t moved = source->skip(count - suffixLength);
@@ -62,7 +66,8 @@ void SuffixInputStream::reset() {
 }
 
 const uint8_t* SuffixInputStream::getSuffix(uint32_t* length) const {
-    if (length != nullptr)
+    if (length != nullptr) {
         *length = suffixLength;
+    }
     return front.data();
 }

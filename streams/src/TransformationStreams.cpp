@@ -18,8 +18,9 @@ TransformationInputStream::TransformationInputStream(std::unique_ptr<InputStream
       in(bufferSize(transformation.getOutputBlockSize())), transformation(transformation) {}
 
 int64_t TransformationInputStream::read(uint8_t* buffer, int64_t length) {
-    if (length <= 0)
+    if (length <= 0) {
         return 0;
+    }
     int64_t delivered = 0;
     for (;;) {
         const int64_t ready =
@@ -30,15 +31,17 @@ int64_t TransformationInputStream::read(uint8_t* buffer, int64_t length) {
             delivered += ready;
         }
         const int64_t wanted = length - delivered;
-        if (wanted == 0)
+        if (wanted == 0) {
             break;
+        }
         // A caller who wants at least a whole buffer gets the output in place: the same bytes,
         // without a copy and with fewer, larger transformation calls.
         if (wanted >= static_cast<int64_t>(out.size())) {
             const int32_t capacity = static_cast<int32_t>(std::min<int64_t>(wanted, INT32_MAX));
             const int32_t produced = transformInto(buffer + delivered, capacity);
-            if (produced == 0)
+            if (produced == 0) {
                 break;
+            }
             delivered += produced;
         } else if (!refill()) {
             break;
@@ -58,10 +61,12 @@ int32_t TransformationInputStream::transformInto(uint8_t* target, int32_t capaci
         while (!sourceEnded && inEnd < in.size()) {
             const int64_t got =
                 source->read(in.data() + inEnd, static_cast<int64_t>(in.size() - inEnd));
-            if (got < 0)
+            if (got < 0) {
                 sourceEnded = true;
-            if (got <= 0)
+            }
+            if (got <= 0) {
                 break;
+            }
             inEnd += static_cast<size_t>(got);
         }
         int32_t produced = capacity;
@@ -69,15 +74,17 @@ int32_t TransformationInputStream::transformInto(uint8_t* target, int32_t capaci
             transformation.process(in.data(), static_cast<int32_t>(inEnd), target, &produced);
         if (result < 0) {
             // With nothing left to transform a failure is the end; with input left it is damage.
-            if (inEnd > 0)
+            if (inEnd > 0) {
                 throw OVException(result, "");
+            }
             return 0;
         }
         produced = std::max(produced, 0);
         std::memmove(in.data(), in.data() + result, inEnd - static_cast<size_t>(result));
         inEnd -= static_cast<size_t>(result);
-        if (result < 1 || produced > 0)
+        if (result < 1 || produced > 0) {
             return produced;
+        }
     }
 }
 
@@ -104,8 +111,9 @@ void TransformationOutputStream::write(const uint8_t* buffer, int64_t length) {
         length -= static_cast<int64_t>(take);
         if (inEnd == in.size()) {
             drain();
-            if (inEnd == in.size())
+            if (inEnd == in.size()) {
                 throw OVException(kTransformInputTooShort, "Transformation buffer error");
+            }
         }
     }
     finished = false;
@@ -122,17 +130,20 @@ void TransformationOutputStream::drain() {
         if (result < 0) {
             // Nothing pending is the end (a cipher asked to finish an empty input); anything
             // else could not be transformed.
-            if (inEnd == 0)
+            if (inEnd == 0) {
                 return;
+            }
             throw OVException(result, "Transformation buffer error");
         }
-        if (produced > 0)
+        if (produced > 0) {
             sink->write(out.data(), produced);
+        }
         if (result != 0) {
             std::memmove(in.data(), in.data() + result, inEnd - static_cast<size_t>(result));
             inEnd -= static_cast<size_t>(result);
-            if (inEnd < blockSize && (before >= blockSize || produced != capacity))
+            if (inEnd < blockSize && (before >= blockSize || produced != capacity)) {
                 return;
+            }
         } else if (produced != capacity) {
             return;
         }
@@ -140,18 +151,21 @@ void TransformationOutputStream::drain() {
 }
 
 void TransformationOutputStream::flush() {
-    if (finished)
+    if (finished) {
         return;
+    }
     const size_t pending = inEnd;
     while (inEnd > 0) {
         const size_t before = inEnd;
         drain();
-        if (inEnd == before)
+        if (inEnd == before) {
             throw OVException(kTransformInputTooShort, "Transformation buffer error");
+        }
     }
     // An empty short input is what tells a compressor that the stream ends.
-    if (pending % static_cast<size_t>(transformation->getOutputBlockSize()) == 0)
+    if (pending % static_cast<size_t>(transformation->getOutputBlockSize()) == 0) {
         drain();
+    }
     inEnd = 0;
     finished = true;
     sink->flush();

@@ -24,12 +24,14 @@ void ZlibTransformation::start() {
 }
 
 void ZlibTransformation::end() {
-    if (!stream)
+    if (!stream) {
         return;
-    if (compress)
+    }
+    if (compress) {
         deflateEnd(stream.get());
-    else
+    } else {
         inflateEnd(stream.get());
+    }
     stream.reset();
 }
 
@@ -48,8 +50,9 @@ int32_t ZlibTransformation::process(const uint8_t* input, int32_t inputLength, u
     // input is only ever the true end of the data.
     const int32_t half = getOutputBlockSize() / 2;
     const int32_t blocks = (inputLength + half - 1) / half;
-    if (blocks > 2)
+    if (blocks > 2) {
         inputLength = (blocks - 1) * half;
+    }
     return compress ? deflateBlock(input, inputLength, output, outputLength)
                     : inflateBlock(input, inputLength, output, outputLength);
 }
@@ -62,8 +65,9 @@ int32_t ZlibTransformation::deflateBlock(const uint8_t* input, int32_t inputLeng
     stream->avail_out = static_cast<uInt>(*outputLength);
     const int flush = inputLength < getOutputBlockSize() ? Z_FINISH : Z_NO_FLUSH;
     const int result = deflate(stream.get(), flush);
-    if (result == Z_STREAM_ERROR)
+    if (result == Z_STREAM_ERROR) {
         return result;
+    }
     *outputLength -= static_cast<int32_t>(stream->avail_out);
     return inputLength - static_cast<int32_t>(stream->avail_in);
 }

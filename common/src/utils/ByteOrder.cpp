@@ -5,18 +5,22 @@
 namespace {
 
 template <typename Value> void WriteLittle(uint8_t* target, Value value) {
-    if (target == nullptr)
+    if (target == nullptr) {
         return;
-    for (size_t i = 0; i < sizeof(Value); ++i)
+    }
+    for (size_t i = 0; i < sizeof(Value); ++i) {
         target[i] = static_cast<uint8_t>(value >> (8 * i));
+    }
 }
 
 template <typename Value> Value ReadLittle(const uint8_t* source) {
-    if (source == nullptr)
+    if (source == nullptr) {
         return 0;
+    }
     Value value = 0;
-    for (size_t i = 0; i < sizeof(Value); ++i)
+    for (size_t i = 0; i < sizeof(Value); ++i) {
         value |= static_cast<Value>(static_cast<Value>(source[i]) << (8 * i));
+    }
     return value;
 }
 
@@ -27,10 +31,12 @@ void CUtils::WriteLE32(uint8_t* target, uint32_t value) { WriteLittle(target, va
 void CUtils::WriteLE16(uint8_t* target, uint16_t value) { WriteLittle(target, value); }
 
 void CUtils::WriteBE32(uint8_t* target, uint32_t value) {
-    if (target == nullptr)
+    if (target == nullptr) {
         return;
-    for (size_t i = 0; i < 4; ++i)
+    }
+    for (size_t i = 0; i < 4; ++i) {
         target[i] = static_cast<uint8_t>(value >> (8 * (3 - i)));
+    }
 }
 
 uint64_t CUtils::ReadLE64(const uint8_t* source) { return ReadLittle<uint64_t>(source); }
@@ -38,10 +44,12 @@ uint32_t CUtils::ReadLE32(const uint8_t* source) { return ReadLittle<uint32_t>(s
 uint16_t CUtils::ReadLE16(const uint8_t* source) { return ReadLittle<uint16_t>(source); }
 
 uint32_t CUtils::ReadBE32(const uint8_t* source) {
-    if (source == nullptr)
+    if (source == nullptr) {
         return 0;
+    }
     uint32_t value = 0;
-    for (size_t i = 0; i < 4; ++i)
+    for (size_t i = 0; i < 4; ++i) {
         value = (value << 8) | source[i];
+    }
     return value;
 }

@@ -54,8 +54,9 @@ WString TempFolderPath() {
 // that temporary files are safe in: one that another user made, or can enter, or a link.
 bool MakeTempFolder(const WString& folder) {
     CUtils::CreateDirectories(platform::TempPath(), false);
-    if (platform::MakePrivateFolder(folder))
+    if (platform::MakePrivateFolder(folder)) {
         return true;
+    }
     const MessageArg refused(&folder);
     LogUtils(true, "CUtils::GetTempDirectory",
              FormattedMessage("Temporary folder refused, not a private folder of this user: {0}",
@@ -67,8 +68,9 @@ std::vector<WString> ListEntries(const WString& directory, bool folders) {
     std::vector<WString> result;
     for (const platform::FolderEntry& entry : platform::ListFolder(directory)) {
         // Drops "." and "..", and every other name with that first letter too.
-        if (entry.name.empty() || entry.name.front() == u'.' || entry.isFolder != folders)
+        if (entry.name.empty() || entry.name.front() == u'.' || entry.isFolder != folders) {
             continue;
+        }
         result.push_back(directory + CUtils::GetPathSeparator() + entry.name);
     }
     return result;
@@ -85,20 +87,24 @@ bool CUtils::CreateDirectories(WString path, bool stripFileName) {
     }
     if (stripFileName) {
         const size_t last = LastSeparator(path);
-        if (last != WString::npos)
+        if (last != WString::npos) {
             return CreateDirectories(path.substr(0, last), false);
+        }
     }
-    if (platform::IsFolder(path))
+    if (platform::IsFolder(path)) {
         return true;
+    }
     // The folder call answers only 0 or 1, so these comparisons never hold: a failure to make a
     // folder is not reported here, and callers rely on that; they learn of it at their next step.
     constexpr int32_t kNeverAnswered = 3;
     for (size_t i = 1; i < path.size(); ++i) {
-        if (IsPathSeparator(path[i]) && platform::MakeFolder(path.substr(0, i)) == kNeverAnswered)
+        if (IsPathSeparator(path[i]) && platform::MakeFolder(path.substr(0, i)) == kNeverAnswered) {
             return false;
+        }
     }
-    if (platform::MakeFolder(path) == kNeverAnswered)
+    if (platform::MakeFolder(path) == kNeverAnswered) {
         return false;
+    }
     return true;
 }
 
@@ -123,8 +129,9 @@ WString CUtils::CreateTempFileOV(WString nameHint) {
     // of attempts: at most nine random names can succeed.
     int32_t attempts = kTempFileAttempts;
     while (platform::EntryExists(candidate)) {
-        if (attempts-- < 1)
+        if (attempts-- < 1) {
             break;
+        }
         candidate = folder + RandomWstring(kRandomPrefixLength, 0) + name;
     }
     if (attempts <= 0) {
@@ -151,14 +158,17 @@ bool CUtils::RemoveDirectoryOV(WString path, bool removeContents, bool recursive
     }
     if (removeContents) {
         if (recursive) {
-            for (const WString& folder : GetSubdirectoriesInDirectory(path))
+            for (const WString& folder : GetSubdirectoriesInDirectory(path)) {
                 RemoveDirectoryOV(folder, true, true, false);
+            }
         }
-        for (const WString& file : GetFilesInDirectory(path))
+        for (const WString& file : GetFilesInDirectory(path)) {
             DeleteFileOV(file);
+        }
     }
-    if (!keepDirectory)
+    if (!keepDirectory) {
         platform::RemoveEmptyFolder(path);
+    }
     return true;
 }
 
@@ -178,8 +188,9 @@ bool CUtils::RenameFileOV(const WString& from, const WString& to, bool overwrite
         LogUtils(false, label,
                  FormattedMessage("Rename from \"{0}\" to \"{1}\", target is already existing file",
                                   source, target));
-        if (!overwrite)
+        if (!overwrite) {
             return false;
+        }
         if (!DeleteFileOV(to)) {
             LogUtils(true, label,
                      FormattedMessage("Failed to delete rename target file \"{0}\"", target));
@@ -189,8 +200,9 @@ bool CUtils::RenameFileOV(const WString& from, const WString& to, bool overwrite
         LogUtils(false, label,
                  FormattedMessage("Rename from \"{0}\" to \"{1}\", target is already existing dir",
                                   source, target));
-        if (!overwrite)
+        if (!overwrite) {
             return false;
+        }
         if (!RemoveDirectoryOV(to, true, true, false)) {
             LogUtils(true, label,
                      FormattedMessage("Failed to delete rename target directory \"{0}\"", target));
@@ -211,8 +223,9 @@ bool CUtils::RenameFileOV(const WString& from, const WString& to, bool overwrite
 bool CUtils::ReplaceFileOV(const WString& from, const WString& to) {
     // Unlike RenameFileOV, nothing is deleted first: a failure leaves the old file in place.
     const int32_t result = platform::ReplaceFile(from, to);
-    if (result == 0)
+    if (result == 0) {
         return true;
+    }
     const MessageArg source(&from);
     const MessageArg target(&to);
     const MessageArg error(result);
@@ -223,9 +236,10 @@ bool CUtils::ReplaceFileOV(const WString& from, const WString& to) {
 }
 
 std::vector<WString> CUtils::GetSubdirectoriesInDirectory(const WString& directory) {
-    if (directory.size() < kShortestGuardedPath)
+    if (directory.size() < kShortestGuardedPath) {
         StopAtGuard("ERROR: GetSubdirectoriesInDirectory tried to obtain the directory ", directory,
                     17);
+    }
     return ListEntries(directory, true);
 }
 
@@ -257,8 +271,9 @@ std::string CUtils::ToFileSystemPath(const WString& path) {
     // A path the system cannot name exactly (a lone surrogate cuts the conversion short, a null
     // character cuts the system's reading short) would name its own prefix, another file. It
     // becomes the empty path, which every file call refuses.
-    if (native.find('\0') != std::string::npos || StringUTF8ToWstring(native) != path)
+    if (native.find('\0') != std::string::npos || StringUTF8ToWstring(native) != path) {
         return std::string();
+    }
     return native;
 }
 
@@ -274,16 +289,18 @@ bool CUtils::WriteStringToFile(const WString& path, const std::string& bytes, bo
     const std::ios::openmode mode =
         std::ios::out | std::ios::binary | (append ? std::ios::app : std::ios::openmode());
     std::ofstream file(ToFileSystemPath(path), mode);
-    if (!file.good())
+    if (!file.good()) {
         return false;
+    }
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     return true;
 }
 
 bool CUtils::AppendStringToFile(const WString& path, const std::string& text) {
     std::ofstream file(ToFileSystemPath(path), std::ios::out | std::ios::app);
-    if (!file)
+    if (!file) {
         return false;
+    }
     file << text;
     file.flush();
     return !file.fail();
@@ -291,8 +308,9 @@ bool CUtils::AppendStringToFile(const WString& path, const std::string& text) {
 
 WString CUtils::ReadTextFile(const WString& path) {
     std::ifstream file(ToFileSystemPath(path), std::ios::in | std::ios::binary);
-    if (!file.good())
+    if (!file.good()) {
         return WString();
+    }
     const std::string bytes((std::istreambuf_iterator<char>(file)),
                             std::istreambuf_iterator<char>());
     // A wide stream's conversion stops quietly at the first bytes that are not UTF-8; so does
@@ -324,13 +342,16 @@ uint64_t CUtils::GetTimeMicroseconds() {
 
 void CUtils::ShowMessageBox(void* owner, WString caption, WString text, uint32_t flags) {
     uint32_t type = kMessageBoxOk;
-    if (flags & 2)
+    if (flags & 2) {
         type |= kMessageBoxIconInformation;
-    if (flags & 8)
+    }
+    if (flags & 8) {
         type |= kMessageBoxIconWarning;
+    }
     const auto messageBox = GetPlatformHooks().messageBox;
-    if (messageBox != nullptr)
+    if (messageBox != nullptr) {
         messageBox(owner, caption, text, type);
-    else
+    } else {
         platform::MessageBox(owner, caption, text, type);
+    }
 }

@@ -27,8 +27,9 @@ void LogConversionFailure(const char* what) {
 
 template <typename String>
 int32_t ReplaceAllIn(String& text, const String& pattern, const String& replacement) {
-    if (pattern.empty())
+    if (pattern.empty()) {
         return 0;
+    }
     String result;
     result.reserve(text.size());
     int32_t count = 0;
@@ -89,8 +90,9 @@ void CUtils::LogErrorStringToFile(const std::string& text) {
 WString CUtils::Trim(const WString& text, const WString& chars) {
     WString result = text;
     const size_t last = result.find_last_not_of(chars);
-    if (last == WString::npos)
+    if (last == WString::npos) {
         return WString();
+    }
     result.erase(last + 1);
     result.erase(0, result.find_first_not_of(chars));
     return result;
@@ -105,14 +107,17 @@ std::vector<WString> CUtils::Split(const WString& text, char16_t delimiter, bool
     size_t position = 0;
     while (position < input.size()) {
         size_t end = input.find(delimiter, position);
-        if (end == WString::npos)
+        if (end == WString::npos) {
             end = input.size();
+        }
         WString item = input.substr(position, end - position);
         position = end + 1;
-        if (trimItems)
+        if (trimItems) {
             item = Trim(item, kTrimChars);
-        if (skipEmpty && item.empty())
+        }
+        if (skipEmpty && item.empty()) {
             continue;
+        }
         items.push_back(std::move(item));
     }
     return items;
@@ -120,15 +125,17 @@ std::vector<WString> CUtils::Split(const WString& text, char16_t delimiter, bool
 
 WString CUtils::ToLower(const WString& text) {
     WString result = text;
-    for (char16_t& c : result)
+    for (char16_t& c : result) {
         c = AsciiLower(c);
+    }
     return result;
 }
 
 WString CUtils::ToUpper(const WString& text) {
     WString result = text;
-    for (char16_t& c : result)
+    for (char16_t& c : result) {
         c = AsciiUpper(c);
+    }
     return result;
 }
 
@@ -140,11 +147,13 @@ int32_t CUtils::CompareNoCase(const WString& a, const WString& b) {
         const int32_t difference =
             static_cast<int32_t>(ctype.tolower(static_cast<wchar_t>(*left))) -
             static_cast<int32_t>(ctype.tolower(static_cast<wchar_t>(*right)));
-        if (difference != 0)
+        if (difference != 0) {
             return difference;
+        }
     }
-    if (left == a.end() && right == b.end())
+    if (left == a.end() && right == b.end()) {
         return 0;
+    }
     return left == a.end() ? -1 : 1;
 }
 
@@ -157,8 +166,9 @@ int32_t CUtils::ReplaceAll(WString& text, WString pattern, WString replacement) 
 }
 
 int64_t CUtils::ParseInt(const char* text, int32_t /*base*/, int64_t fallback) {
-    if (text == nullptr || *text == '\0')
+    if (text == nullptr || *text == '\0') {
         return fallback;
+    }
     errno = 0;
     try {
         return std::stoll(text, nullptr, 10);
@@ -168,8 +178,9 @@ int64_t CUtils::ParseInt(const char* text, int32_t /*base*/, int64_t fallback) {
 }
 
 int64_t CUtils::ParseIntW(const WString& text, int32_t base, int64_t fallback) {
-    if (text.empty())
+    if (text.empty()) {
         return fallback;
+    }
     errno = 0;
     return ParseInt(WstringToStringUTF8(text).c_str(), base, fallback);
 }
@@ -181,14 +192,16 @@ std::string CUtils::RandomString(int32_t length, int32_t alphabetSize) {
         seeded = true;
     }
     const int32_t alphabet = static_cast<int32_t>(kRandomAlphabet.size());
-    if (alphabetSize <= 0 || alphabetSize > alphabet)
+    if (alphabetSize <= 0 || alphabetSize > alphabet) {
         alphabetSize = alphabet;
+    }
     // The generator of the maker's platform draws 15 bits; the divisor keeps the index in range.
     constexpr int kDrawMax = 32767;
     const int divisor = kDrawMax / alphabetSize + 1;
     std::string result;
-    for (int32_t i = 0; i < std::max(length, 1); ++i)
+    for (int32_t i = 0; i < std::max(length, 1); ++i) {
         result += kRandomAlphabet[static_cast<size_t>((std::rand() & kDrawMax) / divisor)];
+    }
     return result;
 }
 

@@ -41,8 +41,9 @@ class Descriptor {
 public:
     explicit Descriptor(int fd) : fd(fd) {}
     ~Descriptor() {
-        if (fd >= 0)
+        if (fd >= 0) {
             ::close(fd);
+        }
     }
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
@@ -55,10 +56,12 @@ private:
 bool WriteAll(int fd, const char* data, size_t size) {
     while (size > 0) {
         const ssize_t written = ::write(fd, data, size);
-        if (written < 0 && errno == EINTR)
+        if (written < 0 && errno == EINTR) {
             continue;
-        if (written <= 0)
+        }
+        if (written <= 0) {
             return false;
+        }
         data += written;
         size -= static_cast<size_t>(written);
     }
@@ -75,8 +78,9 @@ std::string TemporaryPatternBeside(const std::string& to) {
     size_t stem = to.size() - nameStart;
     if (stem > kLongestStem) {
         stem = kLongestStem;
-        while (stem > 0 && (static_cast<unsigned char>(to[nameStart + stem]) & 0xC0) == 0x80)
+        while (stem > 0 && (static_cast<unsigned char>(to[nameStart + stem]) & 0xC0) == 0x80) {
             --stem;
+        }
     }
     return to.substr(0, nameStart + stem) + kSuffix;
 }
@@ -84,8 +88,9 @@ std::string TemporaryPatternBeside(const std::string& to) {
 // Copies `from` to a new file beside `to`, flushed to disk, and renames it over `to`.
 bool CopyIntoPlace(const std::string& from, const std::string& to) {
     const int source = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
-    if (source < 0)
+    if (source < 0) {
         return false;
+    }
     struct stat info {};
     std::string temporary = TemporaryPatternBeside(to);
     const int target = ::fstat(source, &info) == 0 ? ::mkstemp(temporary.data()) : -1;
@@ -93,8 +98,9 @@ bool CopyIntoPlace(const std::string& from, const std::string& to) {
     char buffer[65536];
     while (copied) {
         const ssize_t got = ::read(source, buffer, sizeof buffer);
-        if (got < 0 && errno == EINTR)
+        if (got < 0 && errno == EINTR) {
             continue;
+        }
         if (got <= 0) {
             copied = got == 0;
             break;
@@ -106,8 +112,9 @@ bool CopyIntoPlace(const std::string& from, const std::string& to) {
         copied = copied && ::fchmod(target, info.st_mode & 07777) == 0 && ::fsync(target) == 0;
         copied = ::close(target) == 0 && copied;
         copied = copied && ::rename(temporary.c_str(), to.c_str()) == 0;
-        if (!copied)
+        if (!copied) {
             ::unlink(temporary.c_str());
+        }
     }
     return copied;
 }
@@ -137,14 +144,16 @@ std::vector<FolderEntry> ListFolder(const WString& path) {
     std::vector<FolderEntry> entries;
     const std::string folder = Native(path);
     DIR* listing = ::opendir(folder.c_str());
-    if (listing == nullptr)
+    if (listing == nullptr) {
         return entries;
+    }
     while (const dirent* entry = ::readdir(listing)) {
         // A name that is no UTF-8 has no wide form: passing it on cut short would name another
         // entry, so it is not listed at all.
         const std::string name = entry->d_name;
-        if (!utf8::is_valid(name.begin(), name.end()))
+        if (!utf8::is_valid(name.begin(), name.end())) {
             continue;
+        }
         // A link is never a folder here, even when it points at one, so that a walk over the
         // tree never leaves it.
         bool isFolder = entry->d_type == DT_DIR;
@@ -161,44 +170,54 @@ std::vector<FolderEntry> ListFolder(const WString& path) {
 int32_t Rename(const WString& from, const WString& to) {
     const std::string source = Native(from);
     const std::string target = Native(to);
-    if (::rename(source.c_str(), target.c_str()) == 0)
+    if (::rename(source.c_str(), target.c_str()) == 0) {
         return 0;
-    if (errno != EXDEV)
+    }
+    if (errno != EXDEV) {
         return -1;
+    }
     // Only a plain file moves across file systems: a folder does not, as on the host's platform,
     // and a link is not turned into a copy of what it points at.
     struct stat info {};
-    if (::lstat(source.c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+    if (::lstat(source.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
         return -1;
-    if (!CopyIntoPlace(source, target))
+    }
+    if (!CopyIntoPlace(source, target)) {
         return -1;
+    }
     return ::unlink(source.c_str()) == 0 ? 0 : -1;
 }
 
 int32_t ReplaceFile(const WString& from, const WString& to) {
     const std::string source = Native(from);
     const std::string target = Native(to);
-    if (::rename(source.c_str(), target.c_str()) == 0)
+    if (::rename(source.c_str(), target.c_str()) == 0) {
         return 0;
-    if (errno != EXDEV)
+    }
+    if (errno != EXDEV) {
         return errno;
+    }
     // A copy made beside the target takes its place in one step, as the rename would have.
     struct stat info {};
-    if (::lstat(source.c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+    if (::lstat(source.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
         return EXDEV;
+    }
     errno = 0;
-    if (!CopyIntoPlace(source, target))
+    if (!CopyIntoPlace(source, target)) {
         return errno != 0 ? errno : EIO;
+    }
     return ::unlink(source.c_str()) == 0 ? 0 : errno;
 }
 
 WString TempPath() {
     const char* fromEnvironment = std::getenv("TMPDIR");
     std::string folder = fromEnvironment != nullptr ? fromEnvironment : "";
-    if (folder.empty() || !utf8::is_valid(folder.begin(), folder.end()))
+    if (folder.empty() || !utf8::is_valid(folder.begin(), folder.end())) {
         folder = "/tmp";
-    if (folder.back() != '/')
+    }
+    if (folder.back() != '/') {
         folder += '/';
+    }
     return CUtils::StringUTF8ToWstring(folder);
 }
 
@@ -211,17 +230,20 @@ WString UserTempSubfolder(const WString& name) {
 bool MakePrivateFolder(const WString& path) {
     std::string folder = Native(path);
     // A trailing separator would make the system follow a link in the folder's place.
-    while (folder.size() > 1 && folder.back() == '/')
+    while (folder.size() > 1 && folder.back() == '/') {
         folder.pop_back();
+    }
     const bool made = !folder.empty() && ::mkdir(folder.c_str(), 0700) == 0;
     const Descriptor opened(
         ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (opened.Get() < 0)
+    if (opened.Get() < 0) {
         return false;
+    }
     // A folder made just now may have lost rights to the file mode mask; it gets exactly the
     // owner's. One that was there already is judged as it stands.
-    if (made && ::fchmod(opened.Get(), 0700) != 0)
+    if (made && ::fchmod(opened.Get(), 0700) != 0) {
         return false;
+    }
     struct stat info {};
     return ::fstat(opened.Get(), &info) == 0 && S_ISDIR(info.st_mode) &&
            info.st_uid == ::geteuid() && (info.st_mode & 07777) == 0700;
@@ -251,11 +273,13 @@ WString ModuleFileName() {
         file = module->l_name;
     }
     // The main program's own entry has no name: it is the running executable.
-    if (file.empty())
+    if (file.empty()) {
         file = "/proc/self/exe";
+    }
     char resolved[PATH_MAX];
-    if (::realpath(file.c_str(), resolved) != nullptr)
+    if (::realpath(file.c_str(), resolved) != nullptr) {
         file = resolved;
+    }
     return CUtils::StringUTF8ToWstring(file);
 }
 
@@ -289,10 +313,12 @@ __attribute__((noinline)) uint16_t CaptureStack(uint32_t skip, uint32_t limit, v
     // an instrumented build): the caller's frame is the one holding this call's return address.
     void* const callerFrame = __builtin_return_address(0);
     int start = 0;
-    while (start < depth && stack[start] != callerFrame)
+    while (start < depth && stack[start] != callerFrame) {
         ++start;
-    if (start == depth)
+    }
+    if (start == depth) {
         start = 1;
+    }
     uint16_t count = 0;
     uint32_t sum = 0;
     for (uint64_t i = uint64_t(start) + skip; i < uint64_t(depth) && count < limit; ++i, ++count) {
