@@ -47,15 +47,15 @@ bool PassOver(InputStream& stream, int64_t length) {
 
 // Reads the strong encryption header in front of the data; gives its length.
 int64_t ReadStrongEncryptionHeader(InputStream& stream) {
-    uint8_t field[sizeof(uint32_t)];
-    if (!ReadExactly(stream, field, sizeof(uint16_t))) {
+    uint8_t field[StrongEncryptionHeader::kRemainingSizeWidth];
+    if (!ReadExactly(stream, field, StrongEncryptionHeader::kVectorOffset)) {
         throw OVException("IV size read failed");
     }
     const int64_t vectorSize = ReadField(field, StrongEncryptionHeader::VectorSize);
     if (!PassOver(stream, vectorSize)) {
         throw OVException("IV size read failed");
     }
-    if (!ReadExactly(stream, field, sizeof(uint32_t))) {
+    if (!ReadExactly(stream, field, StrongEncryptionHeader::kRemainingSizeWidth)) {
         throw OVException("Enc header remaining read failed");
     }
     const int64_t remaining = ReadField(field, StrongEncryptionHeader::RemainingSize);

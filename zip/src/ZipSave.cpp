@@ -511,6 +511,7 @@ void ZipFile::writeArchive(const WString& temporaryPath) {
     std::vector<WrittenMember> written;
     written.reserve(members.size() + pendingMembers.size());
 
+    // The members of the old archive, their data copied unchanged, then the pending members.
     if (cdOffset != 0 || !members.empty()) {
         FileInputStream old(path);
         for (size_t i = 0; i < members.size(); ++i) {
@@ -524,6 +525,7 @@ void ZipFile::writeArchive(const WString& temporaryPath) {
         written.push_back(WritePendingMember(out, member, name, hidden));
     }
 
+    // The directory, then the Zip64 records where needed, and the end record.
     cdOffset = out.getCount();
     const bool anyZip64 = WriteDirectory(out, written);
     cdSize = out.getCount() - cdOffset;

@@ -4,8 +4,9 @@
 //
 // All on-disk values are little-endian. Failures are OVException; codes of structure are -18
 // (bad or missing record), -16 (short directory signature), -6 (bad index), 5 (delete on open
-// failure failed), 15 (save failed) and 4864 (open failed with no code). Their messages are empty
-// unless one is named for them.
+// failure failed), 15 (save failed) and 4864 (open failed with no code). Their messages are
+// empty, save for the few named with them and for the checks that this library makes beyond the
+// format's own (a record cut short, members that overlap), which say what went wrong.
 #pragma once
 
 #include "common/WideString.h"
