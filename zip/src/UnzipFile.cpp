@@ -33,8 +33,9 @@ bool LogUnzip(bool isError, const FormattedMessage& message,
 WString WithPlatformSeparators(WString path) {
     const char16_t separator = CUtils::GetPathSeparator()[0];
     for (char16_t& c : path) {
-        if (CUtils::IsPathSeparator(c))
+        if (CUtils::IsPathSeparator(c)) {
             c = separator;
+        }
     }
     return path;
 }
@@ -44,19 +45,24 @@ bool IsAsciiLetter(char16_t c) { return (c >= u'a' && c <= u'z') || (c >= u'A' &
 // True when the member path stays inside the folder it is extracted into: no leading separator,
 // no drive prefix such as "C:", and no ".." step between separators of either kind.
 bool IsContainedMemberPath(const WString& memberPath) {
-    if (memberPath.empty())
+    if (memberPath.empty()) {
         return true;
-    if (CUtils::IsPathSeparator(memberPath[0]))
+    }
+    if (CUtils::IsPathSeparator(memberPath[0])) {
         return false;
-    if (memberPath.size() >= 2 && IsAsciiLetter(memberPath[0]) && memberPath[1] == u':')
+    }
+    if (memberPath.size() >= 2 && IsAsciiLetter(memberPath[0]) && memberPath[1] == u':') {
         return false;
+    }
     size_t start = 0;
     while (start <= memberPath.size()) {
         size_t end = start;
-        while (end < memberPath.size() && !CUtils::IsPathSeparator(memberPath[end]))
+        while (end < memberPath.size() && !CUtils::IsPathSeparator(memberPath[end])) {
             ++end;
-        if (memberPath.compare(start, end - start, u"..") == 0)
+        }
+        if (memberPath.compare(start, end - start, u"..") == 0) {
             return false;
+        }
         start = end + 1;
     }
     return true;
@@ -74,10 +80,12 @@ WString PartPathOf(const WString& outputPath, int attempt) {
     const size_t nameStart = outputPath.find_last_of(CUtils::GetPathSeparator()) + 1;
     const std::string name = CUtils::WstringToStringUTF8(outputPath.substr(nameStart));
     const size_t extra = attempt == 0 ? 0 : 1 + kRandomLength;
-    if (name.size() + extra + std::char_traits<char16_t>::length(kPartSuffix) > kLongestName)
+    if (name.size() + extra + std::char_traits<char16_t>::length(kPartSuffix) > kLongestName) {
         return outputPath.substr(0, nameStart) + CUtils::RandomWstring(16, 62) + kPartSuffix;
-    if (attempt == 0)
+    }
+    if (attempt == 0) {
         return outputPath + kPartSuffix;
+    }
     return outputPath + u"." + CUtils::RandomWstring(kRandomLength, 62) + kPartSuffix;
 }
 
@@ -91,15 +99,17 @@ std::unique_ptr<FileOutputStream> CreatePartFile(const WString& outputPath, WStr
         } catch (const OVException&) {
             // A name already taken: the next one. Any other failure, or the last attempt, ends the
             // extraction with the stream's own report.
-            if (attempt + 1 >= kPartNameAttempts || !CUtils::FileExists(partPath))
+            if (attempt + 1 >= kPartNameAttempts || !CUtils::FileExists(partPath)) {
                 throw;
+            }
         }
     }
 }
 
 void AppendSeparatorIfMissing(WString& path) {
-    if (path.empty() || !CUtils::IsPathSeparator(path.back()))
+    if (path.empty() || !CUtils::IsPathSeparator(path.back())) {
         path += CUtils::GetPathSeparator();
+    }
 }
 
 // Passes the member's bytes to the file and keeps their count and CRC for the check at the end.
@@ -122,11 +132,6 @@ private:
     uint64_t count = 0;
 };
 
-bool IsAesKind(uint16_t flags) {
-    const uint16_t kind = flags & kZipKindMask;
-    return kind == kZipAes128 || kind == kZipAes192 || kind == kZipAes256;
-}
-
 // Reads member `entry` to its end into a new part file beside `outputPath` and gives the part
 // file's path. The reader checks what the member promises; the length and, where the archive
 // keeps one, the CRC are checked here as well, since the reader leaves plain members unchecked
@@ -147,13 +152,15 @@ WString WriteMember(ZipFile& zip, const ZipDirectoryEntry& entry, const WString&
         member->transfer(checked, -1);
         member.reset();
         file->commit(false);
-        if (checked.getCount() != expectedSize)
+        if (checked.getCount() != expectedSize) {
             throw OVException(kZipVerificationFailed, "Member length differs from the directory");
+        }
         // AES members in the AE-2 layout carry CRC 0 and are checked by their authentication code.
         const ZipMemberInfo& info = zip.getMembers().at(static_cast<size_t>(entry.memberIndex));
-        const bool crcKept = !(IsAesKind(info.flags) && entry.crc == 0);
-        if (crcKept && checked.getCrc() != entry.crc)
+        const bool crcKept = !(IsAesKind(info.flags & kZipKindMask) && entry.crc == 0);
+        if (crcKept && checked.getCrc() != entry.crc) {
             throw OVException(kZipVerificationFailed, "Verification failed");
+        }
     } catch (...) {
         file.reset();
         CUtils::DeleteFileOV(partPath);
@@ -193,16 +200,18 @@ bool UnzipArchive(ZipFile& zip, const WString& targetDirectory, bool cleanTarget
                 "CUtils::UnzipFile refused a member outside the target directory: {0}");
             const FormattedMessage message(format, name);
             LogUnzip(true, message);
-            if (passedOver != nullptr)
+            if (passedOver != nullptr) {
                 passedOver->push_back(FormatWide(message));
+            }
             continue;
         }
 
         WString outputPath = target;
         AppendSeparatorIfMissing(outputPath);
         outputPath += WithPlatformSeparators(entry.path);
-        if (!entry.path.empty())
+        if (!entry.path.empty()) {
             AppendSeparatorIfMissing(outputPath);
+        }
         outputPath += WithPlatformSeparators(entry.name);
 
         // CreateDirectories reports success whatever happened. A folder it could not make is

@@ -12,13 +12,14 @@
 namespace {
 
 // The byte-wise CRC-32 table that the PKWARE key schedule runs on.
-const std::array<uint32_t, 256>& crcTable() {
+const std::array<uint32_t, 256>& CrcTable() {
     static const std::array<uint32_t, 256> table = [] {
         std::array<uint32_t, 256> built{};
         for (uint32_t n = 0; n < 256; ++n) {
             uint32_t c = n;
-            for (int k = 0; k < 8; ++k)
+            for (int k = 0; k < 8; ++k) {
                 c = (c & 1) != 0 ? 0xEDB88320u ^ (c >> 1) : c >> 1;
+            }
             built[n] = c;
         }
         return built;
@@ -26,8 +27,8 @@ const std::array<uint32_t, 256>& crcTable() {
     return table;
 }
 
-uint32_t crcByte(uint32_t crc, uint8_t byte) {
-    return crcTable()[(crc ^ byte) & 0xFF] ^ (crc >> 8);
+uint32_t CrcByte(uint32_t crc, uint8_t byte) {
+    return CrcTable()[(crc ^ byte) & 0xFF] ^ (crc >> 8);
 }
 
 // Zeroes a narrow password copy before its memory goes back.
@@ -44,27 +45,30 @@ void deriveKey(uint8_t* output, const WString& password, const uint8_t* salt, in
     mbedtls_md_context_t context;
     mbedtls_md_init(&context);
     int result = mbedtls_md_setup(&context, mbedtls_md_info_from_type(MBEDTLS_MD_SHA1), 1);
-    if (result == 0)
+    if (result == 0) {
         result = mbedtls_pkcs5_pbkdf2_hmac(
             &context, reinterpret_cast<const unsigned char*>(utf8.text.data()), utf8.text.size(),
             salt, static_cast<size_t>(saltLength), static_cast<unsigned int>(iterations),
             static_cast<uint32_t>(lengthInBytes), output);
+    }
     mbedtls_md_free(&context);
-    if (result != 0)
+    if (result != 0) {
         throw OVException(result, "PBKDF failed");
+    }
 }
 
 PkwareKeys::PkwareKeys(const std::string& password) : keys{0x12345678u, 0x23456789u, 0x34567890u} {
-    for (char c : password)
+    for (char c : password) {
         update(static_cast<uint8_t>(c));
+    }
 }
 
 PkwareKeys::~PkwareKeys() { mbedtls_platform_zeroize(keys, sizeof(keys)); }
 
 void PkwareKeys::update(uint8_t plainByte) {
-    keys[0] = crcByte(keys[0], plainByte);
+    keys[0] = CrcByte(keys[0], plainByte);
     keys[1] = (keys[1] + (keys[0] & 0xFF)) * 134775813u + 1;
-    keys[2] = crcByte(keys[2], static_cast<uint8_t>(keys[1] >> 24));
+    keys[2] = CrcByte(keys[2], static_cast<uint8_t>(keys[1] >> 24));
 }
 
 uint8_t PkwareKeys::streamByte() const {
@@ -95,8 +99,9 @@ PkwareKeys PkwareDecryptingInputStream::keysOf(const WString& password) {
 
 int64_t PkwareDecryptingInputStream::read(uint8_t* buffer, int64_t length) {
     const int64_t got = source->read(buffer, length);
-    for (int64_t i = 0; i < got; ++i)
+    for (int64_t i = 0; i < got; ++i) {
         buffer[i] = keys.decrypt(buffer[i]);
+    }
     return got;
 }
 
@@ -105,7 +110,7 @@ void PkwareDecryptingInputStream::reset() {
     keys = initialKeys;
 }
 
-void forgetPassword(WString& password) {
+void ForgetPassword(WString& password) {
     mbedtls_platform_zeroize(password.data(), password.size() * sizeof(char16_t));
     password.clear();
 }

@@ -1,5 +1,9 @@
 // ZipDirectory.cpp: reading the central directory into the member table: the end record and the
 // Zip64 records, each central record with its extra blocks, then order and duplicates.
+//
+// A record that is bad or missing is code -18 with an empty message, as is a short directory
+// signature with code -16. The checks that this reader makes beyond them (a record cut short, an
+// archive whose members overlap) say what went wrong; open() passes on only the codes.
 #include "ZipRecords.h"
 #include "ZipTable.h"
 #include "common/CUtils.h"
@@ -9,6 +13,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <string>
 
 using namespace ziprecords;
@@ -18,42 +23,336 @@ namespace {
 // How far back from the end the end record is looked for: the record, the longest comment, the
 // Zip64 locator, and one more byte.
 constexpr int64_t kTailLength = 65578;
-constexpr int64_t kZip64EndReadLength = 341;
-constexpr int64_t kZip64EndBaseLength = 56;
+// Longer names make their entry vanish.
 constexpr size_t kLongestName = 256;
 
-[[noreturn]] void BadStructure(const std::string& message = "") {
+[[noreturn]] void ThrowBadStructure(const std::string& message = std::string()) {
     throw OVException(kZipBadStructure, message);
 }
 
-// Reads until `length` bytes came or the stream ended; the count that came.
-int64_t ReadFully(InputStream& stream, uint8_t* buffer, int64_t length) {
-    int64_t total = 0;
-    while (total < length) {
-        const int64_t got = stream.read(buffer + total, length - total);
-        if (got <= 0)
-            break;
-        total += got;
+// Reads `length` bytes of a record that this reader checks beyond its signature.
+void ReadRecordPart(InputStream& stream, uint8_t* buffer, int64_t length, const char* message) {
+    if (ReadFully(stream, buffer, length) != length) {
+        ThrowBadStructure(message);
     }
-    return total;
-}
-
-void ReadExactly(InputStream& stream, uint8_t* buffer, int64_t length) {
-    if (ReadFully(stream, buffer, length) != length)
-        BadStructure();
 }
 
 // Moves to `position`, which must lie within the stream of `size` bytes.
-void SeekExactly(SeekableInputStream& stream, uint64_t position, int64_t size) {
+void SeekWithin(SeekableInputStream& stream, uint64_t position, int64_t size,
+                const std::string& message = std::string()) {
     if (position > static_cast<uint64_t>(size) ||
-        stream.seek(static_cast<int64_t>(position)) != static_cast<int64_t>(position))
-        BadStructure();
+        stream.seek(static_cast<int64_t>(position)) != static_cast<int64_t>(position)) {
+        ThrowBadStructure(message);
+    }
 }
 
 uint32_t CrcOf(const std::string& bytes) {
     Crc32 crc;
     crc.update(reinterpret_cast<const uint8_t*>(bytes.data()), static_cast<int64_t>(bytes.size()));
     return crc.result();
+}
+
+// Reads the archive's last bytes, as far back as the end record may lie.
+ByteBuffer ReadTail(SeekableInputStream& in, int64_t size) {
+    const int64_t tailStart = std::max<int64_t>(0, size - kTailLength);
+    if (in.seek(tailStart) != tailStart) {
+        ThrowBadStructure("Failed to seek to the archive's last bytes");
+    }
+    ByteBuffer tail(static_cast<size_t>(std::min<int64_t>(size - tailStart, kTailLength)));
+    tail.resize(static_cast<size_t>(ReadFully(in, tail.data(), static_cast<int64_t>(tail.size()))));
+    return tail;
+}
+
+// The end record with what lies around it: the 20 bytes before it and the comment behind it.
+struct EndRecords {
+    const uint8_t* end = nullptr;  // inside the tail
+    uint8_t locator[Zip64Locator::kSize] = {};
+    ByteBuffer comment;
+};
+
+// Scans back for the end record's signature: the last match wins, since a comment may hold the
+// signature too. Keeps the 20 bytes before it, if there are so many, else zeros; the comment is
+// the record's length, limited to the bytes that follow.
+EndRecords FindEndRecords(const ByteBuffer& tail) {
+    if (tail.size() < EndRecord::kSize) {
+        ThrowBadStructure();
+    }
+    int64_t at = static_cast<int64_t>(tail.size() - EndRecord::kSize);
+    while (at >= 0 && ReadField(tail.data() + at, EndRecord::Signature) != EndRecord::kSignature) {
+        --at;
+    }
+    if (at < 0) {
+        ThrowBadStructure();
+    }
+    EndRecords records;
+    records.end = tail.data() + at;
+    if (at >= static_cast<int64_t>(Zip64Locator::kSize)) {
+        std::copy(records.end - Zip64Locator::kSize, records.end, records.locator);
+    }
+    const size_t commentAvailable = tail.size() - static_cast<size_t>(at) - EndRecord::kSize;
+    const size_t commentLength =
+        std::min<size_t>(ReadField(records.end, EndRecord::CommentLength), commentAvailable);
+    const uint8_t* comment = records.end + EndRecord::kSize;
+    records.comment.assign(comment, comment + commentLength);
+    return records;
+}
+
+bool HasZip64Locator(const EndRecords& records) {
+    return ReadField(records.locator, Zip64Locator::Signature) == Zip64Locator::kSignature;
+}
+
+// Where the directory lies and how many entries it has.
+struct DirectoryPlace {
+    uint64_t offset = 0;
+    uint64_t size = 0;
+    uint64_t count = 0;
+    uint16_t versionMadeBy = 0;  // Zip64 only
+    uint16_t versionNeeded = 0;  // Zip64 only
+};
+
+// Without a locator, the end record gives the directory.
+DirectoryPlace ClassicDirectory(const uint8_t* end) {
+    DirectoryPlace place;
+    place.offset = ReadField(end, EndRecord::DirectoryOffset);
+    place.size = ReadField(end, EndRecord::DirectorySize);
+    place.count = ReadField(end, EndRecord::TotalEntries);
+    return place;
+}
+
+// With a locator, the Zip64 end record where it points gives the directory.
+DirectoryPlace ReadZip64EndRecord(SeekableInputStream& in, int64_t size, const uint8_t* locator) {
+    SeekWithin(in, ReadField(locator, Zip64Locator::Zip64EndOffset), size);
+    uint8_t record[Zip64EndRecord::kReadLength] = {};
+    const int64_t got = ReadFully(in, record, Zip64EndRecord::kReadLength);
+    if (ReadField(record, Zip64EndRecord::Signature) != Zip64EndRecord::kSignature) {
+        ThrowBadStructure();
+    }
+    if (got < static_cast<int64_t>(Zip64EndRecord::kSize)) {
+        ThrowBadStructure("Zip64 end record is cut short");
+    }
+    DirectoryPlace place;
+    place.count = ReadField(record, Zip64EndRecord::TotalEntries);
+    place.size = ReadField(record, Zip64EndRecord::DirectorySize);
+    place.offset = ReadField(record, Zip64EndRecord::DirectoryOffset);
+    place.versionMadeBy = ReadField(record, Zip64EndRecord::VersionMadeBy);
+    place.versionNeeded = ReadField(record, Zip64EndRecord::VersionNeeded);
+    return place;
+}
+
+// The directory is encrypted: a version needed of 62 or more, and an end record whose total
+// count is saturated while its count on this disk is 0.
+bool IsEncryptedDirectory(uint16_t versionNeeded, const uint8_t* end) {
+    return versionNeeded >= kVersionEncryptedDirectory &&
+           ReadField(end, EndRecord::TotalEntries) >= EndRecord::kMostEntries &&
+           ReadField(end, EndRecord::DiskEntries) == 0;
+}
+
+// Archive extra data may begin the directory; it is passed over. Gives the position of the
+// first central record, where the stream then stands.
+uint64_t SkipArchiveExtraData(SeekableInputStream& in, uint64_t directoryOffset, int64_t size) {
+    uint64_t position = directoryOffset;
+    uint8_t header[ArchiveExtraData::kSize] = {};
+    const int64_t signatureWidth = sizeof(uint32_t);
+    if (ReadFully(in, header, signatureWidth) == signatureWidth &&
+        ReadField(header, ArchiveExtraData::Signature) == ArchiveExtraData::kSignature) {
+        ReadRecordPart(in, header + ArchiveExtraData::Length.offset, sizeof(uint32_t),
+                       "Archive extra data is cut short");
+        position =
+            directoryOffset + ArchiveExtraData::kSize + ReadField(header, ArchiveExtraData::Length);
+    }
+    SeekWithin(in, position, size, "Archive extra data runs past the archive's end");
+    return position;
+}
+
+// Each record takes at least 46 bytes of the stream: a count that lies reserves no more.
+size_t EntriesToReserve(const DirectoryPlace& place, int64_t size) {
+    const uint64_t room = static_cast<uint64_t>(size) / CentralRecord::kSize + 1;
+    return static_cast<size_t>(
+        std::min({place.count, room, place.size / CentralRecord::kSize + 1}));
+}
+
+// The fields of a central record that go into the table as they stand: offset, CRC, sizes and
+// attributes. A name ending in "/" is a directory.
+ZipMemberInfo TakeRecordFields(const uint8_t* record, const std::string& name) {
+    ZipMemberInfo member;
+    member.crc = ReadField(record, CentralRecord::Crc);
+    member.compressedSize = ReadField(record, CentralRecord::CompressedSize);
+    member.uncompressedSize = ReadField(record, CentralRecord::UncompressedSize);
+    member.offset = ReadField(record, CentralRecord::LocalHeaderOffset);
+    // The attribute word means DOS attributes only when made on a DOS-like host.
+    if (ReadField(record, CentralRecord::HostByte) == 0) {
+        member.attributes = static_cast<uint16_t>(
+            ReadField(record, CentralRecord::ExternalAttributes) & kDosAttributeMask);
+    }
+    if (!name.empty() && name.back() == '/') {
+        member.attributes |= kZipDirectoryAttribute;
+    }
+    return member;
+}
+
+// The name of a Unicode path block whose version is 1 and whose CRC is the raw name's.
+std::optional<WString> UnicodePathName(const ByteBuffer& extra, const std::string& name) {
+    const auto block = FindExtraBlock(extra.data(), extra.size(), UnicodePathBlock::kId);
+    if (!block || block->size < UnicodePathBlock::kNameOffset ||
+        ReadField(block->data, UnicodePathBlock::Version) != UnicodePathBlock::kVersion ||
+        ReadField(block->data, UnicodePathBlock::NameCrc) != CrcOf(name)) {
+        return std::nullopt;
+    }
+    return CUtils::StringUTF8ToWstring(
+        std::string(reinterpret_cast<const char*>(block->data + UnicodePathBlock::kNameOffset),
+                    block->size - UnicodePathBlock::kNameOffset));
+}
+
+// A Zip64 block replaces whichever of offset, compressed size and uncompressed size read
+// saturated, each from its fixed place.
+void ApplyZip64Block(const ByteBuffer& extra, ZipMemberInfo& member) {
+    const auto block = FindExtraBlock(extra.data(), extra.size(), Zip64Block::kId);
+    if (!block) {
+        return;
+    }
+    if (member.uncompressedSize == kSaturated32 &&
+        block->size >= Zip64Block::LengthThrough(Zip64Block::UncompressedSize)) {
+        member.uncompressedSize = ReadField(block->data, Zip64Block::UncompressedSize);
+    }
+    if (member.compressedSize == kSaturated32 &&
+        block->size >= Zip64Block::LengthThrough(Zip64Block::CompressedSize)) {
+        member.compressedSize = ReadField(block->data, Zip64Block::CompressedSize);
+    }
+    if (member.offset == kSaturated32 &&
+        block->size >= Zip64Block::LengthThrough(Zip64Block::LocalHeaderOffset)) {
+        member.offset = ReadField(block->data, Zip64Block::LocalHeaderOffset);
+    }
+}
+
+// The table's flags: sizes following the data, and the encryption kind. Method 99 takes its kind
+// from the AES block's strength; otherwise the strong encryption bit gives kind 5.
+uint16_t TableFlags(const uint8_t* record, const ByteBuffer& extra) {
+    const uint16_t generalFlags = ReadField(record, CentralRecord::GeneralFlags);
+    uint16_t flags = generalFlags & kFlagSizesFollow;
+    if (generalFlags & kFlagEncrypted) {
+        flags |= kZipPkware;
+    }
+    if (ReadField(record, CentralRecord::Method) == kMethodAes) {
+        const auto block = FindExtraBlock(extra.data(), extra.size(), AesBlock::kId);
+        if (!block || block->size < AesBlock::kSize) {
+            ThrowBadStructure("AES chunk not found");
+        }
+        const uint8_t strength = ReadField(block->data, AesBlock::Strength);
+        const uint16_t kind =
+            strength >= AesBlock::kStrength128 && strength <= AesBlock::kStrength256
+                ? strength + (kZipAes128 - AesBlock::kStrength128)
+                : kZipNotEncrypted;
+        flags = static_cast<uint16_t>((flags & ~kZipKindMask) | kind);
+    } else if (generalFlags & kFlagStrongEncryption) {
+        flags = static_cast<uint16_t>((flags & ~kZipKindMask) | kZipStrong);
+    }
+    return flags;
+}
+
+// A directory's name gets a trailing "/"; the path splits at the last "/" into folder and name.
+void SetPath(ZipMemberInfo& member, WString path) {
+    if ((member.attributes & kZipDirectoryAttribute) && (path.empty() || path.back() != u'/')) {
+        path += u'/';
+    }
+    const size_t slash = path.rfind(u'/');
+    const size_t split = slash == WString::npos ? 0 : slash + 1;
+    member.folder = path.substr(0, split);
+    member.name = path.substr(split);
+    member.hash = ziptable::HashText(path);
+}
+
+// Reads one central record with its name, extra and comment, from `position` on; nothing for an
+// entry whose name is too long, which vanishes silently.
+std::optional<ZipMemberInfo> ReadCentralRecord(SeekableInputStream& in, int64_t size,
+                                               uint64_t& position, std::string& name,
+                                               ByteBuffer& extra) {
+    uint8_t record[CentralRecord::kSize];
+    if (ReadFully(in, record, CentralRecord::kSize) != CentralRecord::kSize ||
+        ReadField(record, CentralRecord::Signature) != CentralRecord::kSignature) {
+        ThrowBadStructure();
+    }
+    position += CentralRecord::kSize;
+    const uint16_t nameLength = ReadField(record, CentralRecord::NameLength);
+    const uint16_t extraLength = ReadField(record, CentralRecord::ExtraLength);
+    const uint16_t commentLength = ReadField(record, CentralRecord::CommentLength);
+    if (nameLength > kLongestName) {
+        position += static_cast<uint64_t>(nameLength) + extraLength + commentLength;
+        SeekWithin(in, position, size, "Central directory record runs past the archive's end");
+        return std::nullopt;
+    }
+
+    name.resize(nameLength);
+    ReadRecordPart(in, reinterpret_cast<uint8_t*>(name.data()), nameLength,
+                   "Central directory record's name is cut short");
+    extra.resize(extraLength);
+    ReadRecordPart(in, extra.data(), extraLength, "Central directory record's extra is cut short");
+    position += static_cast<uint64_t>(nameLength) + extraLength;
+
+    ZipMemberInfo member = TakeRecordFields(record, name);
+    const std::optional<WString> unicodeName = UnicodePathName(extra, name);
+    ApplyZip64Block(extra, member);
+    member.flags = TableFlags(record, extra);
+
+    // Skips the comment; one running past the end is cut short there, as skipping does.
+    position = static_cast<uint64_t>(in.seek(static_cast<int64_t>(
+        std::min<uint64_t>(position + commentLength, static_cast<uint64_t>(size)))));
+    member.stamp = DosStamp(ReadField(record, CentralRecord::DosTime),
+                            ReadField(record, CentralRecord::DosDate));
+    SetPath(member, unicodeName ? *unicodeName : CUtils::StringUTF8ToWstring(name));
+    return member;
+}
+
+// A directory that holds another member is already implied by that member's path: it is flagged
+// shadowed.
+void FlagShadowedDirectories(std::vector<ZipMemberInfo>& members) {
+    std::map<WString, size_t> folders;
+    for (const ZipMemberInfo& member : members) {
+        ++folders[member.folder];
+    }
+    for (ZipMemberInfo& member : members) {
+        if ((member.attributes & kZipDirectoryAttribute) && member.name.empty() &&
+            folders[member.folder] > 1) {
+            member.flags |= kZipShadowed;
+        }
+    }
+}
+
+// A directory signature may follow the directory: its data is passed over, and a short one is
+// code -16.
+void SkipDirectorySignature(SeekableInputStream& in, uint64_t directoryOffset,
+                            uint64_t directorySize, int64_t size) {
+    const uint64_t directoryEnd = directoryOffset + directorySize;
+    if (directoryEnd < directoryOffset || directoryEnd > static_cast<uint64_t>(size) ||
+        in.seek(static_cast<int64_t>(directoryEnd)) != static_cast<int64_t>(directoryEnd)) {
+        return;
+    }
+    uint8_t record[DirectorySignature::kFirstRead];
+    if (ReadFully(in, record, DirectorySignature::kFirstRead) != DirectorySignature::kFirstRead ||
+        ReadField(record, DirectorySignature::Signature) != DirectorySignature::kSignature) {
+        return;
+    }
+    const uint16_t signatureSize = ReadField(record, DirectorySignature::Size);
+    const int64_t readAlready = DirectorySignature::kFirstRead - DirectorySignature::kSize;
+    const int64_t rest = signatureSize > readAlready ? signatureSize - readAlready : 0;
+    ByteBuffer data(static_cast<size_t>(rest));
+    if (ReadFully(in, data.data(), rest) != rest) {
+        throw OVException(kZipShortSignature, "");
+    }
+}
+
+// Walks from the second-to-last entry down; where an entry and its successor have the same name
+// and folder, the table's second entry goes, whichever pair it was. True when any went.
+bool RemoveDuplicates(std::vector<ZipMemberInfo>& members) {
+    bool removed = false;
+    for (int64_t i = static_cast<int64_t>(members.size()) - 2; i >= 0; --i) {
+        const size_t here = static_cast<size_t>(i);
+        if (here + 1 < members.size() && members[here].name == members[here + 1].name &&
+            members[here].folder == members[here + 1].folder) {
+            members.erase(members.begin() + 1);
+            removed = true;
+        }
+    }
+    return removed;
 }
 
 }  // namespace
@@ -67,187 +366,46 @@ void ZipFile::readDirectory() {
     SeekableInputStream& in = *stream;
     // Seeking is limited to the stream, so the far end gives its length.
     const int64_t size = in.seek(INT64_MAX);
-    const int64_t tailStart = std::max<int64_t>(0, size - kTailLength);
-    if (in.seek(tailStart) != tailStart)
-        BadStructure();
-    ByteBuffer tail(static_cast<size_t>(std::min<int64_t>(size - tailStart, kTailLength)));
-    tail.resize(static_cast<size_t>(ReadFully(in, tail.data(), static_cast<int64_t>(tail.size()))));
+    const ByteBuffer tail = ReadTail(in, size);
+    const EndRecords records = FindEndRecords(tail);
+    comment = records.comment;
 
-    // The last end record wins: a comment may hold the signature too.
-    if (tail.size() < static_cast<size_t>(kEndSize))
-        BadStructure();
-    int64_t at = static_cast<int64_t>(tail.size()) - kEndSize;
-    while (at >= 0 && CUtils::ReadLE32(tail.data() + at) != kEndSignature)
-        --at;
-    if (at < 0)
-        BadStructure();
-    const uint8_t* end = tail.data() + at;
-    uint8_t locator[kZip64LocatorSize] = {};
-    if (at >= kZip64LocatorSize)
-        std::copy(end - kZip64LocatorSize, end, locator);
-    const size_t commentAvailable = tail.size() - static_cast<size_t>(at) - kEndSize;
-    const size_t commentLength = std::min<size_t>(CUtils::ReadLE16(end + 20), commentAvailable);
-    comment.assign(end + kEndSize, end + kEndSize + commentLength);
-
-    const uint16_t classicDiskCount = CUtils::ReadLE16(end + 8);
-    const uint16_t classicTotal = CUtils::ReadLE16(end + 10);
-    uint64_t count = 0;
-    if (CUtils::ReadLE32(locator) != kZip64LocatorSignature) {
-        cdOffset = CUtils::ReadLE32(end + 16);
-        cdSize = CUtils::ReadLE32(end + 12);
-        count = classicTotal;
-        SeekExactly(in, cdOffset, size);
+    DirectoryPlace place;
+    if (!HasZip64Locator(records)) {
+        place = ClassicDirectory(records.end);
+        cdOffset = place.offset;
+        cdSize = place.size;
+        SeekWithin(in, cdOffset, size);
     } else {
-        SeekExactly(in, CUtils::ReadLE64(locator + 8), size);
-        uint8_t record[kZip64EndReadLength] = {};
-        const int64_t got = ReadFully(in, record, kZip64EndReadLength);
-        if (got < kZip64EndBaseLength || CUtils::ReadLE32(record) != kZip64EndSignature)
-            BadStructure();
-        count = CUtils::ReadLE64(record + 32);
-        cdSize = CUtils::ReadLE64(record + 40);
-        cdOffset = CUtils::ReadLE64(record + 48);
-        versionMadeBy = CUtils::ReadLE16(record + 12);
-        versionNeeded = CUtils::ReadLE16(record + 14);
-        SeekExactly(in, cdOffset, size);
-        if (versionNeeded >= 62 && classicTotal > 65534 && classicDiskCount == 0) {
-            // An encrypted directory: known as a format, but its reader of kind 5 refuses.
-            cdMethod = 5;
+        place = ReadZip64EndRecord(in, size, records.locator);
+        cdOffset = place.offset;
+        cdSize = place.size;
+        versionMadeBy = place.versionMadeBy;
+        versionNeeded = place.versionNeeded;
+        SeekWithin(in, cdOffset, size);
+        if (IsEncryptedDirectory(versionNeeded, records.end)) {
+            // Known as a format, but its reader of kind 5 refuses.
+            cdMethod = kZipStrong;
             throw OVException("Unsupported encryption algorithm");
         }
     }
 
-    // Archive extra data may begin the directory; it is passed over.
-    uint64_t position = cdOffset;
-    uint8_t lead[8] = {};
-    if (ReadFully(in, lead, 4) == 4 && CUtils::ReadLE32(lead) == kArchiveExtraDataSignature) {
-        ReadExactly(in, lead + 4, 4);
-        position = cdOffset + 8 + CUtils::ReadLE32(lead + 4);
-    }
-    SeekExactly(in, position, size);
-
-    // Each record takes at least 46 bytes of the stream: a count that lies reserves no more.
-    const uint64_t room = static_cast<uint64_t>(size) / kCentralHeaderSize + 1;
-    members.reserve(static_cast<size_t>(std::min({count, room, cdSize / kCentralHeaderSize + 1})));
-
+    uint64_t position = SkipArchiveExtraData(in, cdOffset, size);
+    members.reserve(EntriesToReserve(place, size));
     std::string name;
     ByteBuffer extra;
-    for (uint64_t entry = 0; entry < count; ++entry) {
-        uint8_t header[kCentralHeaderSize];
-        if (ReadFully(in, header, kCentralHeaderSize) != kCentralHeaderSize ||
-            CUtils::ReadLE32(header) != kCentralHeaderSignature)
-            BadStructure();
-        position += kCentralHeaderSize;
-        const uint16_t nameLength = CUtils::ReadLE16(header + 28);
-        const uint16_t extraLength = CUtils::ReadLE16(header + 30);
-        const uint16_t commentLength = CUtils::ReadLE16(header + 32);
-        if (nameLength > kLongestName) {
-            // Longer names vanish silently.
-            position += static_cast<uint64_t>(nameLength) + extraLength + commentLength;
-            SeekExactly(in, position, size);
-            continue;
-        }
-        name.resize(nameLength);
-        ReadExactly(in, reinterpret_cast<uint8_t*>(name.data()), nameLength);
-        extra.resize(extraLength);
-        ReadExactly(in, extra.data(), extraLength);
-        position += static_cast<uint64_t>(nameLength) + extraLength;
-
-        ZipMemberInfo member;
-        const uint16_t generalFlags = CUtils::ReadLE16(header + 8);
-        const uint16_t method = CUtils::ReadLE16(header + 10);
-        member.crc = CUtils::ReadLE32(header + 16);
-        member.compressedSize = CUtils::ReadLE32(header + 20);
-        member.uncompressedSize = CUtils::ReadLE32(header + 24);
-        member.offset = CUtils::ReadLE32(header + 42);
-        // The attribute word means DOS attributes only when made on a DOS-like host.
-        if (header[5] == 0)
-            member.attributes = static_cast<uint16_t>(CUtils::ReadLE32(header + 38) & 0x1FF);
-        if (!name.empty() && name.back() == '/')
-            member.attributes |= kZipDirectoryAttribute;
-
-        WString wideName;
-        bool unicodeName = false;
-        if (const auto block = FindExtraBlock(extra.data(), extra.size(), kExtraUnicodePath);
-            block && block->size >= 5 && block->data[0] == 1 &&
-            CUtils::ReadLE32(block->data + 1) == CrcOf(name)) {
-            wideName = CUtils::StringUTF8ToWstring(
-                std::string(reinterpret_cast<const char*>(block->data + 5), block->size - 5));
-            unicodeName = true;
-        }
-        if (const auto block = FindExtraBlock(extra.data(), extra.size(), kExtraZip64)) {
-            // Fixed places, whichever field is saturated.
-            if (member.uncompressedSize == kSaturated32 && block->size >= 8)
-                member.uncompressedSize = CUtils::ReadLE64(block->data);
-            if (member.compressedSize == kSaturated32 && block->size >= 16)
-                member.compressedSize = CUtils::ReadLE64(block->data + 8);
-            if (member.offset == kSaturated32 && block->size >= 24)
-                member.offset = CUtils::ReadLE64(block->data + 16);
-        }
-
-        member.flags = generalFlags & kFlagSizesFollow;
-        if (generalFlags & kFlagEncrypted)
-            member.flags |= kZipPkware;
-        if (method == kMethodAes) {
-            const auto block = FindExtraBlock(extra.data(), extra.size(), kExtraAes);
-            if (!block || block->size < 7)
-                BadStructure("AES chunk not found");
-            const uint8_t strength = block->data[4];
-            const uint16_t kind = strength >= 1 && strength <= 3 ? strength + 1 : 0;
-            member.flags = static_cast<uint16_t>((member.flags & ~kZipKindMask) | kind);
-        } else if (generalFlags & kFlagStrongEncryption) {
-            member.flags = static_cast<uint16_t>((member.flags & ~kZipKindMask) | kZipStrong);
-        }
-
-        // A comment running past the end is cut short there, as skipping does.
-        position = static_cast<uint64_t>(in.seek(static_cast<int64_t>(
-            std::min<uint64_t>(position + commentLength, static_cast<uint64_t>(size)))));
-        member.stamp = CUtils::ReadLE32(header + 12);
-        if (!unicodeName)
-            wideName = CUtils::StringUTF8ToWstring(name);
-        if ((member.attributes & kZipDirectoryAttribute) &&
-            (wideName.empty() || wideName.back() != u'/'))
-            wideName += u'/';
-        const size_t slash = wideName.rfind(u'/');
-        const size_t split = slash == WString::npos ? 0 : slash + 1;
-        member.folder = wideName.substr(0, split);
-        member.name = wideName.substr(split);
-        member.hash = ziptable::HashText(wideName);
-        members.push_back(std::move(member));
-    }
-
-    // A directory that holds another member is already implied by that member's path.
-    std::map<WString, size_t> folders;
-    for (const ZipMemberInfo& member : members)
-        ++folders[member.folder];
-    for (ZipMemberInfo& member : members)
-        if ((member.attributes & kZipDirectoryAttribute) && member.name.empty() &&
-            folders[member.folder] > 1)
-            member.flags |= kZipShadowed;
-
-    // A directory signature may follow the directory.
-    if (cdOffset + cdSize >= cdOffset && cdOffset + cdSize <= static_cast<uint64_t>(size) &&
-        in.seek(static_cast<int64_t>(cdOffset + cdSize)) ==
-            static_cast<int64_t>(cdOffset + cdSize)) {
-        uint8_t record[8];
-        if (ReadFully(in, record, 8) == 8 &&
-            CUtils::ReadLE32(record) == kDirectorySignatureSignature) {
-            const uint16_t signatureSize = CUtils::ReadLE16(record + 4);
-            const int64_t rest = signatureSize > 2 ? signatureSize - 2 : 0;
-            ByteBuffer data(static_cast<size_t>(rest));
-            if (ReadFully(in, data.data(), rest) != rest)
-                throw OVException(kZipShortSignature, "");
+    for (uint64_t entry = 0; entry < place.count; ++entry) {
+        if (std::optional<ZipMemberInfo> member =
+                ReadCentralRecord(in, size, position, name, extra)) {
+            members.push_back(std::move(*member));
         }
     }
+    FlagShadowedDirectories(members);
+    SkipDirectorySignature(in, cdOffset, cdSize, size);
 
     ziptable::SortMembers(members);
-    // Where a pair matches, the table's second entry goes, whichever pair it was.
-    for (int64_t i = static_cast<int64_t>(members.size()) - 2; i >= 0; --i) {
-        const size_t here = static_cast<size_t>(i);
-        if (here + 1 < members.size() && members[here].name == members[here + 1].name &&
-            members[here].folder == members[here + 1].folder) {
-            members.erase(members.begin() + 1);
-            modified = true;
-        }
+    if (RemoveDuplicates(members)) {
+        modified = true;
     }
     refuseOverlaps(static_cast<uint64_t>(size));
 }
@@ -259,19 +417,21 @@ void ZipFile::readDirectory() {
 void ZipFile::refuseOverlaps(uint64_t streamSize) {
     boundaries.clear();
     boundaries.reserve(members.size() + 2);
-    for (const ZipMemberInfo& member : members)
+    for (const ZipMemberInfo& member : members) {
         boundaries.push_back(member.offset);
+    }
     std::sort(boundaries.begin(), boundaries.end());
-    if (std::adjacent_find(boundaries.begin(), boundaries.end()) != boundaries.end())
-        BadStructure();
+    if (std::adjacent_find(boundaries.begin(), boundaries.end()) != boundaries.end()) {
+        ThrowBadStructure("Two members share one local header");
+    }
     boundaries.push_back(cdOffset);
     boundaries.push_back(streamSize);
     std::sort(boundaries.begin(), boundaries.end());
     for (const ZipMemberInfo& member : members) {
         const uint64_t room = dataLimit(member.offset) - member.offset;
-        if (room < static_cast<uint64_t>(kLocalHeaderSize) ||
-            member.compressedSize > room - kLocalHeaderSize)
-            BadStructure();
+        if (room < LocalHeader::kSize || member.compressedSize > room - LocalHeader::kSize) {
+            ThrowBadStructure("Member data runs into the next local header or the directory");
+        }
     }
 }
 

@@ -1,5 +1,6 @@
 // ZipDirectoryIterator.cpp: the walk over the member table below a root folder, delivering files
 // and, once per subfolder, a directory entry.
+#include "ZipRecords.h"
 #include "ZipTable.h"
 #include "common/CUtils.h"
 #include "zip/ZipFile.h"
@@ -10,8 +11,8 @@ namespace {
 
 // The DOS stamp as calendar time, read as local time.
 std::time_t DosStampToTime(uint64_t stamp) {
-    const uint32_t time = static_cast<uint32_t>(stamp & 0xFFFF);
-    const uint32_t date = static_cast<uint32_t>((stamp >> 16) & 0xFFFF);
+    const uint32_t time = ziprecords::DosTimeOf(stamp);
+    const uint32_t date = ziprecords::DosDateOf(stamp);
     std::tm calendar{};
     calendar.tm_year = static_cast<int>(80 + (date >> 9));
     calendar.tm_mon = static_cast<int>(((date >> 5) & 0xF)) - 1;
@@ -27,11 +28,14 @@ std::time_t DosStampToTime(uint64_t stamp) {
 
 ZipDirectoryIterator::ZipDirectoryIterator(ZipFile& zip, const WString& root, uint32_t flags)
     : zip(zip), root(root), flags(flags) {
-    for (char16_t& unit : this->root)
-        if (unit == u'\\')
+    for (char16_t& unit : this->root) {
+        if (unit == u'\\') {
             unit = u'/';
-    if ((flags & kDirectories) && !this->root.empty() && this->root.back() != u'/')
+        }
+    }
+    if ((flags & kDirectories) && !this->root.empty() && this->root.back() != u'/') {
         this->root += u'/';
+    }
 }
 
 bool ZipDirectoryIterator::next(ZipDirectoryEntry& entry) {
@@ -39,8 +43,9 @@ bool ZipDirectoryIterator::next(ZipDirectoryEntry& entry) {
     const std::vector<ZipPendingMember>& pending = zip.getPendingMembers();
     const bool caseBlind = (flags & kCaseInsensitive) != 0;
     for (;;) {
-        if (index >= members.size() + pending.size())
+        if (index >= members.size() + pending.size()) {
             return false;
+        }
         const bool isPending = index >= members.size();
         const ZipMemberInfo& member =
             isPending ? static_cast<const ZipMemberInfo&>(pending[index - members.size()])
@@ -58,10 +63,11 @@ bool ZipDirectoryIterator::next(ZipDirectoryEntry& entry) {
                                          ? WString()
                                          : current.substr(root.size(), slash - root.size());
                 const int32_t hash = ziptable::HashText(caseBlind ? CUtils::ToLower(part) : part);
-                if (hash == 0)
+                if (hash == 0) {
                     flags |= kFilesHere;
-                else
+                } else {
                     flags &= ~static_cast<uint32_t>(kFilesHere);
+                }
                 if ((flags & kDirectories) && hash != 0 && hash != lastHash) {
                     lastHash = hash;
                     entry = ZipDirectoryEntry{};
@@ -79,8 +85,9 @@ bool ZipDirectoryIterator::next(ZipDirectoryEntry& entry) {
         }
 
         ++index;
-        if (member.flags & kZipShadowed)
+        if (member.flags & kZipShadowed) {
             continue;
+        }
         const bool isDirectory = (member.attributes & kZipDirectoryAttribute) != 0;
         if ((flags & (kFiles | kFilesHere)) && !isDirectory) {
             entry = ZipDirectoryEntry{};
@@ -94,8 +101,9 @@ bool ZipDirectoryIterator::next(ZipDirectoryEntry& entry) {
             entry.compressedSize = member.compressedSize;
             entry.uncompressedSize = member.uncompressedSize;
             entry.attributes = member.attributes;
-            if (member.flags & kZipKindMask)
-                entry.attributes |= 0x4000;
+            if (member.flags & kZipKindMask) {
+                entry.attributes |= kZipEncryptedAttribute;
+            }
             entry.name = member.name;
             entry.path = member.folder;
             return true;

@@ -16,8 +16,9 @@ namespace {
 int64_t LocalTimeOffsetNow() {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
-    if (::localtime_r(&now, &local) == nullptr)
+    if (::localtime_r(&now, &local) == nullptr) {
         return 0;
+    }
     return static_cast<int64_t>(::timegm(&local)) - static_cast<int64_t>(now);
 }
 
@@ -41,10 +42,12 @@ ZipFile::ZipFile(std::unique_ptr<SeekableInputStream> source, MZipDataSecurityPr
 ZipFile::~ZipFile() { close(); }
 
 void ZipFile::open() {
-    if (opened)
+    if (opened) {
         return;
-    if (!pendingMembers.empty() || modified)
+    }
+    if (!pendingMembers.empty() || modified) {
         save();
+    }
 
     bool hasCode = false;
     int32_t code = 0;
@@ -52,13 +55,15 @@ void ZipFile::open() {
     try {
         if (path != kStreamPath) {
             // A stream left open by an earlier failure would refuse to open again.
-            if (fileStream.isOpen())
+            if (fileStream.isOpen()) {
                 fileStream.close();
+            }
             fileStream.open(path, false);
             stream = &fileStream;
         } else {
-            if (ownedStream == nullptr)
-                throw OVException(kZipBadStructure, "");
+            if (ownedStream == nullptr) {
+                throw OVException(kZipBadStructure, "No stream was handed over for the archive");
+            }
             stream = ownedStream.get();
         }
         readDirectory();
@@ -72,7 +77,7 @@ void ZipFile::open() {
     } catch (const std::exception&) {
         opened = false;
         hasCode = true;
-        code = -999;
+        code = kZipStandardException;
     } catch (...) {
         opened = false;
     }
@@ -83,14 +88,16 @@ void ZipFile::open() {
     comment.clear();
     cdOffset = 0;
     cdSize = 0;
-    if (stream != nullptr)
+    if (stream != nullptr) {
         stream->close();
+    }
     stream = nullptr;
 
     const bool onFile = path != kStreamPath;
     if (hasCode && onFile && deleteOnOpenFailure && CUtils::FileExists(path) &&
-        !CUtils::DeleteFileOV(path))
+        !CUtils::DeleteFileOV(path)) {
         throw OVException(kZipDeleteFailed, "Failed to delete zip file on open error");
+    }
     if (createIfMissing && onFile) {
         CUtils::CreateDirectories(path, true);
         fileStream.open(path, true);
@@ -102,20 +109,22 @@ void ZipFile::open() {
     }
     // A code goes on with an empty message; a failure that has no number but its words (such
     // as "Unsupported encryption algorithm") keeps them, or nothing would name it.
-    if (hasCode)
+    if (hasCode) {
         throw OVException(code, code == 0 ? message : std::string());
+    }
     throw OVException(kZipOpenFailed, "");
 }
 
 int32_t ZipFile::close() {
     int32_t result = 0;
     try {
-        if (opened && stream != nullptr)
+        if (opened && stream != nullptr) {
             stream->close();
+        }
         opened = false;
         save();
     } catch (...) {
-        result = 14;
+        result = kZipCloseFailed;
     }
     isNew = false;
     return result;
@@ -133,14 +142,16 @@ int32_t ZipFile::getPassword(ZipFile& zip, const WString& memberName, uint32_t i
                          index != kZipDirectoryIndexAlt;
     const uint32_t plain = index & ~kZipPendingBit;
     if (!isCentralDirectory &&
-        ((pending && plain < pendingMembers.size()) || (!pending && index < members.size())))
+        ((pending && plain < pendingMembers.size()) || (!pending && index < members.size()))) {
         name = getMemberPath(index);
+    }
     return provider->getPassword(zip, name, index, isCentralDirectory, password);
 }
 
 void ZipFile::confirmPassword(ZipFile& zip, const WString& memberName, const WString& password) {
-    if (provider != nullptr)
+    if (provider != nullptr) {
         provider->confirmPassword(zip, memberName, password);
+    }
 }
 
 void ZipFile::fillSalt(ZipFile& zip, ByteBuffer& buffer) {
@@ -148,16 +159,19 @@ void ZipFile::fillSalt(ZipFile& zip, ByteBuffer& buffer) {
         provider->fillSalt(zip, buffer);
         return;
     }
-    if (buffer.empty())
+    if (buffer.empty()) {
         return;
+    }
     std::ifstream random("/dev/urandom", std::ios::binary);
     if (random.read(reinterpret_cast<char*>(buffer.data()),
-                    static_cast<std::streamsize>(buffer.size())))
+                    static_cast<std::streamsize>(buffer.size()))) {
         return;
+    }
     // Without the system's source, the library's own generator still gives unpredictable bytes.
     std::random_device device;
-    for (uint8_t& byte : buffer)
+    for (uint8_t& byte : buffer) {
         byte = static_cast<uint8_t>(device());
+    }
 }
 
 void ZipFile::addPendingMember(ZipPendingMember member) {
@@ -168,11 +182,13 @@ void ZipFile::addPendingMember(ZipPendingMember member) {
 WString ZipFile::getMemberPath(uint32_t index) const {
     if ((index & kZipPendingBit) != 0) {
         const uint32_t plain = index & ~kZipPendingBit;
-        if (plain >= pendingMembers.size())
+        if (plain >= pendingMembers.size()) {
             throw OVException(kZipBadIndex, "");
+        }
         return pendingMembers[plain].folder + pendingMembers[plain].name;
     }
-    if (index >= members.size())
+    if (index >= members.size()) {
         throw OVException(kZipBadIndex, "");
+    }
     return members[index].folder + members[index].name;
 }

@@ -1,6 +1,7 @@
 // ZipMemberInputStream.cpp: the reader of one member: builds the chain from the raw window to
 // plain bytes (AES or PKWARE decryption, inflate, CRC) and checks what the member promises when its
 // last byte goes out.
+#include "ZipRecords.h"
 #include "common/CUtils.h"
 #include "common/OVException.h"
 #include "streams/MemoryStreams.h"
@@ -13,19 +14,9 @@
 
 namespace {
 
-constexpr int32_t kPkwareHeaderLength = 12;
+using ziprecords::ReadFully;
 
-// Reads until `length` bytes came or the source has nothing more; gives the count.
-int64_t readFully(InputStream& source, uint8_t* buffer, int64_t length) {
-    int64_t total = 0;
-    while (total < length) {
-        const int64_t got = source.read(buffer + total, length - total);
-        if (got <= 0)
-            break;
-        total += got;
-    }
-    return total;
-}
+constexpr int32_t kPkwareHeaderLength = 12;
 
 // Gives the already read PKWARE header again before the rest of its source, so that the header
 // can be tested against each offered password before the decrypting stream is built.
@@ -77,7 +68,7 @@ struct ZipFileMemberDataInputStream::Chain {
     WString password;
 
     ~Chain() {
-        forgetPassword(password);
+        ForgetPassword(password);
         mbedtls_platform_zeroize(salt, sizeof(salt));
     }
 };
@@ -86,28 +77,32 @@ namespace {
 
 // After a wrong password: gives up unless the provider may be asked again, and never past the
 // limit, so that a provider that keeps offering the same wrong answer cannot hold the reader.
-void rejectPassword(WString& password, bool mayRetry, int32_t attempt) {
+void RejectPassword(WString& password, bool mayRetry, int32_t attempt) {
     if (!mayRetry || attempt >= kZipPasswordAttempts) {
-        forgetPassword(password);
+        ForgetPassword(password);
         throw OVException(kZipInvalidPassword, "Invalid password");
     }
 }
 
-void confirm(const ZipMemberDescriptor& descriptor, WString& password) {
-    if (descriptor.zip != nullptr)
-        descriptor.zip->confirmPassword(*descriptor.zip, memberName(descriptor), password);
-    forgetPassword(password);
+// Reports the password as accepted to the provider, then forgets it.
+void ConfirmPassword(const ZipMemberDescriptor& descriptor, WString& password) {
+    if (descriptor.zip != nullptr) {
+        descriptor.zip->confirmPassword(*descriptor.zip, MemberName(descriptor), password);
+    }
+    ForgetPassword(password);
 }
 
-void readAesHeader(InputStream& source, uint8_t* salt, uint8_t* check) {
-    if (readFully(source, salt, kZipAesSaltLength) != kZipAesSaltLength ||
-        readFully(source, check, kZipAesCheckLength) != kZipAesCheckLength)
+void ReadAesHeader(InputStream& source, uint8_t* salt, uint8_t* check) {
+    if (ReadFully(source, salt, kZipAesSaltLength) != kZipAesSaltLength ||
+        ReadFully(source, check, kZipAesCheckLength) != kZipAesCheckLength) {
         throw OVException("Failed to read AES encryption headers");
+    }
 }
 
-void readPkwareHeader(PkwareDecryptingInputStream& stream, uint8_t* header) {
-    if (readFully(stream, header, kPkwareHeaderLength) != kPkwareHeaderLength)
+void ReadPkwareHeader(InputStream& stream, uint8_t* header) {
+    if (ReadFully(stream, header, kPkwareHeaderLength) != kPkwareHeaderLength) {
         throw OVException("Failed to read PKWARE encryption header");
+    }
 }
 
 }  // namespace
@@ -119,33 +114,35 @@ ZipFileMemberDataInputStream::ZipFileMemberDataInputStream(std::unique_ptr<Input
                                                            uint8_t pkwareCheck)
     : chain(std::make_unique<Chain>()), descriptor(descriptor), kind(kind), hasCrc(hasCrc),
       expectedCrc(expectedCrc) {
-    if (!source)
+    if (!source) {
         throw OVException("Source stream is requied");
+    }
     Chain& c = *chain;
     c.source = source.get();
     std::unique_ptr<InputStream> current = std::move(source);
-    if (isAesKind(kind))
-        readAesHeader(*current, c.salt, c.passwordCheck);
+    if (IsAesKind(kind)) {
+        ReadAesHeader(*current, c.salt, c.passwordCheck);
+    }
 
     if (kind == kZipPkware) {
         uint8_t raw[kPkwareHeaderLength];
-        if (readFully(*current, raw, kPkwareHeaderLength) != kPkwareHeaderLength)
-            throw OVException("Failed to read PKWARE encryption header");
+        ReadPkwareHeader(*current, raw);
         for (int32_t attempt = 1;; ++attempt) {
-            c.mayRetry = askMemberPassword(descriptor, c.password);
+            c.mayRetry = AskMemberPassword(descriptor, c.password);
             uint8_t last = 0;
             {
                 PkwareDecryptingInputStream probe(
                     std::make_unique<MemoryInputStream>(ByteBuffer(raw, raw + kPkwareHeaderLength)),
                     c.password);
                 uint8_t header[kPkwareHeaderLength];
-                readPkwareHeader(probe, header);
+                ReadPkwareHeader(probe, header);
                 last = header[kPkwareHeaderLength - 1];
                 mbedtls_platform_zeroize(header, sizeof(header));
             }
-            if (last == pkwareCheck)
+            if (last == pkwareCheck) {
                 break;
-            rejectPassword(c.password, c.mayRetry, attempt);
+            }
+            RejectPassword(c.password, c.mayRetry, attempt);
         }
         auto decrypting = std::make_unique<PkwareDecryptingInputStream>(
             std::make_unique<ReplayInputStream>(std::move(current), raw, kPkwareHeaderLength),
@@ -153,19 +150,20 @@ ZipFileMemberDataInputStream::ZipFileMemberDataInputStream(std::unique_ptr<Input
         c.pkware = decrypting.get();
         c.confirmPending = true;
         current = std::move(decrypting);
-    } else if (isAesKind(kind)) {
+    } else if (IsAesKind(kind)) {
         auto suffix = std::make_unique<SuffixInputStream>(std::move(current), kZipAesCodeLength);
         c.suffix = suffix.get();
         DerivedKeyBytes derived;
         for (int32_t attempt = 1;; ++attempt) {
-            c.mayRetry = askMemberPassword(descriptor, c.password);
+            c.mayRetry = AskMemberPassword(descriptor, c.password);
             deriveKey(derived.bytes, c.password, c.salt, kZipAesKeyLength / 2, kZipAesIterations,
                       kZipAesDerivedLength);
             if (std::memcmp(derived.bytes + 2 * kZipAesKeyLength, c.passwordCheck,
-                            kZipAesCheckLength) == 0)
+                            kZipAesCheckLength) == 0) {
                 break;
+            }
             mbedtls_platform_zeroize(derived.bytes, sizeof(derived.bytes));
-            rejectPassword(c.password, c.mayRetry, attempt);
+            RejectPassword(c.password, c.mayRetry, attempt);
         }
         auto authentication = std::make_unique<HashInputStream>(
             std::move(suffix),
@@ -175,15 +173,15 @@ ZipFileMemberDataInputStream::ZipFileMemberDataInputStream(std::unique_ptr<Input
         c.aes = std::make_unique<RijndaelTransformation>(false, CipherTransformation::kCounter,
                                                          derived.bytes, kZipAesKeyLength);
         current = std::make_unique<TransformationInputStream>(std::move(authentication), *c.aes);
-        confirm(descriptor, c.password);
+        ConfirmPassword(descriptor, c.password);
     } else if (kind != kZipNotEncrypted) {
         throw OVException("Unsupported encryption algorithm");
     }
 
-    if (descriptor.method == 8) {
+    if (descriptor.method == ziprecords::kMethodDeflated) {
         c.zlib = std::make_unique<ZlibTransformation>(false, true);
         current = std::make_unique<TransformationInputStream>(std::move(current), *c.zlib);
-    } else if (descriptor.method != 0) {
+    } else if (descriptor.method != ziprecords::kMethodStored) {
         throw OVException(kZipUnsupportedCompression, "Unsupported compression algorithm");
     }
 
@@ -198,12 +196,12 @@ ZipFileMemberDataInputStream::ZipFileMemberDataInputStream(std::unique_ptr<Input
     if (kind == kZipPkware) {
         // Read past the header below inflate and CRC, which must not see it.
         uint8_t header[kPkwareHeaderLength];
-        readPkwareHeader(*c.pkware, header);
+        ReadPkwareHeader(*c.pkware, header);
     }
 }
 
 ZipFileMemberDataInputStream::~ZipFileMemberDataInputStream() {
-    forgetPassword(chain->password);
+    ForgetPassword(chain->password);
     chain->top.reset();
 }
 
@@ -215,17 +213,20 @@ int64_t ZipFileMemberDataInputStream::read(uint8_t* buffer, int64_t length) {
         const uint64_t asked =
             std::min(static_cast<uint64_t>(std::max<int64_t>(length, 0)), size - delivered);
         got = chain->top->read(buffer, static_cast<int64_t>(asked));
-        if (got >= 0)
+        if (got >= 0) {
             delivered += static_cast<uint64_t>(got);
-        if (got >= 0 && delivered < size)
+        }
+        if (got >= 0 && delivered < size) {
             return got;
+        }
     }
     if (!verified) {
         // Data behind the declared size is looked for before the checks, whose AES code takes
         // the rest of the encrypted bytes.
         uint8_t more;
-        if (delivered >= size && chain->top->read(&more, 1) > 0)
+        if (delivered >= size && chain->top->read(&more, 1) > 0) {
             throw OVException(kZipVerificationFailed, "Already verified and some data available");
+        }
         verify();
     }
     return got;
@@ -233,7 +234,7 @@ int64_t ZipFileMemberDataInputStream::read(uint8_t* buffer, int64_t length) {
 
 void ZipFileMemberDataInputStream::verify() {
     Chain& c = *chain;
-    if (isAesKind(kind)) {
+    if (IsAesKind(kind)) {
         // Inflate may hand out the last byte before it has consumed the end of its input; the
         // code covers every encrypted byte, so the rest is hashed before the code is taken.
         uint8_t scratch[1024];
@@ -244,19 +245,21 @@ void ZipFileMemberDataInputStream::verify() {
         const uint8_t* suffix = c.suffix->getSuffix(nullptr);
         const bool matches = std::memcmp(code, suffix, kZipAesCodeLength) == 0;
         mbedtls_platform_zeroize(code, sizeof(code));
-        if (!matches)
+        if (!matches) {
             throw OVException(kZipAuthenticationFailed, "Authentication failed");
+        }
     }
     if (hasCrc) {
         uint8_t value[4];
         c.checksummed->getHash(value, sizeof(value));
-        if (CUtils::ReadBE32(value) != expectedCrc)
+        if (CUtils::ReadBE32(value) != expectedCrc) {
             throw OVException(kZipVerificationFailed, "Verification failed");
+        }
     }
     verified = true;
     if (c.confirmPending) {
         c.confirmPending = false;
-        confirm(descriptor, c.password);
+        ConfirmPassword(descriptor, c.password);
     }
 }
 
@@ -265,10 +268,11 @@ void ZipFileMemberDataInputStream::reset() {
     delivered = 0;
     verified = false;
     c.top->reset();
-    if (isAesKind(kind))
-        readAesHeader(*c.source, c.salt, c.passwordCheck);
+    if (IsAesKind(kind)) {
+        ReadAesHeader(*c.source, c.salt, c.passwordCheck);
+    }
     if (kind == kZipPkware) {
         uint8_t header[kPkwareHeaderLength];
-        readPkwareHeader(*c.pkware, header);
+        ReadPkwareHeader(*c.pkware, header);
     }
 }

@@ -1,5 +1,9 @@
 // ZipMemberOpen.cpp: ZipFile::openMember: finds a member's data behind its local header, works
 // out its encryption kind and builds the reader over it.
+//
+// A bad index is code -6 and a local header out of reach code -18, both with an empty message;
+// a strong encryption header past its limit is code -8, also without a message. The checks that
+// this reader makes beyond them say what went wrong.
 #include "ZipRecords.h"
 #include "common/CUtils.h"
 #include "common/OVException.h"
@@ -8,12 +12,12 @@
 
 #include <ctime>
 
+using namespace ziprecords;
+
 namespace {
 
-constexpr int64_t kStrongHeaderLimit = 4098;
-
-// The present local time as a DOS stamp: time in bits 0-15, date in bits 16-31.
-uint64_t presentDosStamp() {
+// The present local time as a DOS stamp.
+uint64_t PresentDosStamp() {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
     localtime_r(&now, &local);
@@ -21,89 +25,136 @@ uint64_t presentDosStamp() {
                                                 ((local.tm_mon + 1) << 5) | local.tm_mday);
     const uint32_t time =
         static_cast<uint32_t>((local.tm_hour << 11) | (local.tm_min << 5) | (local.tm_sec / 2));
-    return (static_cast<uint64_t>(date) << 16) | time;
+    return DosStamp(static_cast<uint16_t>(time), static_cast<uint16_t>(date));
 }
 
-bool readExactly(InputStream& stream, uint8_t* buffer, int64_t length) {
-    int64_t total = 0;
-    while (total < length) {
-        const int64_t got = stream.read(buffer + total, length - total);
-        if (got <= 0)
-            return false;
-        total += got;
-    }
-    return true;
+bool ReadExactly(InputStream& stream, uint8_t* buffer, int64_t length) {
+    return ReadFully(stream, buffer, length) == length;
 }
 
 // Passes over `length` bytes by reading them: the stream's own skip reports positions.
-bool passOver(InputStream& stream, int64_t length) {
+bool PassOver(InputStream& stream, int64_t length) {
     uint8_t scratch[1024];
     while (length > 0) {
         const int64_t chunk = length < 1024 ? length : 1024;
-        if (!readExactly(stream, scratch, chunk))
+        if (!ReadExactly(stream, scratch, chunk)) {
             return false;
+        }
         length -= chunk;
     }
     return true;
 }
 
 // Reads the strong encryption header in front of the data; gives its length.
-int64_t readStrongEncryptionHeader(InputStream& stream) {
-    uint8_t field[4];
-    if (!readExactly(stream, field, 2))
+int64_t ReadStrongEncryptionHeader(InputStream& stream) {
+    uint8_t field[StrongEncryptionHeader::kRemainingSizeWidth];
+    if (!ReadExactly(stream, field, StrongEncryptionHeader::kVectorOffset)) {
         throw OVException("IV size read failed");
-    const int64_t vectorSize = CUtils::ReadLE16(field);
-    if (!passOver(stream, vectorSize))
+    }
+    const int64_t vectorSize = ReadField(field, StrongEncryptionHeader::VectorSize);
+    if (!PassOver(stream, vectorSize)) {
         throw OVException("IV size read failed");
-    if (!readExactly(stream, field, 4))
+    }
+    if (!ReadExactly(stream, field, StrongEncryptionHeader::kRemainingSizeWidth)) {
         throw OVException("Enc header remaining read failed");
-    const int64_t remaining = CUtils::ReadLE32(field);
-    if (2 + vectorSize + 4 + remaining > kStrongHeaderLimit)
-        throw OVException(-8, "");
-    if (!passOver(stream, remaining))
+    }
+    const int64_t remaining = ReadField(field, StrongEncryptionHeader::RemainingSize);
+    const int64_t length = StrongEncryptionHeader::LengthOf(vectorSize, remaining);
+    if (length > StrongEncryptionHeader::kLongest) {
+        throw OVException(kZipEncryptionHeaderTooLong, "");
+    }
+    if (!PassOver(stream, remaining)) {
         throw OVException("Rest of enc header read failed");
-    return remaining + vectorSize + 6;
+    }
+    return length;
 }
 
-int64_t clampLength(uint64_t size) {
+int64_t ClampLength(uint64_t size) {
     return size > static_cast<uint64_t>(INT64_MAX) ? INT64_MAX : static_cast<int64_t>(size);
+}
+
+// Seeks to the member's local header, reads it and tests its signature, skips the name and gives
+// the extra.
+ByteBuffer ReadLocalHeader(SeekableInputStream& input, int64_t offset, uint8_t* header) {
+    if (input.seek(offset) != offset) {
+        throw OVException(kZipBadStructure, "");
+    }
+    if (!ReadExactly(input, header, LocalHeader::kSize) ||
+        ReadField(header, LocalHeader::Signature) != LocalHeader::kSignature) {
+        throw OVException("Local file signature doesn't match");
+    }
+    const int64_t nameLength = ReadField(header, LocalHeader::NameLength);
+    if (input.skip(nameLength) != offset + static_cast<int64_t>(LocalHeader::kSize) + nameLength) {
+        throw OVException(kZipBadStructure, "Local header's name is cut short");
+    }
+    ByteBuffer extra(ReadField(header, LocalHeader::ExtraLength));
+    if (!ReadExactly(input, extra.data(), static_cast<int64_t>(extra.size()))) {
+        throw OVException(kZipBadStructure, "Local header's extra is cut short");
+    }
+    return extra;
+}
+
+// The kind that an AES member's block gives, with its compression method for the reader.
+int32_t AesKind(const ByteBuffer& extra, ZipMemberDescriptor& descriptor) {
+    const auto block = FindExtraBlock(extra.data(), extra.size(), AesBlock::kId);
+    if (!block || block->size < AesBlock::kSize) {
+        throw OVException(kZipBadStructure, "Missing AES encryption header");
+    }
+    descriptor.method = ReadField(block->data, AesBlock::Method);
+    switch (ReadField(block->data, AesBlock::Strength)) {
+    case AesBlock::kStrength128:
+        return kZipAes128;
+    case AesBlock::kStrength192:
+        return kZipAes192;
+    case AesBlock::kStrength256:
+        return kZipAes256;
+    default:
+        throw OVException("Not supported AES bits");
+    }
 }
 
 }  // namespace
 
 std::unique_ptr<InputStream> ZipFile::openMember(int32_t index, uint64_t* uncompressedSize,
                                                  bool standalone) {
-    if (!opened)
+    if (!opened) {
         open();
-    if (index < 0)
+    }
+    if (index < 0) {
         throw OVException(kZipBadIndex, "");
-    if (standalone && path == kStreamPath)
+    }
+    if (standalone && path == kStreamPath) {
         throw OVException("Standalone file data stream is not possible for readonly zip");
+    }
 
     uint32_t position = static_cast<uint32_t>(index);
     if ((position & kZipPendingBit) != 0) {
         position &= ~kZipPendingBit;
-        if (position >= pendingMembers.size())
+        if (position >= pendingMembers.size()) {
             throw OVException(kZipBadIndex, "");
+        }
         const ZipPendingMember& pending = pendingMembers[position];
         ZipMemberDescriptor descriptor;
         descriptor.zip = this;
         descriptor.index = position;
         descriptor.compressedSize = pending.compressedSize;
         descriptor.uncompressedSize = pending.uncompressedSize;
-        if (uncompressedSize != nullptr)
+        if (uncompressedSize != nullptr) {
             *uncompressedSize = pending.uncompressedSize;
+        }
         // No stream is built over a pending member: the reader refuses it.
         return std::make_unique<ZipFileMemberDataInputStream>(nullptr, descriptor, 0, false, 0, 0);
     }
-    if (position >= members.size())
+    if (position >= members.size()) {
         throw OVException(kZipBadIndex, "");
+    }
     ZipMemberInfo& member = members[position];
 
     if (stampOnRead) {
-        const uint64_t stamp = presentDosStamp();
-        if (stamp != member.stamp)
+        const uint64_t stamp = PresentDosStamp();
+        if (stamp != member.stamp) {
             modified = true;
+        }
         member.stamp = stamp;
     }
 
@@ -113,53 +164,54 @@ std::unique_ptr<InputStream> ZipFile::openMember(int32_t index, uint64_t* uncomp
         ownFile = std::make_unique<FileInputStream>(path);
         input = ownFile.get();
     }
-    if (input == nullptr)
-        throw OVException(kZipBadStructure, "");
+    if (input == nullptr) {
+        throw OVException(kZipBadStructure, "The archive has no stream to read the member from");
+    }
 
-    const int64_t offset = clampLength(member.offset);
-    if (input->seek(offset) != offset)
-        throw OVException(kZipBadStructure, "");
-    uint8_t header[ziprecords::kLocalHeaderSize];
-    if (!readExactly(*input, header, sizeof(header)) ||
-        CUtils::ReadLE32(header) != ziprecords::kLocalHeaderSignature)
-        throw OVException("Local file signature doesn't match");
-    const int64_t nameLength = CUtils::ReadLE16(header + 26);
-    const int64_t extraLength = CUtils::ReadLE16(header + 28);
-    if (input->skip(nameLength) != offset + ziprecords::kLocalHeaderSize + nameLength)
-        throw OVException(kZipBadStructure, "");
-    ByteBuffer extra(static_cast<size_t>(extraLength));
-    if (!readExactly(*input, extra.data(), extraLength))
-        throw OVException(kZipBadStructure, "");
+    const int64_t offset = ClampLength(member.offset);
+    uint8_t header[LocalHeader::kSize];
+    const ByteBuffer extra = ReadLocalHeader(*input, offset, header);
+    const int64_t nameLength = ReadField(header, LocalHeader::NameLength);
+    const int64_t extraLength = static_cast<int64_t>(extra.size());
 
-    uint16_t method = CUtils::ReadLE16(header + 8);
-    int64_t dataSize = clampLength(member.compressedSize);
-    int64_t dataStart = offset + ziprecords::kLocalHeaderSize + nameLength + extraLength;
+    const uint16_t method = ReadField(header, LocalHeader::Method);
+    int64_t dataSize = ClampLength(member.compressedSize);
+    int64_t dataStart =
+        offset + static_cast<int64_t>(LocalHeader::kSize) + nameLength + extraLength;
     // With the local header's lengths known, the data must still end before the next header.
     if (static_cast<uint64_t>(dataStart) + static_cast<uint64_t>(dataSize) >
-        dataLimit(member.offset))
-        throw OVException(kZipBadStructure, "");
+        dataLimit(member.offset)) {
+        throw OVException(kZipBadStructure,
+                          "Member data runs into the next local header or the directory");
+    }
 
-    uint16_t flags = CUtils::ReadLE16(header + 6);
+    uint16_t flags = ReadField(header, LocalHeader::GeneralFlags);
     const uint16_t tableKind = member.flags & kZipKindMask;
-    if (tableKind != kZipNotEncrypted)
-        flags |= ziprecords::kFlagEncrypted;
-    if (tableKind == kZipStrong)
-        flags |= ziprecords::kFlagStrongEncryption;
-    const bool encrypted = (flags & ziprecords::kFlagEncrypted) != 0;
-    if (encrypted && (flags & ziprecords::kFlagStrongEncryption) != 0) {
-        const int64_t length = readStrongEncryptionHeader(*input);
+    if (tableKind != kZipNotEncrypted) {
+        flags |= kFlagEncrypted;
+    }
+    if (tableKind == kZipStrong) {
+        flags |= kFlagStrongEncryption;
+    }
+    const bool encrypted = (flags & kFlagEncrypted) != 0;
+    const bool strong = encrypted && (flags & kFlagStrongEncryption) != 0;
+    if (strong) {
+        const int64_t length = ReadStrongEncryptionHeader(*input);
         dataStart += length;
         dataSize -= length;
-        if (dataSize < 0)
-            throw OVException(kZipBadStructure, "");
+        if (dataSize < 0) {
+            throw OVException(kZipBadStructure,
+                              "Strong encryption header is longer than the member's data");
+        }
     }
 
     input->seek(0);
     std::unique_ptr<InputStream> window;
-    if (standalone)
+    if (standalone) {
         window = std::make_unique<PartialInputStream>(std::move(ownFile), dataSize, dataStart);
-    else
+    } else {
         window = std::make_unique<PartialInputStream>(*input, dataSize, dataStart);
+    }
 
     ZipMemberDescriptor descriptor;
     descriptor.zip = this;
@@ -170,39 +222,22 @@ std::unique_ptr<InputStream> ZipFile::openMember(int32_t index, uint64_t* uncomp
     const bool hasCrc = encrypted && member.crc != 0;
     // The last header byte of a PKWARE member repeats the CRC's high byte, or the time's when the
     // CRC was not known before the data was written.
-    const uint8_t pkwareCheck = (flags & ziprecords::kFlagSizesFollow) != 0
-                                    ? static_cast<uint8_t>(CUtils::ReadLE16(header + 10) >> 8)
-                                    : static_cast<uint8_t>(member.crc >> 24);
+    const uint8_t pkwareCheck =
+        (flags & kFlagSizesFollow) != 0
+            ? static_cast<uint8_t>(ReadField(header, LocalHeader::DosTime) >> 8)
+            : static_cast<uint8_t>(member.crc >> 24);
 
     int32_t kind = kZipNotEncrypted;
-    if (encrypted) {
-        if ((flags & ziprecords::kFlagStrongEncryption) != 0) {
-            kind = kZipStrong;
-        } else if (method != ziprecords::kMethodAes) {
-            kind = kZipPkware;
-        } else {
-            const auto block =
-                ziprecords::FindExtraBlock(extra.data(), extra.size(), ziprecords::kExtraAes);
-            if (!block || block->size < 7)
-                throw OVException(kZipBadStructure, "Missing AES encryption header");
-            descriptor.method = CUtils::ReadLE16(block->data + 5);
-            switch (block->data[4]) {
-            case 1:
-                kind = kZipAes128;
-                break;
-            case 2:
-                kind = kZipAes192;
-                break;
-            case 3:
-                kind = kZipAes256;
-                break;
-            default:
-                throw OVException("Not supported AES bits");
-            }
-        }
+    if (strong) {
+        kind = kZipStrong;
+    } else if (encrypted && method != kMethodAes) {
+        kind = kZipPkware;
+    } else if (encrypted) {
+        kind = AesKind(extra, descriptor);
     }
-    if (uncompressedSize != nullptr)
+    if (uncompressedSize != nullptr) {
         *uncompressedSize = member.uncompressedSize;
+    }
     return std::make_unique<ZipFileMemberDataInputStream>(std::move(window), descriptor, kind,
                                                           hasCrc, member.crc, pkwareCheck);
 }

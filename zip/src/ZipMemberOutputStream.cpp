@@ -1,5 +1,6 @@
 // ZipMemberOutputStream.cpp: the writer of one member: compresses, encrypts and authenticates
 // (AES kinds) into a counting sink, with the prepared local header in front.
+#include "ZipRecords.h"
 #include "common/OVException.h"
 #include "zip/ZipCrypto.h"
 #include "zip/ZipMemberStreams.h"
@@ -27,7 +28,7 @@ struct ZipFileMemberDataOutputStream::Chain {
     WString password;
     bool finished = false;
 
-    ~Chain() { forgetPassword(password); }
+    ~Chain() { ForgetPassword(password); }
 };
 
 ZipFileMemberDataOutputStream::ZipFileMemberDataOutputStream(CountingOutputStream* sink,
@@ -35,34 +36,38 @@ ZipFileMemberDataOutputStream::ZipFileMemberDataOutputStream(CountingOutputStrea
                                                              int32_t kind,
                                                              const ByteBuffer& localHeader)
     : sink(sink), chain(std::make_unique<Chain>()), descriptor(descriptor), kind(kind) {
-    if (sink == nullptr)
+    if (sink == nullptr) {
         throw OVException("Output stream must be set");
+    }
     Chain& c = *chain;
     startOffset = sink->getCount();
     std::unique_ptr<OutputStream> current = std::make_unique<BorrowedOutputStream>(*sink);
     if (kind == kZipNotEncrypted || kind == kZipPkware) {
         // PKWARE asks for its password only: this writer has no cipher of that kind.
         if (kind == kZipPkware) {
-            askMemberPassword(descriptor, c.password);  // once: nothing to test it against
-            forgetPassword(c.password);
+            AskMemberPassword(descriptor, c.password);  // once: nothing to test it against
+            ForgetPassword(c.password);
         }
-        if (!localHeader.empty())
+        if (!localHeader.empty()) {
             sink->write(localHeader);
+        }
         startOffset = sink->getCount();
-    } else if (isAesKind(kind)) {
+    } else if (IsAesKind(kind)) {
         c.saltBuffer.assign(kZipAesSaltLength, 0);
-        if (descriptor.zip != nullptr)
+        if (descriptor.zip != nullptr) {
             descriptor.zip->fillSalt(*descriptor.zip, c.saltBuffer);
+        }
         c.saltBuffer.resize(kZipAesSaltLength);
-        askMemberPassword(descriptor, c.password);  // once: nothing to test it against
+        AskMemberPassword(descriptor, c.password);  // once: nothing to test it against
         DerivedKeyBytes derived;
         deriveKey(derived.bytes, c.password, c.saltBuffer.data(), kZipAesSaltLength,
                   kZipAesIterations, kZipAesDerivedLength);
-        forgetPassword(c.password);
+        ForgetPassword(c.password);
         std::copy(derived.bytes + 2 * kZipAesKeyLength,
                   derived.bytes + 2 * kZipAesKeyLength + kZipAesCheckLength, c.passwordCheck);
-        if (!localHeader.empty())
+        if (!localHeader.empty()) {
             sink->write(localHeader);
+        }
         startOffset = sink->getCount();
         sink->write(c.saltBuffer);
         sink->write(c.passwordCheck, kZipAesCheckLength);
@@ -79,16 +84,17 @@ ZipFileMemberDataOutputStream::ZipFileMemberDataOutputStream(CountingOutputStrea
         throw OVException("Unsupported encryption");
     }
 
-    if (descriptor.method == 8)
+    if (descriptor.method == ziprecords::kMethodDeflated) {
         current = std::make_unique<TransformationOutputStream>(
             std::move(current), std::make_unique<ZlibTransformation>(true, true));
-    else if (descriptor.method != 0)
+    } else if (descriptor.method != ziprecords::kMethodStored) {
         throw OVException("Not supported compression");
+    }
     c.top = std::move(current);
 }
 
 ZipFileMemberDataOutputStream::~ZipFileMemberDataOutputStream() {
-    forgetPassword(chain->password);
+    ForgetPassword(chain->password);
     chain->top.reset();
 }
 

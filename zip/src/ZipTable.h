@@ -14,8 +14,9 @@ namespace ziptable {
 // The sum of each unit times 31 to the power of its distance from the end, in 32 bits.
 inline int32_t HashText(const WString& text) {
     uint32_t hash = 0;
-    for (const char16_t unit : text)
+    for (const char16_t unit : text) {
         hash = hash * 31u + static_cast<uint32_t>(unit);
+    }
     return static_cast<int32_t>(hash);
 }
 

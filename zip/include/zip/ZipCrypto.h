@@ -23,7 +23,7 @@ constexpr int32_t kZipAesKeyLength = 32;
 constexpr int32_t kZipAesDerivedLength = 66;  // key, HMAC key, check
 
 // Zeroes a password's characters and empties it.
-void forgetPassword(WString& password);
+void ForgetPassword(WString& password);
 
 // The derived bytes of one member, on the stack, zeroed however the scope is left.
 struct DerivedKeyBytes {

@@ -4,7 +4,9 @@
 //
 // All on-disk values are little-endian. Failures are OVException; codes of structure are -18
 // (bad or missing record), -16 (short directory signature), -6 (bad index), 5 (delete on open
-// failure failed), 15 (save failed) and 4864 (open failed with no code).
+// failure failed), 15 (save failed) and 4864 (open failed with no code). Their messages are
+// empty, save for the few named with them and for the checks that this library makes beyond the
+// format's own (a record cut short, members that overlap), which say what went wrong.
 #pragma once
 
 #include "common/WideString.h"
@@ -28,9 +30,12 @@ enum ZipEncryptionKind : uint16_t {
     kZipStrong = 5,
 };
 constexpr uint16_t kZipKindMask = 0x7;
+// One of the AES kinds.
+constexpr bool IsAesKind(int32_t kind) { return kind >= kZipAes128 && kind <= kZipAes256; }
 constexpr uint16_t kZipSizesFollowData = 0x8;  // the local header's sizes are in a descriptor
 constexpr uint16_t kZipShadowed = 0x10;        // a directory that another member's path holds
 constexpr uint16_t kZipDirectoryAttribute = 0x10;
+constexpr uint32_t kZipEncryptedAttribute = 0x4000;  // added to an encrypted entry's attributes
 
 // Result codes of the archive layer.
 constexpr int32_t kZipBadStructure = -18;
@@ -39,6 +44,12 @@ constexpr int32_t kZipBadIndex = -6;
 constexpr int32_t kZipDeleteFailed = 5;
 constexpr int32_t kZipSaveFailed = 15;
 constexpr int32_t kZipOpenFailed = 4864;
+// A standard exception while opening.
+constexpr int32_t kZipStandardException = -999;
+// Adding a block would bring an extra field past 65,535 bytes.
+constexpr int32_t kZipExtraFieldTooLong = -3;
+// What close() gives when something was thrown inside.
+constexpr int32_t kZipCloseFailed = 14;
 
 // Member indices: bit 30 selects the pending members; these two stand for the directory.
 constexpr uint32_t kZipPendingBit = 0x40000000u;

@@ -22,6 +22,8 @@ constexpr int32_t kZipVerificationFailed = -1380004;
 constexpr int32_t kZipUnsupportedCompression = -1380005;
 constexpr int32_t kZipPasswordNotSupplied = -1380007;
 constexpr int32_t kZipPasswordTooLong = -6;
+// A strong encryption header longer than 4,098 bytes.
+constexpr int32_t kZipEncryptionHeaderTooLong = -8;
 
 struct ZipMemberDescriptor {
     ZipFile* zip = nullptr;  // the security provider
@@ -31,14 +33,12 @@ struct ZipMemberDescriptor {
     uint16_t method = 0;
 };
 
-// One of the AES kinds of a member.
-bool isAesKind(int32_t kind);
 // The member's path, for the security provider; empty when the descriptor names none.
-WString memberName(const ZipMemberDescriptor& descriptor);
+WString MemberName(const ZipMemberDescriptor& descriptor);
 // Asks the archive's provider for the member's password (none without an archive). Throws
 // OVException for a password that is too long or none given, forgetting what was given. True
 // when the provider may be asked again after a wrong password.
-bool askMemberPassword(const ZipMemberDescriptor& descriptor, WString& password);
+bool AskMemberPassword(const ZipMemberDescriptor& descriptor, WString& password);
 
 class ZipFileMemberDataInputStream : public InputStream {
 public:
