@@ -49,6 +49,7 @@ Faults Faults::OverriddenBy(const Faults& over) const {
     Over(merged.closeMidBody, over.closeMidBody);
     Over(merged.chunked, over.chunked);
     Over(merged.disposition, over.disposition);
+    Over(merged.hold, over.hold);
     return merged;
 }
 
@@ -75,6 +76,8 @@ bool SetFaultFromText(Faults& faults, const std::string& name, const std::string
         faults.chunked = ParseBool(text);
     } else if (name == "disposition") {
         faults.disposition = text;
+    } else if (name == "hold") {
+        faults.hold = ParseBool(text);
     } else {
         return false;
     }
@@ -89,7 +92,7 @@ FaultKind KindOfFault(const std::string& name) {
         return FaultKind::Text;
     }
     if (name == "cut_body" || name == "no_content_disposition" || name == "quoted_filename" ||
-        name == "redirect" || name == "close_mid_body" || name == "chunked") {
+        name == "redirect" || name == "close_mid_body" || name == "chunked" || name == "hold") {
         return FaultKind::Flag;
     }
     return FaultKind::Unknown;
@@ -97,7 +100,7 @@ FaultKind KindOfFault(const std::string& name) {
 
 const char* FaultNames() {
     return "delay_ms, status, body, cut_body, no_content_disposition, quoted_filename, redirect, "
-           "close_mid_body, chunked, disposition";
+           "close_mid_body, chunked, disposition, hold";
 }
 
 }  // namespace orvservice

@@ -18,6 +18,9 @@ struct Faults {
     std::optional<bool> closeMidBody;
     std::optional<bool> chunked;
     std::optional<std::string> disposition;
+    // Wait before answering until the in-process owner releases the held requests, or the
+    // service stops: a server that stalls for exactly as long as a test wants.
+    std::optional<bool> hold;
 
     // Each fault that `over` sets replaces this one's.
     Faults OverriddenBy(const Faults& over) const;

@@ -11,6 +11,7 @@
 #include <atomic>
 #include <charconv>
 #include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <fstream>
 #include <httplib.h>
@@ -178,7 +179,7 @@ std::pair<std::string, int> AddressOf(const sockaddr_storage& address) {
 }
 
 // Ends the reading side of every connection accepted on `port` whose peer `busy` does not name.
-// httplib's workers wait up to its keep-alive timeout (5 s) on an idle connection before they
+// httplib's workers wait up to the keep-alive timeout on an idle connection before they
 // notice a stop; with the reading side shut they see the end at once. A connection with a
 // request being answered is left alone: httplib takes a shut reading side for a peer gone and
 // would drop the answer. httplib does not tell which sockets it accepted, so they are found
@@ -219,13 +220,25 @@ struct VersionService::Impl {
 
     std::thread thread;
     std::mutex stateMutex;
+    // Told when httplib is in its accept loop (`listening`) and when Serve has ended.
+    std::condition_variable stateChanged;
     bool stopRequested = false;
     bool everServed = false;
+    bool listening = false;
+    bool serveEnded = false;
     std::atomic<bool> serving{false};
 
     mutable std::mutex recordsMutex;
     std::vector<RequestRecord> records;
     std::atomic<int> accepted{0};
+
+    // The requests the fault "hold" keeps waiting, and whether they have been let go.
+    mutable std::mutex holdMutex;
+    mutable std::condition_variable holdChanged;
+    std::vector<RequestRecord> held;
+    bool holdsReleased = false;
+    void Hold(const httplib::Request& req);
+    void ReleaseHeld();
 
     // The remote ends of connections with a request between its reading and its answer's end.
     std::mutex busyMutex;
@@ -240,19 +253,19 @@ struct VersionService::Impl {
     void Record(const httplib::Request& req, int status);
     std::string Origin(const httplib::Request& req) const;
 
-    // Delay, redirect and status: true when `res` is answered by them.
+    // Hold, delay, redirect and status: true when `res` is answered by them.
     bool Misbehave(const httplib::Request& req, httplib::Response& res, const Faults& faults,
-                   const Faults& catalogFaults) const;
+                   const Faults& catalogFaults);
     // Sends `body` as the faults ask; `fileName` non-empty for a download with a disposition.
     static void Deliver(httplib::Response& res, Body body, const std::string& contentType,
                         const Faults& faults, const std::string& fileName);
 
     void HandleCheck(const httplib::Request& req, httplib::Response& res,
-                     const Faults& requestFaults) const;
+                     const Faults& requestFaults);
     void HandleFile(const httplib::Request& req, httplib::Response& res,
-                    const Faults& requestFaults) const;
+                    const Faults& requestFaults);
     void HandleBytes(const httplib::Request& req, httplib::Response& res,
-                     const Faults& requestFaults) const;
+                     const Faults& requestFaults);
 };
 
 std::string VersionService::Impl::Origin(const httplib::Request& req) const {
@@ -271,10 +284,37 @@ void VersionService::Impl::Record(const httplib::Request& req, int status) {
     }
 }
 
+void VersionService::Impl::Hold(const httplib::Request& req) {
+    std::unique_lock<std::mutex> lock(holdMutex);
+    if (holdsReleased) {
+        return;
+    }
+    held.push_back(RequestRecord{req.method, req.target, 0});
+    holdChanged.notify_all();
+    holdChanged.wait(lock, [this] { return holdsReleased; });
+}
+
+void VersionService::Impl::ReleaseHeld() {
+    {
+        const std::lock_guard<std::mutex> lock(holdMutex);
+        holdsReleased = true;
+        held.clear();
+    }
+    holdChanged.notify_all();
+}
+
 bool VersionService::Impl::Misbehave(const httplib::Request& req, httplib::Response& res,
-                                     const Faults& faults, const Faults& catalogFaults) const {
+                                     const Faults& faults, const Faults& catalogFaults) {
+    if (faults.hold.value_or(false)) {
+        Hold(req);
+    }
     if (faults.delayMs.value_or(0) > 0) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(*faults.delayMs));
+        const std::chrono::milliseconds delay(*faults.delayMs);
+        if (options.delay) {
+            options.delay(delay);
+        } else {
+            std::this_thread::sleep_for(delay);
+        }
     }
     if (faults.redirect.value_or(false)) {
         res.set_redirect(
@@ -371,7 +411,7 @@ void VersionService::Impl::Deliver(httplib::Response& res, Body body,
 }
 
 void VersionService::Impl::HandleCheck(const httplib::Request& req, httplib::Response& res,
-                                       const Faults& requestFaults) const {
+                                       const Faults& requestFaults) {
     const std::string id = req.get_param_value("id");
     const CatalogObject* object = catalog.Find(id);
     const Faults catalogFaults = object != nullptr ? object->checkFaults : Faults{};
@@ -416,7 +456,7 @@ void VersionService::Impl::HandleCheck(const httplib::Request& req, httplib::Res
 }
 
 void VersionService::Impl::HandleFile(const httplib::Request& req, httplib::Response& res,
-                                      const Faults& requestFaults) const {
+                                      const Faults& requestFaults) {
     // httplib has already percent-decoded the path.
     const std::string name = req.path.substr(std::string_view("/files/").size());
     if (name.empty() || name.find_first_of(std::string("/\\\0", 3)) != std::string::npos ||
@@ -448,7 +488,7 @@ void VersionService::Impl::HandleFile(const httplib::Request& req, httplib::Resp
 }
 
 void VersionService::Impl::HandleBytes(const httplib::Request& req, httplib::Response& res,
-                                       const Faults& requestFaults) const {
+                                       const Faults& requestFaults) {
     if (Misbehave(req, res, requestFaults, Faults{})) {
         return;
     }
@@ -495,14 +535,24 @@ void VersionService::Impl::Handle(const httplib::Request& req, httplib::Response
 void VersionService::Impl::Serve() {
     {
         const std::lock_guard<std::mutex> lock(stateMutex);
-        if (stopRequested || everServed) {
-            return;
+        if (everServed) {
+            return;  // served elsewhere
         }
-        everServed = true;
-        serving = true;
+        // After a Stop it does not serve, and only says that it has ended.
+        if (!stopRequested) {
+            everServed = true;
+            serving = true;
+        }
     }
-    server->listen_after_bind();
-    serving = false;
+    if (serving) {
+        server->listen_after_bind();
+    }
+    {
+        const std::lock_guard<std::mutex> lock(stateMutex);
+        serving = false;
+        serveEnded = true;
+    }
+    stateChanged.notify_all();
 }
 
 VersionService::VersionService(const ServiceOptions& options) : impl(std::make_unique<Impl>()) {
@@ -533,10 +583,21 @@ VersionService::VersionService(const ServiceOptions& options) : impl(std::make_u
 
     httplib::Server& server = *impl->server;
     Impl* self = impl.get();
-    server.new_task_queue = [self] { return new CountingTaskQueue(self->accepted); };
+    // httplib makes its task queue once it counts as running, just before its accept loop: the
+    // moment a stop() takes effect and Start may return.
+    server.new_task_queue = [self] {
+        auto* queue = new CountingTaskQueue(self->accepted);
+        {
+            const std::lock_guard<std::mutex> lock(self->stateMutex);
+            self->listening = true;
+        }
+        self->stateChanged.notify_all();
+        return queue;
+    };
     // A client that keeps one connection for all its checks, as the add-on does, is not cut off
     // after httplib's default of five requests.
     server.set_keep_alive_max_count(1000);
+    server.set_keep_alive_timeout(options.keepAliveSeconds);
     // httplib's default also sets SO_REUSEPORT, which lets a second service bind the same port
     // and take half its connections; a port in use must be an error instead.
     server.set_socket_options([](socket_t sock) {
@@ -610,16 +671,10 @@ void VersionService::Start() {
     }
     impl->thread = std::thread([this] { impl->Serve(); });
     // Until httplib is in its accept loop, its stop() would do nothing; waiting here makes a
-    // Stop right after Start safe, and the port is accepting when Start returns.
-    while (!impl->server->is_running()) {
-        {
-            const std::lock_guard<std::mutex> lock(impl->stateMutex);
-            if (impl->everServed && !impl->serving) {
-                break;  // httplib's loop ended at once
-            }
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+    // Stop right after Start safe, and the port is accepting when Start returns. Serve ends at
+    // once when httplib cannot serve, or when a Stop came first.
+    std::unique_lock<std::mutex> lock(impl->stateMutex);
+    impl->stateChanged.wait(lock, [this] { return impl->listening || impl->serveEnded; });
 }
 
 void VersionService::Run() {
@@ -650,6 +705,10 @@ void VersionService::Stop() {
                 return impl->IsBusy(peer);
             });
         }
+        // A held request is an answer being made: it goes on now and finishes.
+        if (stopped) {
+            impl->ReleaseHeld();
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     if (impl->thread.joinable() && impl->thread.get_id() != std::this_thread::get_id()) {
@@ -670,5 +729,19 @@ std::vector<RequestRecord> VersionService::Requests() const {
 }
 
 int VersionService::AcceptedConnections() const { return impl->accepted; }
+
+std::vector<RequestRecord> VersionService::HeldRequests() const {
+    const std::lock_guard<std::mutex> lock(impl->holdMutex);
+    return impl->held;
+}
+
+bool VersionService::WaitForHeld(std::size_t count, std::chrono::milliseconds limit) const {
+    std::unique_lock<std::mutex> lock(impl->holdMutex);
+    return impl->holdChanged.wait_for(lock, limit, [this, count] {
+        return impl->held.size() >= count || impl->holdsReleased;
+    }) && impl->held.size() >= count;
+}
+
+void VersionService::ReleaseHeld() { impl->ReleaseHeld(); }
 
 }  // namespace orvservice

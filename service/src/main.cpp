@@ -34,7 +34,7 @@ void PrintHelp() {
                  "Prints \"orvservice listening on URL\" once it accepts connections; stops on\n"
                  "SIGINT or SIGTERM. A request may add fault_NAME=VALUE keys (delay_ms, status,\n"
                  "body, cut_body, no_content_disposition, quoted_filename, redirect,\n"
-                 "close_mid_body, chunked, disposition).\n";
+                 "close_mid_body, chunked, disposition, hold).\n";
 }
 
 bool ParseListen(const std::string& text, orvservice::ServiceOptions& options) {

@@ -1245,12 +1245,17 @@ TEST(GetTimeMicroseconds, AnswersTheInstalledClock) {
 }
 
 TEST(GetTimeMicroseconds, RealClockCountsFrom1601) {
-    const auto sinceUnixEpoch = std::chrono::duration_cast<std::chrono::microseconds>(
-        std::chrono::system_clock::now().time_since_epoch());
-    const int64_t expected =
-        static_cast<int64_t>(sinceUnixEpoch.count()) + int64_t{11644473600} * 1000000;
+    // The system clock in microseconds since 1601, read on either side of the reading.
+    const auto systemClock = [] {
+        const auto sinceUnixEpoch = std::chrono::duration_cast<std::chrono::microseconds>(
+            std::chrono::system_clock::now().time_since_epoch());
+        return static_cast<int64_t>(sinceUnixEpoch.count()) + int64_t{11644473600} * 1000000;
+    };
+    const int64_t before = systemClock();
     const int64_t actual = static_cast<int64_t>(CUtils::GetTimeMicroseconds());
-    EXPECT_LT(std::llabs(actual - expected), int64_t{60} * 1000000);
+    const int64_t after = systemClock();
+    EXPECT_LE(before, actual);
+    EXPECT_LE(actual, after);
 }
 
 TEST(ShowMessageBox, FlagsMapToOkButtonWithIcon) {

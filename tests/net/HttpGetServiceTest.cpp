@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <future>
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <memory>
@@ -300,11 +301,23 @@ TEST_F(ServiceFixture, NothingListening) {
 TEST_F(ServiceFixture, ServiceThatStopsAnsweringTimesOut) {
     Start();
     SetHttpTimeouts({5000, 300});
-    const auto started = std::chrono::steady_clock::now();
-    const auto failure = FailureOf(Url("/bytes?size=100&fault_delay_ms=2500"));
+    // The service holds the request until the test lets it go, so the client can only give up on
+    // its own. A client that never does gets the answer after a minute, a limit that only turns
+    // that hang into a failure.
+    std::promise<void> done;
+    std::thread limit([this, finished = done.get_future()] {
+        if (finished.wait_for(std::chrono::minutes(1)) != std::future_status::ready)
+            service->ReleaseHeld();
+    });
+    const auto failure = FailureOf(Url("/bytes?size=100&fault_hold=1"));
+    const bool held = service->WaitForHeld(1, std::chrono::seconds(60));
+    done.set_value();
+    limit.join();
     EXPECT_EQ(failure.text, Text(kMessageNoResponse, "12002"));
     EXPECT_TRUE(failure.runtimeError);
-    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(2400));
+    EXPECT_TRUE(held) << "the client gave up while the request was held";
+    EXPECT_TRUE(service->Requests().empty()) << "the client failed before any answer";
+    service->ReleaseHeld();
 }
 
 // ---- HTTPS ----
@@ -328,6 +341,38 @@ int TakeHttp2First(SSL*, const unsigned char** selected, unsigned char* selected
     *selectedLength = *chosen;
     return SSL_TLSEXT_ERR_OK;
 }
+
+// Serves an httplib server on a thread of its own from construction until Stop. httplib makes
+// its task queue once it counts as running, just before its accept loop; from then on its stop()
+// takes effect, so the constructor waits for that moment.
+class ServingThread {
+public:
+    explicit ServingThread(httplib::Server& server) : server(server) {
+        server.new_task_queue = [this] {
+            ready.set_value();
+            return new httplib::ThreadPool(CPPHTTPLIB_THREAD_POOL_COUNT);
+        };
+        thread = std::thread([&server] { server.listen_after_bind(); });
+        // The limit only turns a server that never runs into a failure.
+        if (ready.get_future().wait_for(std::chrono::seconds(60)) != std::future_status::ready)
+            ADD_FAILURE() << "the server did not start serving";
+    }
+    ~ServingThread() { Stop(); }
+    ServingThread(const ServingThread&) = delete;
+    ServingThread& operator=(const ServingThread&) = delete;
+
+    void Stop() {
+        if (thread.joinable()) {
+            server.stop();
+            thread.join();
+        }
+    }
+
+private:
+    httplib::Server& server;
+    std::promise<void> ready;
+    std::thread thread;
+};
 
 class SecureServiceFixture : public ServiceFixture {
 protected:
@@ -373,9 +418,7 @@ TEST_F(SecureServiceFixture, SecureRequestIsMadeOverHttp11) {
         response.set_content(request.version, "text/plain");
     });
     const int port = secure.bind_to_any_port("127.0.0.1");
-    std::thread thread([&] { secure.listen_after_bind(); });
-    while (!secure.is_running())
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    ServingThread serving(secure);
     std::string version;
     try {
         version = HttpGet(Uni("https://127.0.0.1:" + std::to_string(port) + "/"), nullptr);
@@ -384,8 +427,7 @@ TEST_F(SecureServiceFixture, SecureRequestIsMadeOverHttp11) {
     }
     // The session keeps its connection, which the server's stop would wait out.
     CloseHttpSession();
-    secure.stop();
-    thread.join();
+    serving.Stop();
     EXPECT_EQ(version, "HTTP/1.1");
     EXPECT_EQ(std::count(offered.begin(), offered.end(), "h2"), 0);
 }
@@ -399,12 +441,9 @@ TEST_F(SecureServiceFixture, RedirectFromHttpsToHttpIsNotFollowed) {
         res.set_redirect(target, 302);
     });
     const int port = secure.bind_to_any_port("127.0.0.1");
-    std::thread thread([&] { secure.listen_after_bind(); });
-    while (!secure.is_running())
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    ServingThread serving(secure);
     const auto failure = FailureOf("https://127.0.0.1:" + std::to_string(port) + "/");
-    secure.stop();
-    thread.join();
+    serving.Stop();
     EXPECT_EQ(failure.text, Text(kMessageUnexpectedStatus, "302"));
     EXPECT_TRUE(service->Requests().empty());
 }

@@ -22,10 +22,19 @@ bool ScriptedServer::Reply::Send(const std::string& bytes) {
     return true;
 }
 
+void ScriptedServer::Reply::Hold() {
+    std::unique_lock<std::mutex> lock(server.waitMutex);
+    if (!server.waitChanged.wait_for(lock, std::chrono::minutes(1),
+                                     [this] { return server.released || server.stopping; })) {
+        ++server.expiredHolds;
+        close = true;
+    }
+}
+
 void ScriptedServer::Reply::Pause(int milliseconds) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-    while (!stopping && std::chrono::steady_clock::now() < end)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    std::unique_lock<std::mutex> lock(server.waitMutex);
+    server.waitChanged.wait_for(lock, std::chrono::milliseconds(milliseconds),
+                                [this] { return server.stopping.load(); });
 }
 
 ScriptedServer::ScriptedServer(Handler handler) : handler(std::move(handler)) {
@@ -48,12 +57,29 @@ ScriptedServer::ScriptedServer(Handler handler) : handler(std::move(handler)) {
 }
 
 ScriptedServer::~ScriptedServer() {
-    stopping = true;
+    {
+        const std::lock_guard<std::mutex> lock(waitMutex);
+        stopping = true;
+    }
+    waitChanged.notify_all();
     thread.join();
     ::close(listener);
 }
 
 std::string ScriptedServer::BaseUrl() const { return "http://127.0.0.1:" + std::to_string(port); }
+
+void ScriptedServer::Release() {
+    {
+        const std::lock_guard<std::mutex> lock(waitMutex);
+        released = true;
+    }
+    waitChanged.notify_all();
+}
+
+int ScriptedServer::ExpiredHolds() const {
+    const std::lock_guard<std::mutex> lock(waitMutex);
+    return expiredHolds;
+}
 
 std::vector<std::string> ScriptedServer::Requests() const {
     std::lock_guard<std::mutex> lock(mutex);
@@ -98,7 +124,7 @@ void ScriptedServer::Serve() {
                 std::lock_guard<std::mutex> lock(mutex);
                 requests.push_back(request);
             }
-            Reply reply(connection, stopping);
+            Reply reply(connection, *this);
             handler(request, reply);
             if (reply.Closing()) {
                 ::close(connection);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -18,9 +19,13 @@ public:
     // What the handler answers with, on the connection of the request.
     class Reply {
     public:
-        Reply(int socket, const std::atomic<bool>& stopping) : socket(socket), stopping(stopping) {}
+        Reply(int socket, ScriptedServer& server) : socket(socket), server(server) {}
         // Writes all bytes; false once the client has gone.
         bool Send(const std::string& bytes);
+        // Says nothing until the test calls Release or the server stops, so that a silence lasts
+        // exactly as long as the test wants. After a minute, a limit that only turns a hang
+        // into a failure, the hold counts as expired and the connection is closed.
+        void Hold();
         // Waits, but returns early when the server stops.
         void Pause(int milliseconds);
         // Closes the connection after the handler returns.
@@ -29,7 +34,7 @@ public:
 
     private:
         int socket;
-        const std::atomic<bool>& stopping;
+        ScriptedServer& server;
         bool close = false;
     };
     // Called with each complete request (request line and headers).
@@ -45,6 +50,10 @@ public:
     std::string BaseUrl() const;
     std::vector<std::string> Requests() const;
     int AcceptedConnections() const { return accepted; }
+    // Ends every hold, now and later.
+    void Release();
+    // How many holds ended at their limit instead of by Release or the server's end.
+    int ExpiredHolds() const;
 
 private:
     void Serve();
@@ -53,6 +62,11 @@ private:
     int listener = -1;
     uint16_t port = 0;
     std::atomic<bool> stopping{false};
+    // Told when the server stops or the holds are released.
+    mutable std::mutex waitMutex;
+    std::condition_variable waitChanged;
+    bool released = false;
+    int expiredHolds = 0;
     std::atomic<int> accepted{0};
     mutable std::mutex mutex;
     std::vector<std::string> requests;

@@ -4,37 +4,141 @@
 
 #include <chrono>
 #include <httplib.h>
+#include <mutex>
+#include <thread>
 
 namespace servicetest {
 namespace {
 
-using ServiceFaultTest = ServiceTest;
+// The service's delays on a clock of the test's own: each is counted, none waited out.
+class CountingDelays {
+public:
+    // Options whose delay counts here; `answered` tells how many answers the service had made
+    // when a delay began.
+    orvservice::ServiceOptions Options(std::function<std::size_t()> answered) {
+        orvservice::ServiceOptions options;
+        options.delay = [this, answered](std::chrono::milliseconds delay) {
+            const std::lock_guard<std::mutex> lock(mutex);
+            delays.push_back({delay.count(), answered()});
+        };
+        return options;
+    }
+    struct Delay {
+        long long milliseconds;
+        std::size_t answersBefore;
+        bool operator==(const Delay&) const = default;
+    };
+    std::vector<Delay> Delays() {
+        const std::lock_guard<std::mutex> lock(mutex);
+        return delays;
+    }
 
-long MillisecondsOf(const std::function<void()>& work) {
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    return static_cast<long>(std::chrono::duration_cast<std::chrono::milliseconds>(
-                                 std::chrono::steady_clock::now() - start)
-                                 .count());
-}
+private:
+    std::mutex mutex;
+    std::vector<Delay> delays;
+};
+
+class ServiceFaultTest : public ServiceTest {
+protected:
+    // Starts the service with its delays counted by `counted`.
+    void StartCounting(const std::string& catalog = DefaultCatalog()) {
+        StartService(catalog, counted.Options([this] { return service->Requests().size(); }));
+    }
+    CountingDelays counted;
+};
 
 const char* const kCheck = "/check?id=X01&version=1.0&format=json";
 
 TEST_F(ServiceFaultTest, CatalogDelayHoldsTheAnswer) {
-    StartService(CatalogWithFaults(R"({"delay_ms": 300})", R"({"delay_ms": 300})"));
+    StartCounting(CatalogWithFaults(R"({"delay_ms": 300})", R"({"delay_ms": 300})"));
     httplib::Client client("127.0.0.1", service->Port());
-    EXPECT_GE(MillisecondsOf([&] { EXPECT_EQ(client.Get(kCheck)->status, 200); }), 300);
-    EXPECT_GE(MillisecondsOf([&] { EXPECT_EQ(client.Get("/files/X01.zip")->status, 200); }), 300);
+    EXPECT_EQ(client.Get(kCheck)->status, 200);
+    EXPECT_EQ(client.Get("/files/X01.zip")->status, 200);
+    // Each answer came after its delay of 300 ms.
+    EXPECT_EQ(counted.Delays(), (std::vector<CountingDelays::Delay>{{300, 0}, {300, 1}}));
 }
 
 TEST_F(ServiceFaultTest, RequestDelayHoldsTheAnswer) {
+    StartCounting();
+    httplib::Client client("127.0.0.1", service->Port());
+    EXPECT_EQ(client.Get("/check?id=D01&version=2.0")->status, 200);
+    EXPECT_EQ(client.Get("/check?id=D01&version=2.0&fault_delay_ms=300")->status, 200);
+    EXPECT_EQ(counted.Delays(), (std::vector<CountingDelays::Delay>{{300, 1}}));
+}
+
+TEST_F(ServiceFaultTest, HoldKeepsTheAnswerUntilReleased) {
     StartService();
     httplib::Client client("127.0.0.1", service->Port());
-    EXPECT_GE(MillisecondsOf([&] {
-                  EXPECT_EQ(client.Get("/check?id=D01&version=2.0&fault_delay_ms=300")->status,
-                            200);
-              }),
-              300);
+    // Longer than any hold here: the client waits for the release, however late it comes.
+    client.set_read_timeout(std::chrono::seconds(60));
+    int status = 0;
+    std::thread asking([&] {
+        const auto res = client.Get("/check?id=D01&version=2.0&fault_hold=1");
+        status = res ? res->status : -1;
+    });
+    const bool held = service->WaitForHeld(1, std::chrono::seconds(60));
+    EXPECT_TRUE(held);
+    if (held) {
+        const auto holding = service->HeldRequests();
+        ASSERT_EQ(holding.size(), 1u);
+        EXPECT_EQ(holding[0].target, "/check?id=D01&version=2.0&fault_hold=1");
+        EXPECT_EQ(holding[0].status, 0);
+        EXPECT_TRUE(service->Requests().empty()) << "nothing is answered while it is held";
+    }
+    service->ReleaseHeld();
+    asking.join();
+    EXPECT_EQ(status, 200);
+    EXPECT_TRUE(service->HeldRequests().empty());
+    ASSERT_EQ(service->Requests().size(), 1u);
+    EXPECT_EQ(service->Requests()[0].status, 200);
+}
+
+TEST_F(ServiceFaultTest, CatalogHoldKeepsEveryRequestOfTheObjectUntilReleased) {
+    StartService(CatalogWithFaults(R"({"hold": true})", R"({"hold": true})"));
+    httplib::Client check("127.0.0.1", service->Port());
+    httplib::Client file("127.0.0.1", service->Port());
+    check.set_read_timeout(std::chrono::seconds(60));
+    file.set_read_timeout(std::chrono::seconds(60));
+    int checkStatus = 0;
+    int fileStatus = 0;
+    std::thread askingCheck([&] {
+        const auto res = check.Get(kCheck);
+        checkStatus = res ? res->status : -1;
+    });
+    std::thread askingFile([&] {
+        const auto res = file.Get("/files/X01.zip");
+        fileStatus = res ? res->status : -1;
+    });
+    EXPECT_TRUE(service->WaitForHeld(2, std::chrono::seconds(60)));
+    EXPECT_TRUE(service->Requests().empty());
+    service->ReleaseHeld();
+    askingCheck.join();
+    askingFile.join();
+    EXPECT_EQ(checkStatus, 200);
+    EXPECT_EQ(fileStatus, 200);
+}
+
+TEST_F(ServiceFaultTest, AfterTheReleaseNothingIsHeld) {
+    StartService();
+    service->ReleaseHeld();
+    EXPECT_FALSE(service->WaitForHeld(1, std::chrono::seconds(60)))
+        << "a wait after the release ends at once";
+    httplib::Client client("127.0.0.1", service->Port());
+    // The safety limit only turns a hold that never ends into a failure.
+    client.set_read_timeout(std::chrono::seconds(60));
+    const auto res = client.Get("/check?id=D01&version=2.0&fault_hold=1");
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 200);
+    EXPECT_TRUE(service->HeldRequests().empty());
+}
+
+TEST_F(ServiceFaultTest, RequestCancelsACatalogHold) {
+    StartService(CatalogWithFaults(R"({"hold": true})", ""));
+    httplib::Client client("127.0.0.1", service->Port());
+    client.set_read_timeout(std::chrono::seconds(60));
+    const auto res = client.Get(std::string(kCheck) + "&fault_hold=0");
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 200);
 }
 
 TEST_F(ServiceFaultTest, CatalogStatusIsAnsweredWithAShortBody) {
@@ -195,15 +299,13 @@ TEST_F(ServiceFaultTest, RequestCloseMidBodyEndsTheChunksEarly) {
 }
 
 TEST_F(ServiceFaultTest, RequestKeysOverrideTheCatalog) {
-    StartService(CatalogWithFaults(R"({"status": 503, "delay_ms": 2000})",
-                                   R"({"cut_body": true, "quoted_filename": true})"));
+    StartCounting(CatalogWithFaults(R"({"status": 503, "delay_ms": 2000})",
+                                    R"({"cut_body": true, "quoted_filename": true})"));
     httplib::Client client("127.0.0.1", service->Port());
-    const long elapsed = MillisecondsOf([&] {
-        const auto res = client.Get(std::string(kCheck) + "&fault_delay_ms=0&fault_status=502");
-        ASSERT_TRUE(res);
-        EXPECT_EQ(res->status, 502);
-    });
-    EXPECT_LT(elapsed, 1500);
+    const auto res = client.Get(std::string(kCheck) + "&fault_delay_ms=0&fault_status=502");
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 502);
+    EXPECT_TRUE(counted.Delays().empty()) << "fault_delay_ms=0 cancels the catalog's delay";
     const auto file = client.Get("/files/X01.zip?fault_cut_body=0&fault_quoted_filename=false");
     ASSERT_TRUE(file);
     EXPECT_EQ(file->body, "0123456789abcdefghij");

@@ -13,8 +13,10 @@
 // overrides the catalog's.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -38,6 +40,11 @@ struct ServiceOptions {
     std::filesystem::path privateKey;
     // One line per request on standard output: method, target, status.
     bool log = false;
+    // How long an idle keep-alive connection is kept open for its next request.
+    int keepAliveSeconds = 5;
+    // How the fault "delay_ms" waits; empty: the serving thread sleeps that long. A test may pass
+    // a clock of its own, so that a delay is counted rather than waited out.
+    std::function<void(std::chrono::milliseconds)> delay;
 };
 
 // One request as the service saw it.
@@ -72,6 +79,17 @@ public:
     // What was asked so far, and how many connections were accepted.
     std::vector<RequestRecord> Requests() const;
     int AcceptedConnections() const;
+
+    // The fault "hold" keeps a request waiting before its answer until ReleaseHeld or Stop, so
+    // that a test can act while a client waits on the service, for as long as it needs.
+    // The requests being held now, in the order they came (status 0: not answered yet).
+    std::vector<RequestRecord> HeldRequests() const;
+    // Waits until `count` requests are being held at once; false when `limit` passes first or
+    // ReleaseHeld was called (nothing is held from then on). The limit only turns a hang into a
+    // failure.
+    bool WaitForHeld(std::size_t count, std::chrono::milliseconds limit) const;
+    // Lets every held request go on to its answer; from then on the fault holds nothing.
+    void ReleaseHeld();
 
 private:
     struct Impl;

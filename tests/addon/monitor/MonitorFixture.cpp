@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cctype>
+#include <chrono>
 #include <cstdio>
+#include <future>
 #include <netinet/in.h>
 #include <sstream>
 #include <sys/socket.h>
@@ -226,6 +228,25 @@ RunResult MonitorTest::RunScript(const std::vector<std::string>& lines) {
     if (!messageBoxesExpected) {
         EXPECT_TRUE(Lines("messagebox").empty()) << "the monitor tells the user nothing here";
     }
+    return result;
+}
+
+RunResult MonitorTest::RunScriptWhileHeld(const std::vector<std::string>& lines,
+                                          const std::function<void()>& meanwhile) {
+    auto run = std::async(std::launch::async, [this, lines] {
+        RunResult result = RunScript(lines);
+        // A run that ends without the held request wakes the wait below at once.
+        service->ReleaseHeld();
+        return result;
+    });
+    // The limit is RunScript's own: it only turns a hang into a failure.
+    const bool held = service->WaitForHeld(1, std::chrono::seconds(300));
+    if (held) {
+        meanwhile();
+    }
+    service->ReleaseHeld();
+    RunResult result = run.get();
+    EXPECT_TRUE(held) << "the run ended before the service held a request";
     return result;
 }
 

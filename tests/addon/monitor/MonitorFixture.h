@@ -6,6 +6,7 @@
 #include "TestFiles.h"
 #include "service/VersionService.h"
 
+#include <functional>
 #include <gtest/gtest.h>
 #include <json/json.h>
 #include <map>
@@ -90,6 +91,12 @@ protected:
 
     // Runs orvhost open over the project with this script; the trace is kept for the helpers.
     RunResult RunScript(const std::vector<std::string>& lines);
+    // Runs the script while the test changes the project: once the service holds a request (the
+    // fault "hold"), `meanwhile` runs on the test's thread, and then the held requests go on.
+    // The add-on waits on that check all the while, so the change lands at one known point of
+    // the run whatever the machine's speed.
+    RunResult RunScriptWhileHeld(const std::vector<std::string>& lines,
+                                 const std::function<void()>& meanwhile);
     std::string TracePath() const { return folder.At("trace.jsonl"); }
 
     // The element's own `uptodate` in the saved project.json; nothing when it has none.

@@ -4,11 +4,7 @@
 // service's request log).
 #include "MonitorFixture.h"
 
-#include <chrono>
 #include <filesystem>
-#include <functional>
-#include <future>
-#include <sstream>
 #include <string>
 #include <unistd.h>
 
@@ -37,10 +33,6 @@ const std::string kRowUpdateFailed =
 // (no end record found): nothing, so the message box is empty.
 const std::string kNoArchiveText = "";
 
-// The scan waits this long on the slow part's check, so that a test can change the project
-// folder before the script reaches the dialog; far longer than the change takes.
-constexpr int kSlowCheckMs = 4000;
-
 // One object of the service's catalog: versions 1.0 and 2.0, 2.0 the latest, `file` its file.
 struct Offer {
     std::string id;
@@ -60,15 +52,6 @@ struct RowView {
     bool buttonEnabled = false;
     int click = 0;  // the number `click` takes for it, its place among all rows; 0 without button
 };
-
-Json::Value ParseLine(const std::string& text) {
-    Json::Value value;
-    Json::CharReaderBuilder builder;
-    std::string errors;
-    std::istringstream stream(text);
-    Json::parseFromStream(builder, stream, &value, &errors);
-    return value;
-}
 
 int Top(const Json::Value& item) { return item["rect"][1].asInt(); }
 
@@ -157,13 +140,15 @@ protected:
         StartService(catalog, files);
     }
 
-    // An object whose check is answered late and up to date: its row has no button.
-    static Offer SlowOffer() {
-        Offer slow;
-        slow.id = "SLOW";
-        slow.latest = "1.0";
-        slow.checkFaults = "{\"delay_ms\": " + std::to_string(kSlowCheckMs) + "}";
-        return slow;
+    // An object whose check the service holds until the test lets it go, so that the test can
+    // change the project folder while the scan waits, before the script reaches the dialog; up
+    // to date: its row has no button.
+    static Offer HeldOffer() {
+        Offer held;
+        held.id = "HELD";
+        held.latest = "1.0";
+        held.checkFaults = R"({"hold": true})";
+        return held;
     }
 
     // Makes a ZIP archive of `members` (name to bytes, names taken as they are) with python3.
@@ -198,27 +183,6 @@ protected:
     // The usual run: the dialog opens, row `row` is pressed, its message box acknowledged.
     RunResult PressOnce(int row = 1) {
         return RunScript({"wait 2000", "click " + std::to_string(row), "ok", "close"});
-    }
-
-    // Runs the script while the test thread changes the project: `meanwhile` runs once the
-    // project is loaded and the open event is traced, while the scan waits on the slow check.
-    RunResult RunScriptWhile(const std::vector<std::string>& lines,
-                             const std::function<void()>& meanwhile) {
-        auto run = std::async(std::launch::async, [this, lines] { return RunScript(lines); });
-        bool opened = false;
-        while (!opened &&
-               run.wait_for(std::chrono::milliseconds(10)) != std::future_status::ready) {
-            std::istringstream trace(ReadFileBytes(TracePath()));
-            for (std::string line; std::getline(trace, line) && !opened;) {
-                opened = ParseLine(line)["kind"].asString() == "event";
-            }
-        }
-        if (opened) {
-            meanwhile();
-        }
-        RunResult result = run.get();
-        EXPECT_TRUE(opened) << "the run ended before its open event was traced";
-        return result;
     }
 
     std::vector<Json::Value> MessageBoxes() const { return Lines("messagebox"); }
@@ -378,12 +342,12 @@ TEST_F(ObjectUpdateTest, RenameFailureShowsCannotReplaceAndRowReadsUpdateFailed)
 TEST_F(ObjectUpdateTest, UnzipFailureShowsCannotReplaceAndRowReadsUpdateFailed) {
     // The part's folder becomes a file while the dialog is open: the archive has nowhere to go.
     Offer zipped{"Z01", "Z01-2.0.zip", ZipBytes({{"Z01.xml", "new"}})};
-    Serve({SlowOffer(), zipped});
-    MakeMonitoredPart("Aaa/Slow.xml", CheckUrl("SLOW", "1.0"));
+    Serve({HeldOffer(), zipped});
+    MakeMonitoredPart("Aaa/Held.xml", CheckUrl("HELD", "1.0"));
     MakeMonitoredPart("Zipped/Z01.xml", CheckUrl("Z01", "1.0"));
     MakeProject({});
 
-    const RunResult run = RunScriptWhile({"wait 2000", "click 2", "ok", "close"}, [this] {
+    const RunResult run = RunScriptWhileHeld({"wait 2000", "click 2", "ok", "close"}, [this] {
         std::filesystem::remove_all(LibraryPath("Zipped"));
         WriteFileBytes(LibraryPath("Zipped"), "a file where the folder was");
     });
@@ -396,16 +360,16 @@ TEST_F(ObjectUpdateTest, UnzipFailureShowsCannotReplaceAndRowReadsUpdateFailed) 
 // Also the failure table's row of a library part that cannot be found.
 TEST_F(ObjectUpdateTest, PartRemovedWhileDialogOpenShowsOldObjectNotFound) {
     Offer plain{"GONE", "Gone.xml", "new part file\n"};
-    Serve({SlowOffer(), plain});
+    Serve({HeldOffer(), plain});
     // Sorted last, so that after the reload no other part takes its index.
-    MakeMonitoredPart("Aaa/Slow.xml", CheckUrl("SLOW", "1.0"));
+    MakeMonitoredPart("Aaa/Held.xml", CheckUrl("HELD", "1.0"));
     MakeMonitoredPart("Objects/Gone.xml", CheckUrl("GONE", "1.0"));
     MakeProject({});
 
     // The file vanishes during the scan; the reload lets the host forget the part.
-    const RunResult run = RunScriptWhile({"wait 2000", "reload", "click 2", "ok", "close"}, [this] {
-        std::filesystem::remove(LibraryPath("Objects/Gone.xml"));
-    });
+    const RunResult run =
+        RunScriptWhileHeld({"wait 2000", "reload", "click 2", "ok", "close"},
+                           [this] { std::filesystem::remove(LibraryPath("Objects/Gone.xml")); });
 
     // The reload's library event sets the monitor's deferred write going again, and with it a
     // second summary once the first is closed: the monitor's doing, not the update's.

@@ -4,10 +4,6 @@
 // 10) are unit-tested in tests/addon/MessageCatalogueTest.cpp.
 #include "MonitorFixture.h"
 
-#include <chrono>
-#include <future>
-#include <thread>
-
 namespace monitortest {
 namespace {
 
@@ -61,33 +57,25 @@ TEST_F(VersionCheck, ScanAfterFourHoursAndAMomentMakesASecondRequest) {
 TEST_F(VersionCheck, ChangedCheckUrlIsAskedAtOnceAndReplacesTheRecord) {
     // L01 1.0 is an older version without a file (state 0); D01 2.0 is up to date (state 1).
     MakeMonitoredPart("A/First.xml", CheckUrl("L01", "1.0"));
-    // Asked after the first part, and slowly: the time in which the test changes the first.
-    MakeMonitoredPart("B/Slow.xml", CheckUrl("id=L01&version=1.5&fault_delay_ms=4000"));
+    // Asked after the first part and held by the service: the add-on waits on it while the test
+    // changes the first part.
+    MakeMonitoredPart("B/Held.xml", CheckUrl("id=L01&version=1.5&fault_hold=1"));
     MakeProject({{Guid(1), 6, "A/First.xml"}});
 
     const std::string firstTarget = "/check?id=L01&version=1.0&format=json";
-    auto run = std::async(std::launch::async, [this] {
-        return RunScript({"wait 2000", "reload", "wait 2000", "event project 4"});
-    });
-    // Once the first part was answered, its file can change before the script's reload.
-    bool seen = false;
-    for (int i = 0; i < 6000 && !seen; ++i) {
-        for (const auto& record : service->Requests()) {
-            seen = seen || record.target == firstTarget;
-        }
-        if (!seen) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-    }
-    ASSERT_TRUE(seen);
-    MakeMonitoredPart("A/First.xml", CheckUrl("D01", "2.0"));
-    const RunResult result = run.get();
+    const std::string heldTarget = "/check?id=L01&version=1.5&fault_hold=1&format=json";
+    const RunResult result =
+        RunScriptWhileHeld({"wait 2000", "reload", "wait 2000", "event project 4"}, [&] {
+            // The first part was answered; its file changes before the script's reload.
+            EXPECT_EQ(RequestTargets(), std::vector<std::string>{firstTarget});
+            ASSERT_EQ(service->HeldRequests().size(), 1u);
+            EXPECT_EQ(service->HeldRequests()[0].target, heldTarget);
+            MakeMonitoredPart("A/First.xml", CheckUrl("D01", "2.0"));
+        });
 
     ASSERT_EQ(result.status, 0) << result.output;
-    EXPECT_EQ(RequestTargets(),
-              (std::vector<std::string>{firstTarget,
-                                        "/check?id=L01&version=1.5&fault_delay_ms=4000&format=json",
-                                        "/check?id=D01&version=2.0&format=json"}))
+    EXPECT_EQ(RequestTargets(), (std::vector<std::string>{firstTarget, heldTarget,
+                                                          "/check?id=D01&version=2.0&format=json"}))
         << "the reload asks the changed part at once; the last scan finds the new record fresh";
     EXPECT_EQ(SavedUpToDate(Guid(1)), 1) << "the new record's state";
 }
