@@ -10,6 +10,7 @@
 #include "emulator/HostSession.h"
 #include "emulator/Project.h"
 #include "hostkit/MainLoop.h"
+#include "presentation/Backends.h"
 
 #include <chrono>
 #include <cstdio>
@@ -37,7 +38,7 @@ int main(int argc, char** argv) {
         orvhost::HostSession session(project);
         // A virtual clock: the one-second timer costs no waiting, the network stays real.
         hostkit::MainLoop& loop = hostkit::MainLoop::Instance();
-        loop.SetBackend(hostkit::MakeScriptBackend({}, nullptr));
+        loop.SetBackend(presentation::MakeScriptBackend({}, nullptr));
         orvhost::AddOnModule module(argv[2]);
         module.Start(session.Table(), session.Token());
 

@@ -1,5 +1,5 @@
 // MainLoop.cpp: the host kit's main loop: fires due timers, runs nested loops for modal windows,
-// and leaves input and the passing of time to the backend.
+// and leaves input, the passing of time and the showing of windows to the backend.
 #include "hostkit/MainLoop.h"
 
 #include "LoopSupport.h"
@@ -9,6 +9,7 @@
 #include <chrono>
 #include <exception>
 #include <iostream>
+#include <thread>
 
 namespace hostkit {
 
@@ -21,6 +22,8 @@ std::string JsonLine(const Json::Value& value) {
     return Json::writeString(builder, value);
 }
 
+}  // namespace windowing
+
 uint64_t SystemMicroseconds1601() {
     // From 1601-01-01 to the Unix epoch of the system clock.
     constexpr uint64_t EpochDifferenceSeconds = 11644473600ULL;
@@ -29,20 +32,42 @@ uint64_t SystemMicroseconds1601() {
     return EpochDifferenceSeconds * 1000000ULL + static_cast<uint64_t>(sinceUnixEpoch.count());
 }
 
-void ReportScriptError(int line, const std::string& message) {
-    Json::Value trace(Json::objectValue);
-    trace["kind"] = "script";
-    trace["line"] = line;
-    trace["error"] = message;
-    MainLoop& loop = MainLoop::Instance();
-    loop.Trace(JsonLine(trace));
-    std::cerr << "orvhost: script line " << line << ": " << message << std::endl;
-    loop.CountScriptError();
-}
-
-}  // namespace windowing
-
 namespace {
+
+// The backend while none is set: nobody is there. The steady clock, so that timers keep their
+// intervals when the system time is set; a message box is acknowledged and any other window
+// closed by its close box as soon as it opens.
+class UnattendedBackend final : public UiBackend {
+public:
+    std::string Name() const override { return "unattended"; }
+
+    uint64_t NowMilliseconds() override {
+        return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                         std::chrono::steady_clock::now().time_since_epoch())
+                                         .count());
+    }
+
+    bool Wait(std::optional<uint64_t> deadline) override {
+        if (!deadline) {
+            return false;  // no input ever comes
+        }
+        const uint64_t now = NowMilliseconds();
+        if (*deadline > now) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(*deadline - now));
+        }
+        return true;
+    }
+
+    void ModalOpened(ModalWindow& window) override {
+        if (auto* box = dynamic_cast<MessageBoxModal*>(&window)) {
+            box->Answer(IDOK);
+        } else if (!window.PressCloseBox()) {
+            window.Close();
+        }
+    }
+
+    void ModalClosing(ModalWindow& /*window*/) override {}
+};
 
 // Pops a modal window however its nested loop ends, an exception included, so that the stack
 // never keeps a window that no longer exists.
@@ -81,7 +106,7 @@ void TraceException(MainLoop& loop, const std::string& what) {
 
 }  // namespace
 
-uint64_t UiBackend::NowMicroseconds1601() { return windowing::SystemMicroseconds1601(); }
+uint64_t UiBackend::NowMicroseconds1601() { return SystemMicroseconds1601(); }
 
 MainLoop& MainLoop::Instance() {
     // Never destroyed: a module unloaded at exit calls in after static objects are gone.
@@ -89,11 +114,10 @@ MainLoop& MainLoop::Instance() {
     return *loop;
 }
 
-MainLoop::MainLoop() : backend(MakeNoneBackend()) {}
+MainLoop::MainLoop() : backend(std::make_unique<UnattendedBackend>()) {}
 
 void MainLoop::SetBackend(std::unique_ptr<UiBackend> newBackend) {
-    backend = newBackend ? std::move(newBackend) : MakeNoneBackend();
-    scriptErrors = 0;
+    backend = newBackend ? std::move(newBackend) : std::make_unique<UnattendedBackend>();
 }
 
 UiBackend& MainLoop::Backend() { return *backend; }

@@ -16,22 +16,15 @@ public:
 
     bool IsOpen() const override { return open; }
 
-    bool Act(const ScriptAction& action) override {
-        if (!open || !action.words.empty()) {
+    // The close box answers Cancel where there is a Cancel button, else OK, as on Windows.
+    bool PressCloseBox() override {
+        if (!open) {
             return false;
         }
-        if (action.verb == "ok") {
-            Answer(IDOK);
-            return true;
-        }
-        if (action.verb == "close") {
-            Close();
-            return true;
-        }
-        return false;  // a message box has no rows to click
+        Answer(HasCancel() ? IDCANCEL : IDOK);
+        return true;
     }
 
-    // The close box answers Cancel where there is a Cancel button, else OK, as on Windows.
     void Close() override { Answer(HasCancel() ? IDCANCEL : IDOK); }
 
     std::string Title() const override { return title; }

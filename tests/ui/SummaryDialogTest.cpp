@@ -6,6 +6,7 @@
 #include "common/CUtils.h"
 #include "common/PlatformHooks.h"
 #include "hostkit/MainLoop.h"
+#include "presentation/Backends.h"
 #include "service/VersionService.h"
 
 #include <gtest/gtest.h>
@@ -36,6 +37,9 @@ protected:
                                   testfiles::ReadFileBytes(ORV_ICON_FILE));
         hostkit::MainLoop::Instance().SetTraceSink(
             [this](const std::string& line) { trace.push_back(line); });
+        // A backend of the emulator's presentation, as orvhost sets one before it loads the
+        // add-on: it traces what the dialog does before it is invoked (its resize).
+        hostkit::MainLoop::Instance().SetBackend(presentation::MakeNoneBackend());
         // The runtime's alerts reach the host's message box, as the module arranges at its load.
         GetPlatformHooks().messageBox = [](void* owner, const WString& caption, const WString& text,
                                            uint32_t type) {
@@ -58,11 +62,11 @@ protected:
 
     // Runs the dialog under a script; the "open" trace line of the dialog.
     Json::Value InvokeAndTrace(SummaryDialog& dialog, std::vector<std::string> script = {"close"}) {
-        std::vector<hostkit::ScriptAction> actions;
+        std::vector<presentation::ScriptAction> actions;
         int line = 1;
         for (const std::string& text : script) {
             std::istringstream words(text);
-            hostkit::ScriptAction action;
+            presentation::ScriptAction action;
             action.line = line++;
             words >> action.verb;
             for (std::string word; words >> word;) {
@@ -70,7 +74,7 @@ protected:
             }
             actions.push_back(action);
         }
-        hostkit::MainLoop::Instance().SetBackend(hostkit::MakeScriptBackend(actions, nullptr));
+        hostkit::MainLoop::Instance().SetBackend(presentation::MakeScriptBackend(actions, nullptr));
         invoked = dialog.Invoke();
         for (const std::string& line : trace) {
             Json::Value value;
@@ -273,7 +277,7 @@ TEST_F(SummaryDialogTest, ScriptClickFindsTheRowsUpdateButtonAndAFailedDownloadE
     EXPECT_EQ(dialog.ScriptButton(2), dialog.GetPanels()[1].updateButton);
     EXPECT_EQ(dialog.ScriptButton(3), nullptr);
     InvokeAndTrace(dialog, {"click 2", "ok", "close"});
-    EXPECT_EQ(hostkit::MainLoop::Instance().ScriptErrorCount(), 0);
+    EXPECT_EQ(presentation::ScriptErrorCount(), 0);
     const SummaryDialog::ItemPanel& row = dialog.GetPanels()[1];
     EXPECT_TRUE(
         row.progressLabel->GetText() ==

@@ -4,20 +4,16 @@
 // and dialogs) on the thread that calls it. A modal window runs a nested loop inside the
 // call that opened it; timers keep firing there.
 //
-// A backend decides how time passes and where input comes from:
-//   script - no window; a virtual clock that only moves when the script waits or when nothing
-//            else is left but an armed timer; the actions of the script drive the loop;
-//   none   - the system clock; every modal window closes at once (a message box is
-//            acknowledged, a dialog closed);
-//   text   - the system clock; windows drawn on the terminal, buttons chosen by typing numbers;
-//   gui    - the system clock; FLTK windows, their widgets at the items' exact rectangles.
+// The loop's backend decides how time passes, where input comes from and how modal windows are
+// shown; the emulator sets one before it loads an add-on. Without one, nobody is there: the
+// system's steady clock, a message box acknowledged with OK and any other window closed by its
+// close box as soon as it opens.
 //
-// Every modal window shown, every script action and every exception that leaves a window
-// procedure is written to the trace sink as one JSON line.
+// Every message box shown and every exception that leaves a window procedure is written to the
+// trace sink as one JSON line.
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -26,22 +22,17 @@
 
 namespace hostkit {
 
-// One line of a script: the verb and its words, with its line number for messages.
-struct ScriptAction {
-    int line = 0;
-    std::string verb;
-    std::vector<std::string> words;
-};
-
 // A window that holds the loop until it is closed: a message box or a dialog.
 class ModalWindow {
 public:
     virtual ~ModalWindow() = default;
     virtual bool IsOpen() const = 0;
-    // "click ROW", "close" or "ok" from a script; false when the action does not apply here.
-    virtual bool Act(const ScriptAction& action) = 0;
-    // Closes the window the way its close box would (a message box: Cancel where it has a Cancel
-    // button, else OK).
+    // The user presses its close box: a message box answers Cancel where it has a Cancel button,
+    // else OK. False when the close box does nothing now; the window may stay open even when it
+    // did something.
+    virtual bool PressCloseBox() = 0;
+    // Takes the window down as its close box would, and for good: for a loop that can wait for
+    // no more input.
     virtual void Close() = 0;
 };
 
@@ -57,6 +48,7 @@ public:
     virtual void Answer(int32_t answer) = 0;
 };
 
+// How modal windows are shown and how the loop waits.
 class UiBackend {
 public:
     virtual ~UiBackend() = default;
@@ -73,27 +65,15 @@ public:
     virtual void ModalClosing(ModalWindow& window) = 0;
 };
 
-// The script backend. `emulatorVerb` runs the verbs the loop does not know itself (every verb
-// but wait, click, close and ok). A UI verb with no modal window open, or one the window refuses,
-// is an error: it is traced, reported on standard error, and counted.
-std::unique_ptr<UiBackend> MakeScriptBackend(std::vector<ScriptAction> actions,
-                                             std::function<void(const ScriptAction&)> emulatorVerb);
-std::unique_ptr<UiBackend> MakeNoneBackend();
-// FLTK windows on the X display: each dialog item becomes a widget at its rectangle (carrying the
-// item as its user data), FLTK's loop waits for input and for the next timer. Throws
-// std::runtime_error when no X display can be reached.
-std::unique_ptr<UiBackend> MakeGuiBackend();
-// The terminal backend: the system's steady clock; a modal window drawn as text on `output`,
-// answered by lines read from `inputFd` (left open: the caller owns it). End of input closes
-// every window as its close box would.
-std::unique_ptr<UiBackend> MakeTextBackend(int inputFd = 0, FILE* output = stdout);
+// The system clock as microseconds since 1 January 1601 UTC.
+uint64_t SystemMicroseconds1601();
 
 class MainLoop {
 public:
     static MainLoop& Instance();
 
-    // Before anything is armed or shown (null: the none backend); the count of script errors
-    // starts again at 0. Tests also use it to start each test afresh.
+    // Before anything is armed or shown (null: nobody there). Tests also use it to start each
+    // test afresh.
     void SetBackend(std::unique_ptr<UiBackend> backend);
     UiBackend& Backend();
     void SetTraceSink(std::function<void(const std::string& jsonLine)> sink);
@@ -111,9 +91,6 @@ public:
     // The modal window on top, or null.
     ModalWindow* TopModal();
 
-    int ScriptErrorCount() const { return scriptErrors; }
-    void CountScriptError() { ++scriptErrors; }
-
 private:
     MainLoop();
     void FireDueTimers();
@@ -121,7 +98,6 @@ private:
     std::unique_ptr<UiBackend> backend;
     std::function<void(const std::string&)> traceSink;
     std::vector<ModalWindow*> modals;
-    int scriptErrors = 0;
 };
 
 }  // namespace hostkit

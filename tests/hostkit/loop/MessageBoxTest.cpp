@@ -48,7 +48,7 @@ TEST_F(MessageBox, ANullCaptionReadsError) {
 TEST_F(MessageBox, ScriptOkAnswersOk) {
     UseScript({"ok"});
     EXPECT_EQ(MessageBoxW(nullptr, u"t", u"c", MB_OKCANCEL), IDOK);
-    EXPECT_EQ(MainLoop::Instance().ScriptErrorCount(), 0);
+    EXPECT_EQ(presentation::ScriptErrorCount(), 0);
 }
 
 TEST_F(MessageBox, ScriptCloseAnswersCancelWhenTheBoxHasCancel) {
@@ -66,7 +66,7 @@ TEST_F(MessageBox, ScriptClickIsRefusedAndCountedAsAnError) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(MessageBoxW(nullptr, u"t", u"c", MB_OKCANCEL), IDCANCEL);
     const std::string errors = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(MainLoop::Instance().ScriptErrorCount(), 1);
+    EXPECT_EQ(presentation::ScriptErrorCount(), 1);
     EXPECT_NE(errors.find("script line 1"), std::string::npos) << errors;
     const auto traced = TraceOfKind("script");
     ASSERT_EQ(traced.size(), 3u);
@@ -151,7 +151,8 @@ TEST_F(MessageBox, NestedBoxesAnswerTheTopOneFirst) {
 }
 
 TEST_F(MessageBox, AnExceptionLeavingItsNestedLoopStillTakesItOffTheStack) {
-    UseScript({"explode"}, [](const hostkit::ScriptAction&) { throw std::runtime_error("boom"); });
+    UseScript({"explode"},
+              [](const presentation::ScriptAction&) { throw std::runtime_error("boom"); });
     EXPECT_THROW(MessageBoxW(nullptr, u"t", u"c", MB_OK), std::runtime_error);
     EXPECT_EQ(MainLoop::Instance().TopModal(), nullptr);
 }

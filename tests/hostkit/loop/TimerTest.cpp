@@ -87,7 +87,7 @@ TEST_F(Timers, TimersOfTwoWindowsKeepTheirOrderWhenTheyFallDueTogetherAgain) {
 }
 
 TEST_F(Timers, ReArmingRestartsTheDelay) {
-    UseScript({"wait 400", "rearm"}, [&](const hostkit::ScriptAction& action) {
+    UseScript({"wait 400", "rearm"}, [&](const presentation::ScriptAction& action) {
         ASSERT_EQ(action.verb, "rearm");
         SetTimer(window, 1, 1000, nullptr);
     });
@@ -100,7 +100,7 @@ TEST_F(Timers, ReArmingRestartsTheDelay) {
 
 TEST_F(Timers, ThreeReArmsWithin900MsGiveOneFiring1000MsAfterTheLast) {
     UseScript({"wait 300", "rearm", "wait 300", "rearm", "wait 300", "rearm"},
-              [&](const hostkit::ScriptAction&) { SetTimer(window, 5, 1000, nullptr); });
+              [&](const presentation::ScriptAction&) { SetTimer(window, 5, 1000, nullptr); });
     TimerLog timers;
     onMessage = timers.Handler();
     SetTimer(window, 5, 1000, nullptr);

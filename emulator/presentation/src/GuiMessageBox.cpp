@@ -11,7 +11,7 @@
 #include <FL/fl_draw.H>
 #include <algorithm>
 
-namespace hostkit::gui {
+namespace presentation::gui {
 
 namespace {
 
@@ -46,7 +46,7 @@ IconMark IconOf(uint32_t type) {
 
 class MessageBoxWindow final : public ShownWindow {
 public:
-    explicit MessageBoxWindow(MessageBoxModal& modal) : modal(modal) {
+    explicit MessageBoxWindow(hostkit::MessageBoxModal& modal) : modal(modal) {
         const std::string text = modal.Text();
         const IconMark mark = IconOf(modal.Type());
         const bool withCancel = (modal.Type() & 0x0F) == MB_OKCANCEL;
@@ -122,15 +122,15 @@ private:
         RunCallback([self, answer] { self->modal.Answer(answer); });
     }
 
-    MessageBoxModal& modal;
+    hostkit::MessageBoxModal& modal;
     std::unique_ptr<Fl_Double_Window> window;
     Fl_Widget* okButton = nullptr;
 };
 
 }  // namespace
 
-std::unique_ptr<ShownWindow> ShowMessageBox(MessageBoxModal& modal) {
+std::unique_ptr<ShownWindow> ShowMessageBox(hostkit::MessageBoxModal& modal) {
     return std::make_unique<MessageBoxWindow>(modal);
 }
 
-}  // namespace hostkit::gui
+}  // namespace presentation::gui

@@ -6,7 +6,8 @@
 #include "LoopTestSupport.h"
 #include "hostkit/DG.h"
 #include "hostkit/MainLoop.h"
-#include "hostkit/PngWriter.h"
+#include "presentation/Backends.h"
+#include "presentation/PngWriter.h"
 
 #include <FL/Fl.H>
 #include <FL/Fl_Window.H>
@@ -37,7 +38,7 @@ class GuiTest : public looptest::LoopTest {
 protected:
     void SetUp() override {
         LoopTest::SetUp();
-        hostkit::MainLoop::Instance().SetBackend(hostkit::MakeGuiBackend());
+        hostkit::MainLoop::Instance().SetBackend(presentation::MakeGuiBackend());
         onMessage = [this](HWND target, UINT message, WPARAM id, LPARAM lParam) -> LRESULT {
             if (message != WM_TIMER) {
                 return DefWindowProcW(target, message, id, lParam);

@@ -5,8 +5,8 @@
 namespace {
 
 using hostkit::MainLoop;
-using hostkit::ScriptAction;
 using looptest::LoopTest;
+using presentation::ScriptAction;
 using ScriptBackend = LoopTest;
 
 TEST_F(ScriptBackend, WaitMovesTheVirtualClock) {
@@ -67,7 +67,7 @@ TEST_F(ScriptBackend, EmulatorVerbsArePassedThroughWithTheirWordsAndLines) {
     EXPECT_EQ(passed[1].words, (std::vector<std::string>{"6", "Doors/D01.xml"}));
     EXPECT_EQ(passed[2].verb, "undo");
     EXPECT_TRUE(passed[2].words.empty());
-    EXPECT_EQ(MainLoop::Instance().ScriptErrorCount(), 0);
+    EXPECT_EQ(presentation::ScriptErrorCount(), 0);
 }
 
 TEST_F(ScriptBackend, AnEmulatorVerbMayArmATimerThatThenRuns) {
@@ -104,7 +104,7 @@ TEST_F(ScriptBackend, OkWithNoWindowOpenIsATracedAndCountedError) {
     testing::internal::CaptureStderr();
     MainLoop::Instance().Run();
     const std::string errors = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(MainLoop::Instance().ScriptErrorCount(), 1);
+    EXPECT_EQ(presentation::ScriptErrorCount(), 1);
     EXPECT_NE(errors.find("orvhost: script line 2: "), std::string::npos) << errors;
     const auto traced = TraceOfKind("script");
     ASSERT_EQ(traced.size(), 3u);
@@ -118,7 +118,7 @@ TEST_F(ScriptBackend, ClickAndCloseWithNoWindowOpenAreErrors) {
     testing::internal::CaptureStderr();
     MainLoop::Instance().Run();
     testing::internal::GetCapturedStderr();
-    EXPECT_EQ(MainLoop::Instance().ScriptErrorCount(), 2);
+    EXPECT_EQ(presentation::ScriptErrorCount(), 2);
 }
 
 TEST_F(ScriptBackend, AWaitWithoutANumberIsAnError) {
@@ -126,7 +126,7 @@ TEST_F(ScriptBackend, AWaitWithoutANumberIsAnError) {
     testing::internal::CaptureStderr();
     MainLoop::Instance().Run();
     testing::internal::GetCapturedStderr();
-    EXPECT_EQ(MainLoop::Instance().ScriptErrorCount(), 3);
+    EXPECT_EQ(presentation::ScriptErrorCount(), 3);
     EXPECT_EQ(Now(), 0u);
 }
 
@@ -135,7 +135,7 @@ TEST_F(ScriptBackend, AnUnknownVerbWithoutAnEmulatorIsAnError) {
     testing::internal::CaptureStderr();
     MainLoop::Instance().Run();
     const std::string errors = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(MainLoop::Instance().ScriptErrorCount(), 1);
+    EXPECT_EQ(presentation::ScriptErrorCount(), 1);
     EXPECT_NE(errors.find("dance"), std::string::npos);
 }
 
@@ -144,9 +144,9 @@ TEST_F(ScriptBackend, SettingABackendStartsTheErrorCountAgain) {
     testing::internal::CaptureStderr();
     MainLoop::Instance().Run();
     testing::internal::GetCapturedStderr();
-    ASSERT_EQ(MainLoop::Instance().ScriptErrorCount(), 1);
+    ASSERT_EQ(presentation::ScriptErrorCount(), 1);
     UseScript({});
-    EXPECT_EQ(MainLoop::Instance().ScriptErrorCount(), 0);
+    EXPECT_EQ(presentation::ScriptErrorCount(), 0);
 }
 
 TEST_F(ScriptBackend, MicrosecondsSince1601FollowTheVirtualClock) {

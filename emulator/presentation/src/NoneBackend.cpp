@@ -1,15 +1,16 @@
 // NoneBackend.cpp: the backend without a user: the system clock, and every modal window closes as
 // soon as it opens (a message box acknowledged with OK, a dialog closed).
-#include "hostkit/MainLoop.h"
+#include "Presentation.h"
+#include "presentation/Backends.h"
 
 #include <chrono>
 #include <thread>
 
-namespace hostkit {
+namespace presentation {
 
 namespace {
 
-class NoneBackend final : public UiBackend {
+class NoneBackend final : public PresentationBackend {
 public:
     std::string Name() const override { return "none"; }
 
@@ -31,18 +32,18 @@ public:
         return true;
     }
 
-    void ModalOpened(ModalWindow& window) override {
+    void ModalOpened(hostkit::ModalWindow& window) override {
         // "ok" acknowledges a message box; a window that has no OK is closed by its close box.
-        if (!window.Act(ScriptAction{0, "ok", {}})) {
+        if (!ActOnWindow(window, ScriptAction{0, "ok", {}})) {
             window.Close();
         }
     }
 
-    void ModalClosing(ModalWindow& /*window*/) override {}
+    void ModalClosing(hostkit::ModalWindow& /*window*/) override {}
 };
 
 }  // namespace
 
-std::unique_ptr<UiBackend> MakeNoneBackend() { return std::make_unique<NoneBackend>(); }
+std::unique_ptr<hostkit::UiBackend> MakeNoneBackend() { return std::make_unique<NoneBackend>(); }
 
-}  // namespace hostkit
+}  // namespace presentation

@@ -52,7 +52,7 @@ size_t Screenshot(Fl_Window& window, const std::filesystem::path& file) {
         seen.insert(uint32_t{pixel[0]} << 16 | uint32_t{pixel[1]} << 8 | pixel[2]);
     }
     std::filesystem::create_directories(file.parent_path());
-    const bool written = hostkit::WritePng(file.string(), pixels, width, height, 3);
+    const bool written = presentation::WritePng(file.string(), pixels, width, height, 3);
     delete[] pixels;
     return written ? seen.size() : 0;
 }

@@ -6,7 +6,9 @@
 //   ORV_GUI_CLOSE_AFTER_MS=N    every dialog and message box closed, as by its close box, N ms
 //                               after it is shown
 #include "GuiWindows.h"
-#include "hostkit/PngWriter.h"
+#include "Presentation.h"
+#include "presentation/Backends.h"
+#include "presentation/PngWriter.h"
 
 #include <FL/Fl.H>
 #include <FL/Fl_Window.H>
@@ -23,7 +25,7 @@
 #include <string>
 #include <utility>
 
-namespace hostkit {
+namespace presentation {
 
 namespace gui {
 
@@ -97,11 +99,11 @@ void WriteScreenshot(Fl_Window& window, const std::string& file) {
     const bool written = pixels != nullptr && WritePng(file, pixels, window.w(), window.h(), 3);
     delete[] pixels;
     if (!written) {
-        std::fprintf(stderr, "hostkit: cannot write the screenshot %s\n", file.c_str());
+        std::fprintf(stderr, "orvhost: cannot write the screenshot %s\n", file.c_str());
     }
 }
 
-class GuiBackend final : public UiBackend {
+class GuiBackend final : public PresentationBackend {
 public:
     std::string Name() const override { return "gui"; }
 
@@ -131,16 +133,16 @@ public:
         return true;
     }
 
-    void ModalOpened(ModalWindow& window) override {
+    void ModalOpened(hostkit::ModalWindow& window) override {
         gui::ShownWindow* shownWindow = nullptr;
-        if (auto* dialog = dynamic_cast<DialogModal*>(&window)) {
+        if (auto* dialog = dynamic_cast<hostkit::DialogModal*>(&window)) {
             shownWindow = (shown[&window] = gui::ShowDialog(*dialog)).get();
             if (!screenshotClaimed && Environment("ORV_GUI_SCREENSHOT")) {
                 screenshotClaimed = true;
                 screenshotTarget = shownWindow;
                 screenshotDue = NowMilliseconds() + kOnScreenPollMilliseconds;
             }
-        } else if (auto* box = dynamic_cast<MessageBoxModal*>(&window)) {
+        } else if (auto* box = dynamic_cast<hostkit::MessageBoxModal*>(&window)) {
             shownWindow = (shown[&window] = gui::ShowMessageBox(*box)).get();
         }
         if (shownWindow != nullptr && closeAfter) {
@@ -150,7 +152,7 @@ public:
         Fl::flush();
     }
 
-    void ModalClosing(ModalWindow& window) override {
+    void ModalClosing(hostkit::ModalWindow& window) override {
         if (const auto found = shown.find(&window); found != shown.end()) {
             // No hook may reach a window that is gone.
             closeDue.erase(found->second.get());
@@ -206,7 +208,7 @@ private:
         }
     }
 
-    std::map<ModalWindow*, std::unique_ptr<gui::ShownWindow>> shown;
+    std::map<hostkit::ModalWindow*, std::unique_ptr<gui::ShownWindow>> shown;
     const std::optional<uint64_t> closeAfter = CloseAfterMilliseconds();
     std::map<gui::ShownWindow*, uint64_t> closeDue;
     gui::ShownWindow* screenshotTarget = nullptr;
@@ -215,7 +217,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<UiBackend> MakeGuiBackend() {
+std::unique_ptr<hostkit::UiBackend> MakeGuiBackend() {
     if (fl_display == nullptr) {
         // FLTK ends the process when it cannot open the display: look first. The probe stays
         // connected until FLTK is: an X server resets when its last client leaves, and refuses
@@ -232,4 +234,4 @@ std::unique_ptr<UiBackend> MakeGuiBackend() {
     return std::make_unique<GuiBackend>();
 }
 
-}  // namespace hostkit
+}  // namespace presentation

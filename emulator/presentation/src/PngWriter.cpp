@@ -1,11 +1,11 @@
 // PngWriter.cpp: a minimal PNG encoder on zlib: one IDAT chunk, no filtering.
-#include "hostkit/PngWriter.h"
+#include "presentation/PngWriter.h"
 
 #include <fstream>
 #include <vector>
 #include <zlib.h>
 
-namespace hostkit {
+namespace presentation {
 
 namespace {
 
@@ -63,4 +63,4 @@ bool WritePng(const std::string& path, const uint8_t* pixels, int width, int hei
     return static_cast<bool>(out.flush());
 }
 
-}  // namespace hostkit
+}  // namespace presentation

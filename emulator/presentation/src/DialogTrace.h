@@ -1,4 +1,4 @@
-// DGTrace.h: the trace lines of a modal dialog: what it shows when it opens and after each
+// DialogTrace.h: the trace lines of a modal dialog: what it shows when it opens and after each
 // script action, and how it ended.
 #pragma once
 
@@ -9,7 +9,7 @@ class Dialog;
 class ModalDialog;
 }  // namespace DG
 
-namespace hostkit::dgtrace {
+namespace presentation::dialogtrace {
 
 // "open" or "update": title, client size, icon and every item in the panel's order.
 std::string DialogLine(const DG::ModalDialog& dialog, const char* event);
@@ -17,4 +17,4 @@ std::string CloseLine(const DG::ModalDialog& dialog, bool aborted);
 // "resize": the changes asked for and the client size they gave.
 std::string ResizeLine(const DG::Dialog& dialog, int widthChange, int heightChange);
 
-}  // namespace hostkit::dgtrace
+}  // namespace presentation::dialogtrace

@@ -1,17 +1,16 @@
-// DGTrace.cpp: one JSON line per state of a modal dialog, for the emulator's trace.
-#include "DGTrace.h"
+// DialogTrace.cpp: one JSON line per state of a modal dialog, for the emulator's trace.
+#include "DialogTrace.h"
 
-#include "CharCode.h"
-#include "LoopSupport.h"
+#include "Presentation.h"
 #include "hostkit/DG.h"
 
 #include <cstdio>
 
-namespace hostkit::dgtrace {
+namespace presentation::dialogtrace {
 
 namespace {
 
-std::string Utf8(const GS::UniString& text) { return Utf16ToUtf8(text.ToUStr().Get()); }
+std::string Utf8(const GS::UniString& text) { return text.ToCStr(CC_UTF8).Get(); }
 
 std::string HexColor(const Gfx::Color& color) {
     char text[8];
@@ -64,7 +63,7 @@ std::string DialogLine(const DG::ModalDialog& dialog, const char* event) {
         items.append(ItemValue(*item));
     }
     value["items"] = items;
-    return windowing::JsonLine(value);
+    return JsonLine(value);
 }
 
 std::string CloseLine(const DG::ModalDialog& dialog, bool aborted) {
@@ -73,7 +72,7 @@ std::string CloseLine(const DG::ModalDialog& dialog, bool aborted) {
     value["event"] = "close";
     value["title"] = Utf8(dialog.GetTitle());
     value["aborted"] = aborted;
-    return windowing::JsonLine(value);
+    return JsonLine(value);
 }
 
 std::string ResizeLine(const DG::Dialog& dialog, int widthChange, int heightChange) {
@@ -85,7 +84,7 @@ std::string ResizeLine(const DG::Dialog& dialog, int widthChange, int heightChan
     value["heightChange"] = heightChange;
     value["width"] = dialog.GetWidth();
     value["height"] = dialog.GetHeight();
-    return windowing::JsonLine(value);
+    return JsonLine(value);
 }
 
-}  // namespace hostkit::dgtrace
+}  // namespace presentation::dialogtrace

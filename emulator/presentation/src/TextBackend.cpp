@@ -2,9 +2,12 @@
 // so that it reads the same in a pipe, a log or tmux) and answered by typing a line. The loop's
 // timers keep firing while a window waits for input, as input is polled with the time left to
 // the next timer.
+#include "Presentation.h"
 #include "hostkit/DG.h"
-#include "hostkit/MainLoop.h"
+#include "hostkit/DGModal.h"
 #include "hostkit/WindowSystem.h"
+#include "presentation/Backends.h"
+#include "presentation/DialogRows.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -16,7 +19,7 @@
 #include <thread>
 #include <unistd.h>
 
-namespace hostkit {
+namespace presentation {
 
 namespace {
 
@@ -55,11 +58,10 @@ std::map<const DG::Item*, int> ButtonNumbers(DG::ModalDialog& dialog) {
     if (DG::Button* cancel = dialog.CancelButton()) {
         numbers.emplace(cancel, 0);
     }
-    // ScriptButton may be overridden, so rows are asked one by one; a dialog has no more rows
-    // than items, which bounds the search.
+    // Rows are asked one by one; a dialog has no more rows than items, which bounds the search.
     const int rows = static_cast<int>(dialog.GetItems().size());
     for (int row = 1; row <= rows; ++row) {
-        if (DG::ButtonItem* button = dialog.ScriptButton(row)) {
+        if (DG::ButtonItem* button = RowButton(dialog, row)) {
             numbers.emplace(button, row);  // the first number a button gets is the one shown
         }
     }
@@ -150,9 +152,9 @@ std::string DialogText(DG::ModalDialog& dialog) {
     return out;
 }
 
-bool HasCancel(const MessageBoxModal& box) { return (box.Type() & 0x0F) == MB_OKCANCEL; }
+bool HasCancel(const hostkit::MessageBoxModal& box) { return (box.Type() & 0x0F) == MB_OKCANCEL; }
 
-std::string MessageBoxText(const MessageBoxModal& box) {
+std::string MessageBoxText(const hostkit::MessageBoxModal& box) {
     std::string out = "\n== " + box.Title() + " ==\n" + box.Text() + "\n";
     out += HasCancel(box) ? "[1] OK  [2] Cancel\n" : "[Enter] OK\n";
     return out;
@@ -171,16 +173,16 @@ private:
 
 // A window the backend shows, with what it still owes the user before reading the next line.
 struct Shown {
-    ModalWindow* window = nullptr;
-    DG::ModalDialog* dialog = nullptr;  // when it is a dialog
-    MessageBoxModal* box = nullptr;     // when it is a message box
+    hostkit::ModalWindow* window = nullptr;
+    DG::ModalDialog* dialog = nullptr;        // when it is a dialog
+    hostkit::MessageBoxModal* box = nullptr;  // when it is a message box
     DG::DialogView* previousView = nullptr;
     bool dirty = true;
     std::unique_ptr<ChangeView> view;
     bool prompt = true;
 };
 
-class TextBackend final : public UiBackend {
+class TextBackend final : public PresentationBackend {
 public:
     TextBackend(int inputFd, FILE* output) : inputFd(inputFd), output(output) {}
 
@@ -224,23 +226,23 @@ public:
         return true;
     }
 
-    void ModalOpened(ModalWindow& window) override {
+    void ModalOpened(hostkit::ModalWindow& window) override {
         // Held by pointer: a press may open a window above while its own entry is in use.
         auto shown = std::make_unique<Shown>();
         shown->window = &window;
-        if (auto* dialogWindow = dynamic_cast<DialogModal*>(&window)) {
+        if (auto* dialogWindow = dynamic_cast<hostkit::DialogModal*>(&window)) {
             shown->dialog = &dialogWindow->Dialog();
             shown->view = std::make_unique<ChangeView>(shown->dirty);
             shown->previousView = shown->dialog->GetView();
             shown->dialog->SetView(shown->view.get());
         } else {
-            shown->box = dynamic_cast<MessageBoxModal*>(&window);
+            shown->box = dynamic_cast<hostkit::MessageBoxModal*>(&window);
         }
         // Drawn at the next wait, so that what happens before then is drawn once.
         windows.push_back(std::move(shown));
     }
 
-    void ModalClosing(ModalWindow& window) override {
+    void ModalClosing(hostkit::ModalWindow& window) override {
         const auto found =
             std::find_if(windows.begin(), windows.end(),
                          [&window](const auto& shown) { return shown->window == &window; });
@@ -260,7 +262,7 @@ public:
 
 private:
     Shown* Top() {
-        ModalWindow* top = MainLoop::Instance().TopModal();
+        hostkit::ModalWindow* top = hostkit::MainLoop::Instance().TopModal();
         if (top == nullptr || windows.empty() || windows.back()->window != top) {
             return nullptr;
         }
@@ -321,14 +323,14 @@ private:
         // The script's verbs, so that a press is traced as a script's would be.
         ScriptAction action{0, "close", {}};
         if (*number > 0) {
-            DG::ButtonItem* button = dialog.ScriptButton(*number);
+            DG::ButtonItem* button = RowButton(dialog, *number);
             if (button == nullptr) {
                 Hint(shown, "There is no button " + std::to_string(*number) + ".");
                 return;
             }
             action = ScriptAction{0, "click", {std::to_string(*number)}};
         }
-        if (!shown.window->Act(action)) {
+        if (!ActOnWindow(*shown.window, action)) {
             Hint(shown, "Button " + std::to_string(*number) + " cannot be pressed now.");
             return;
         }
@@ -408,8 +410,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<UiBackend> MakeTextBackend(int inputFd, FILE* output) {
+std::unique_ptr<hostkit::UiBackend> MakeTextBackend(int inputFd, FILE* output) {
     return std::make_unique<TextBackend>(inputFd, output);
 }
 
-}  // namespace hostkit
+}  // namespace presentation

@@ -4,6 +4,7 @@
 
 #include "hostkit/MainLoop.h"
 #include "hostkit/WindowSystem.h"
+#include "presentation/Backends.h"
 
 #include <functional>
 #include <gtest/gtest.h>
@@ -16,7 +17,7 @@ namespace looptest {
 using MessageHandler = std::function<LRESULT(HWND, UINT, WPARAM, LPARAM)>;
 
 // Script lines as the emulator would hand them over: words split at spaces, lines from 1.
-std::vector<hostkit::ScriptAction> ParseScript(const std::vector<std::string>& lines);
+std::vector<presentation::ScriptAction> ParseScript(const std::vector<std::string>& lines);
 
 class LoopTest : public ::testing::Test {
 protected:
@@ -25,7 +26,7 @@ protected:
 
     // Drives the loop with `lines`; other verbs than the loop's go to `verb`.
     void UseScript(const std::vector<std::string>& lines,
-                   std::function<void(const hostkit::ScriptAction&)> verb = {});
+                   std::function<void(const presentation::ScriptAction&)> verb = {});
     // A further message-only window of the test's class, destroyed after the test.
     HWND NewWindow();
     // The trace lines of one kind, parsed.

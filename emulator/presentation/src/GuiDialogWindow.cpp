@@ -11,7 +11,7 @@
 #include <map>
 #include <string>
 
-namespace hostkit::gui {
+namespace presentation::gui {
 
 namespace {
 
@@ -32,7 +32,7 @@ Fl_Color ToFl(const Gfx::Color& color) {
 
 class DialogWindow final : public ShownWindow, public DG::DialogView {
 public:
-    explicit DialogWindow(DialogModal& modal) : modal(modal), dialog(modal.Dialog()) {
+    explicit DialogWindow(hostkit::DialogModal& modal) : modal(modal), dialog(modal.Dialog()) {
         // Widgets are placed by hand: nothing may land in a group that another window left open.
         Fl_Group::current(nullptr);
         window = std::make_unique<Fl_Double_Window>(std::max<int>(dialog.GetWidth(), 1),
@@ -196,7 +196,7 @@ private:
         }
     }
 
-    DialogModal& modal;
+    hostkit::DialogModal& modal;
     DG::ModalDialog& dialog;
     DG::DialogView* previousView = nullptr;
     std::unique_ptr<Fl_Double_Window> window;
@@ -206,7 +206,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<ShownWindow> ShowDialog(DialogModal& modal) {
+std::unique_ptr<ShownWindow> ShowDialog(hostkit::DialogModal& modal) {
     return std::make_unique<DialogWindow>(modal);
 }
 
@@ -215,4 +215,4 @@ void CenterOnScreen(Fl_Window& window) {
                     std::max(0, (Fl::h() - window.h()) / 2));
 }
 
-}  // namespace hostkit::gui
+}  // namespace presentation::gui

@@ -1,8 +1,9 @@
 // GuiWindows.h: the FLTK windows of the gui backend (GuiBackend.cpp): a modal dialog drawn item
-// by item, and a message box. Private to the host kit.
+// by item, and a message box.
 #pragma once
 
 #include "hostkit/DG.h"
+#include "hostkit/DGModal.h"
 #include "hostkit/MainLoop.h"
 
 #include <functional>
@@ -10,7 +11,7 @@
 
 class Fl_Window;
 
-namespace hostkit::gui {
+namespace presentation::gui {
 
 // A window the backend shows for one modal window, taken down by destroying it.
 class ShownWindow {
@@ -20,8 +21,8 @@ public:
 };
 
 // Each item's widget carries the item as its user data, so that callbacks (and tests) find it.
-std::unique_ptr<ShownWindow> ShowDialog(DialogModal& modal);
-std::unique_ptr<ShownWindow> ShowMessageBox(MessageBoxModal& modal);
+std::unique_ptr<ShownWindow> ShowDialog(hostkit::DialogModal& modal);
+std::unique_ptr<ShownWindow> ShowMessageBox(hostkit::MessageBoxModal& modal);
 
 // Runs the work of an FLTK callback. An exception must not unwind through FLTK's event handling:
 // it is kept, and RethrowCallbackError throws it once FLTK has returned.
@@ -31,4 +32,4 @@ void RethrowCallbackError();
 // Places a new window in the middle of the screen.
 void CenterOnScreen(Fl_Window& window);
 
-}  // namespace hostkit::gui
+}  // namespace presentation::gui

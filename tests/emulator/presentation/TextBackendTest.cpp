@@ -42,7 +42,7 @@ protected:
         ASSERT_EQ(pipe(fds), 0);
         output = open_memstream(&outputData, &outputSize);
         ASSERT_NE(output, nullptr);
-        MainLoop::Instance().SetBackend(hostkit::MakeTextBackend(fds[0], output));
+        MainLoop::Instance().SetBackend(presentation::MakeTextBackend(fds[0], output));
     }
 
     void TearDown() override {

@@ -139,7 +139,7 @@ TEST_F(GuiBackend, AScreenshotOfTheDialogIsKeptAndShowsMoreThanOneColour) {
     const std::string iconPath = (std::filesystem::temp_directory_path() /
                                   ("orv-gui-icon-" + std::to_string(getpid()) + ".png"))
                                      .string();
-    ASSERT_TRUE(hostkit::WritePng(iconPath, iconPixels.data(), 16, 16, 4));
+    ASSERT_TRUE(presentation::WritePng(iconPath, iconPixels.data(), 16, 16, 4));
     const GX::Image iconImage{IO::Location(Utf8(iconPath.c_str()))};
     std::filesystem::remove(iconPath);
     ASSERT_FALSE(iconImage.IsEmpty());
@@ -326,7 +326,7 @@ TEST(GuiBackendDeathTest, WithoutADisplayItRefusesWithTheReason) {
         {
             unsetenv("DISPLAY");
             try {
-                hostkit::MakeGuiBackend();
+                presentation::MakeGuiBackend();
             } catch (const std::runtime_error& error) {
                 std::fputs(error.what(), stderr);
                 std::_Exit(3);

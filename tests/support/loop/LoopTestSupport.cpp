@@ -18,13 +18,13 @@ LRESULT TestWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) 
 
 }  // namespace
 
-std::vector<hostkit::ScriptAction> ParseScript(const std::vector<std::string>& lines) {
-    std::vector<hostkit::ScriptAction> actions;
+std::vector<presentation::ScriptAction> ParseScript(const std::vector<std::string>& lines) {
+    std::vector<presentation::ScriptAction> actions;
     int number = 0;
     for (const std::string& line : lines) {
         ++number;
         std::istringstream words(line);
-        hostkit::ScriptAction action;
+        presentation::ScriptAction action;
         action.line = number;
         if (!(words >> action.verb)) {
             continue;
@@ -39,7 +39,7 @@ std::vector<hostkit::ScriptAction> ParseScript(const std::vector<std::string>& l
 
 void LoopTest::SetUp() {
     hostkit::MainLoop& loop = hostkit::MainLoop::Instance();
-    loop.SetBackend(hostkit::MakeNoneBackend());
+    loop.SetBackend(presentation::MakeNoneBackend());
     loop.SetTraceSink([this](const std::string& line) { traceLines.push_back(line); });
     currentHandler = &onMessage;
 
@@ -62,14 +62,14 @@ void LoopTest::TearDown() {
     UnregisterClassA(className.c_str(), nullptr);
     hostkit::MainLoop& loop = hostkit::MainLoop::Instance();
     loop.SetTraceSink(nullptr);
-    loop.SetBackend(hostkit::MakeNoneBackend());
+    loop.SetBackend(presentation::MakeNoneBackend());
     currentHandler = nullptr;
 }
 
 void LoopTest::UseScript(const std::vector<std::string>& lines,
-                         std::function<void(const hostkit::ScriptAction&)> verb) {
+                         std::function<void(const presentation::ScriptAction&)> verb) {
     hostkit::MainLoop::Instance().SetBackend(
-        hostkit::MakeScriptBackend(ParseScript(lines), std::move(verb)));
+        presentation::MakeScriptBackend(ParseScript(lines), std::move(verb)));
 }
 
 HWND LoopTest::NewWindow() {

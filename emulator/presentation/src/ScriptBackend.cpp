@@ -1,14 +1,14 @@
 // ScriptBackend.cpp: the backend of tests and batch runs: no window, a virtual clock that starts
 // at 0 ms, and a list of actions standing in for the user. Time moves only while the script waits
 // or when nothing is left to do but an armed timer.
-#include "LoopSupport.h"
-#include "hostkit/MainLoop.h"
+#include "Presentation.h"
+#include "presentation/Backends.h"
 
 #include <charconv>
 #include <deque>
 #include <limits>
 
-namespace hostkit {
+namespace presentation {
 
 namespace {
 
@@ -42,12 +42,12 @@ std::optional<uint64_t> ParseMilliseconds(const std::vector<std::string>& words)
     return value;
 }
 
-class ScriptBackend final : public UiBackend {
+class ScriptBackend final : public PresentationBackend {
 public:
     ScriptBackend(std::vector<ScriptAction> actions,
                   std::function<void(const ScriptAction&)> emulatorVerb)
         : actions(actions.begin(), actions.end()), emulatorVerb(std::move(emulatorVerb)),
-          startMicroseconds1601(windowing::SystemMicroseconds1601()) {}
+          startMicroseconds1601(hostkit::SystemMicroseconds1601()) {}
 
     std::string Name() const override { return "script"; }
 
@@ -77,8 +77,8 @@ public:
         return true;
     }
 
-    void ModalOpened(ModalWindow& /*window*/) override {}
-    void ModalClosing(ModalWindow& /*window*/) override {}
+    void ModalOpened(hostkit::ModalWindow& /*window*/) override {}
+    void ModalClosing(hostkit::ModalWindow& /*window*/) override {}
 
 private:
     // Moves the clock to the end of the wait, or to the deadline when that comes first.
@@ -95,12 +95,12 @@ private:
         trace["kind"] = "script";
         trace["line"] = action.line;
         trace["action"] = ActionText(action);
-        MainLoop::Instance().Trace(windowing::JsonLine(trace));
+        hostkit::MainLoop::Instance().Trace(JsonLine(trace));
 
         if (action.verb == "wait") {
             const auto milliseconds = ParseMilliseconds(action.words);
             if (!milliseconds || *milliseconds > std::numeric_limits<uint64_t>::max() - clock) {
-                windowing::ReportScriptError(action.line, "wait needs one number of milliseconds");
+                ReportScriptError(action.line, "wait needs one number of milliseconds");
                 return;
             }
             waitEnd = clock + *milliseconds;
@@ -108,18 +108,17 @@ private:
             return;
         }
         if (action.verb == "click" || action.verb == "close" || action.verb == "ok") {
-            ModalWindow* window = MainLoop::Instance().TopModal();
+            hostkit::ModalWindow* window = hostkit::MainLoop::Instance().TopModal();
             if (window == nullptr) {
-                windowing::ReportScriptError(action.line,
-                                             QuotedAction(action) + " with no window open");
-            } else if (!window->Act(action)) {
-                windowing::ReportScriptError(action.line, QuotedAction(action) +
-                                                              " does not apply to the open window");
+                ReportScriptError(action.line, QuotedAction(action) + " with no window open");
+            } else if (!ActOnWindow(*window, action)) {
+                ReportScriptError(action.line,
+                                  QuotedAction(action) + " does not apply to the open window");
             }
             return;
         }
         if (!emulatorVerb) {
-            windowing::ReportScriptError(action.line, "unknown verb \"" + action.verb + "\"");
+            ReportScriptError(action.line, "unknown verb \"" + action.verb + "\"");
             return;
         }
         emulatorVerb(action);
@@ -134,10 +133,10 @@ private:
 
 }  // namespace
 
-std::unique_ptr<UiBackend>
+std::unique_ptr<hostkit::UiBackend>
 MakeScriptBackend(std::vector<ScriptAction> actions,
                   std::function<void(const ScriptAction&)> emulatorVerb) {
     return std::make_unique<ScriptBackend>(std::move(actions), std::move(emulatorVerb));
 }
 
-}  // namespace hostkit
+}  // namespace presentation
