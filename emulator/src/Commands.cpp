@@ -8,9 +8,9 @@
 #include "emulator/Script.h"
 #include "emulator/Text.h"
 #include "emulator/Trace.h"
-#include "hostkit/MainLoop.h"
 #include "hostkit/UniString.h"
 #include "presentation/Backends.h"
+#include "winsys/MainLoop.h"
 
 #include <algorithm>
 #include <cmath>
@@ -274,7 +274,7 @@ int OpenProject(const OpenRequest& request) {
     Project project = Project::Load(request.project, warnings);
     ReportWarnings(warnings);
     HostSession session(project);
-    hostkit::MainLoop& loop = hostkit::MainLoop::Instance();
+    winsys::MainLoop& loop = winsys::MainLoop::Instance();
     if (request.ui == "script") {
         loop.SetBackend(presentation::MakeScriptBackend(
             request.actions, [&session](const presentation::ScriptAction& action) {

@@ -7,7 +7,7 @@
 namespace hostkit {
 
 DialogPresenter* CurrentDialogPresenter() {
-    return dynamic_cast<DialogPresenter*>(&MainLoop::Instance().Backend());
+    return dynamic_cast<DialogPresenter*>(&winsys::MainLoop::Instance().Backend());
 }
 
 }  // namespace hostkit
@@ -55,7 +55,7 @@ bool ModalDialog::Invoke() {
     }
     open = true;
     aborted = false;
-    hostkit::MainLoop& loop = hostkit::MainLoop::Instance();
+    winsys::MainLoop& loop = winsys::MainLoop::Instance();
     NotifyOpened();
     // Presented after the opened handlers, as the dialog then shows what they made of it.
     if (hostkit::DialogPresenter* presenter = hostkit::CurrentDialogPresenter()) {

@@ -5,9 +5,9 @@
 #include "TestFiles.h"
 #include "common/CUtils.h"
 #include "common/PlatformHooks.h"
-#include "hostkit/MainLoop.h"
 #include "presentation/Backends.h"
 #include "service/VersionService.h"
+#include "winsys/MainLoop.h"
 
 #include <gtest/gtest.h>
 #include <json/json.h>
@@ -35,11 +35,11 @@ protected:
         CUtils::SetModulePathOverride(CUtils::StringUTF8ToWstring(folder.At("OrvUpdate.so")));
         testfiles::WriteFileBytes(folder.At("Graphics/brennerstein.png"),
                                   testfiles::ReadFileBytes(ORV_ICON_FILE));
-        hostkit::MainLoop::Instance().SetTraceSink(
+        winsys::MainLoop::Instance().SetTraceSink(
             [this](const std::string& line) { trace.push_back(line); });
         // A backend of the emulator's presentation, as orvhost sets one before it loads the
         // add-on: it traces what the dialog does before it is invoked (its resize).
-        hostkit::MainLoop::Instance().SetBackend(presentation::MakeNoneBackend());
+        winsys::MainLoop::Instance().SetBackend(presentation::MakeNoneBackend());
         // The runtime's alerts reach the host's message box, as the module arranges at its load.
         GetPlatformHooks().messageBox = [](void* owner, const WString& caption, const WString& text,
                                            uint32_t type) {
@@ -48,8 +48,8 @@ protected:
     }
     void TearDown() override {
         GetPlatformHooks().messageBox = nullptr;
-        hostkit::MainLoop::Instance().SetTraceSink(nullptr);
-        hostkit::MainLoop::Instance().SetBackend(nullptr);
+        winsys::MainLoop::Instance().SetTraceSink(nullptr);
+        winsys::MainLoop::Instance().SetBackend(nullptr);
         CUtils::SetModulePathOverride(WString());
     }
 
@@ -74,7 +74,7 @@ protected:
             }
             actions.push_back(action);
         }
-        hostkit::MainLoop::Instance().SetBackend(presentation::MakeScriptBackend(actions, nullptr));
+        winsys::MainLoop::Instance().SetBackend(presentation::MakeScriptBackend(actions, nullptr));
         invoked = dialog.Invoke();
         for (const std::string& line : trace) {
             Json::Value value;

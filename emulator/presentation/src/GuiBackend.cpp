@@ -133,7 +133,7 @@ public:
         return true;
     }
 
-    void ModalOpened(hostkit::ModalWindow& window) override {
+    void ModalOpened(winsys::ModalWindow& window) override {
         gui::ShownWindow* shownWindow = nullptr;
         if (auto* dialog = dynamic_cast<hostkit::DialogModal*>(&window)) {
             shownWindow = (shown[&window] = gui::ShowDialog(*dialog)).get();
@@ -142,7 +142,7 @@ public:
                 screenshotTarget = shownWindow;
                 screenshotDue = NowMilliseconds() + kOnScreenPollMilliseconds;
             }
-        } else if (auto* box = dynamic_cast<hostkit::MessageBoxModal*>(&window)) {
+        } else if (auto* box = dynamic_cast<winsys::MessageBoxModal*>(&window)) {
             shownWindow = (shown[&window] = gui::ShowMessageBox(*box)).get();
         }
         if (shownWindow != nullptr && closeAfter) {
@@ -152,7 +152,7 @@ public:
         Fl::flush();
     }
 
-    void ModalClosing(hostkit::ModalWindow& window) override {
+    void ModalClosing(winsys::ModalWindow& window) override {
         if (const auto found = shown.find(&window); found != shown.end()) {
             // No hook may reach a window that is gone.
             closeDue.erase(found->second.get());
@@ -208,7 +208,7 @@ private:
         }
     }
 
-    std::map<hostkit::ModalWindow*, std::unique_ptr<gui::ShownWindow>> shown;
+    std::map<winsys::ModalWindow*, std::unique_ptr<gui::ShownWindow>> shown;
     const std::optional<uint64_t> closeAfter = CloseAfterMilliseconds();
     std::map<gui::ShownWindow*, uint64_t> closeDue;
     gui::ShownWindow* screenshotTarget = nullptr;
@@ -217,7 +217,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<hostkit::UiBackend> MakeGuiBackend() {
+std::unique_ptr<winsys::UiBackend> MakeGuiBackend() {
     if (fl_display == nullptr) {
         // FLTK ends the process when it cannot open the display: look first. The probe stays
         // connected until FLTK is: an X server resets when its last client leaves, and refuses

@@ -1,7 +1,7 @@
 // GuiMessageBox.cpp: a message box as a modal FLTK window: an icon mark, the text, OK (and
 // Cancel for MB_OKCANCEL), answering through the box's Answer.
 #include "GuiWindows.h"
-#include "hostkit/WindowSystem.h"
+#include "winsys/WindowSystem.h"
 
 #include <FL/Fl.H>
 #include <FL/Fl_Box.H>
@@ -46,7 +46,7 @@ IconMark IconOf(uint32_t type) {
 
 class MessageBoxWindow final : public ShownWindow {
 public:
-    explicit MessageBoxWindow(hostkit::MessageBoxModal& modal) : modal(modal) {
+    explicit MessageBoxWindow(winsys::MessageBoxModal& modal) : modal(modal) {
         const std::string text = modal.Text();
         const IconMark mark = IconOf(modal.Type());
         const bool withCancel = (modal.Type() & 0x0F) == MB_OKCANCEL;
@@ -122,14 +122,14 @@ private:
         RunCallback([self, answer] { self->modal.Answer(answer); });
     }
 
-    hostkit::MessageBoxModal& modal;
+    winsys::MessageBoxModal& modal;
     std::unique_ptr<Fl_Double_Window> window;
     Fl_Widget* okButton = nullptr;
 };
 
 }  // namespace
 
-std::unique_ptr<ShownWindow> ShowMessageBox(hostkit::MessageBoxModal& modal) {
+std::unique_ptr<ShownWindow> ShowMessageBox(winsys::MessageBoxModal& modal) {
     return std::make_unique<MessageBoxWindow>(modal);
 }
 

@@ -4,7 +4,7 @@
 
 #include "hostkit/DG.h"
 #include "hostkit/DGModal.h"
-#include "hostkit/MainLoop.h"
+#include "winsys/MainLoop.h"
 
 #include <functional>
 #include <memory>
@@ -22,7 +22,7 @@ public:
 
 // Each item's widget carries the item as its user data, so that callbacks (and tests) find it.
 std::unique_ptr<ShownWindow> ShowDialog(hostkit::DialogModal& modal);
-std::unique_ptr<ShownWindow> ShowMessageBox(hostkit::MessageBoxModal& modal);
+std::unique_ptr<ShownWindow> ShowMessageBox(winsys::MessageBoxModal& modal);
 
 // Runs the work of an FLTK callback. An exception must not unwind through FLTK's event handling:
 // it is kept, and RethrowCallbackError throws it once FLTK has returned.

@@ -32,18 +32,18 @@ public:
         return true;
     }
 
-    void ModalOpened(hostkit::ModalWindow& window) override {
+    void ModalOpened(winsys::ModalWindow& window) override {
         // "ok" acknowledges a message box; a window that has no OK is closed by its close box.
         if (!ActOnWindow(window, ScriptAction{0, "ok", {}})) {
             window.Close();
         }
     }
 
-    void ModalClosing(hostkit::ModalWindow& /*window*/) override {}
+    void ModalClosing(winsys::ModalWindow& /*window*/) override {}
 };
 
 }  // namespace
 
-std::unique_ptr<hostkit::UiBackend> MakeNoneBackend() { return std::make_unique<NoneBackend>(); }
+std::unique_ptr<winsys::UiBackend> MakeNoneBackend() { return std::make_unique<NoneBackend>(); }
 
 }  // namespace presentation

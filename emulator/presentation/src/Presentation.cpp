@@ -3,9 +3,9 @@
 #include "Presentation.h"
 
 #include "DialogTrace.h"
-#include "hostkit/WindowSystem.h"
 #include "presentation/Backends.h"
 #include "presentation/DialogRows.h"
+#include "winsys/WindowSystem.h"
 
 #include <charconv>
 #include <iostream>
@@ -25,10 +25,10 @@ bool ParseRow(const std::vector<std::string>& words, int& row) {
 }
 
 PresentationBackend* CurrentBackend() {
-    return dynamic_cast<PresentationBackend*>(&hostkit::MainLoop::Instance().Backend());
+    return dynamic_cast<PresentationBackend*>(&winsys::MainLoop::Instance().Backend());
 }
 
-bool ActOnMessageBox(hostkit::MessageBoxModal& box, const ScriptAction& action) {
+bool ActOnMessageBox(winsys::MessageBoxModal& box, const ScriptAction& action) {
     if (!box.IsOpen() || !action.words.empty()) {
         return false;
     }
@@ -57,7 +57,7 @@ bool ActOnDialog(hostkit::DialogModal& window, const ScriptAction& action) {
     }
     // What the action left on screen; a dialog it ended says so in its close line.
     if (applied && window.IsOpen()) {
-        hostkit::MainLoop::Instance().Trace(dialogtrace::DialogLine(dialog, "update"));
+        winsys::MainLoop::Instance().Trace(dialogtrace::DialogLine(dialog, "update"));
     }
     return applied;
 }
@@ -72,15 +72,15 @@ std::string JsonLine(const Json::Value& value) {
 }
 
 void PresentationBackend::DialogOpened(DG::ModalDialog& dialog) {
-    hostkit::MainLoop::Instance().Trace(dialogtrace::DialogLine(dialog, "open"));
+    winsys::MainLoop::Instance().Trace(dialogtrace::DialogLine(dialog, "open"));
 }
 
 void PresentationBackend::DialogResized(DG::Dialog& dialog, int widthChange, int heightChange) {
-    hostkit::MainLoop::Instance().Trace(dialogtrace::ResizeLine(dialog, widthChange, heightChange));
+    winsys::MainLoop::Instance().Trace(dialogtrace::ResizeLine(dialog, widthChange, heightChange));
 }
 
 void PresentationBackend::DialogClosed(DG::ModalDialog& dialog, bool aborted) {
-    hostkit::MainLoop::Instance().Trace(dialogtrace::CloseLine(dialog, aborted));
+    winsys::MainLoop::Instance().Trace(dialogtrace::CloseLine(dialog, aborted));
 }
 
 int ScriptErrorCount() {
@@ -99,13 +99,13 @@ void ReportScriptError(int line, const std::string& message) {
     trace["kind"] = "script";
     trace["line"] = line;
     trace["error"] = message;
-    hostkit::MainLoop::Instance().Trace(JsonLine(trace));
+    winsys::MainLoop::Instance().Trace(JsonLine(trace));
     std::cerr << "orvhost: script line " << line << ": " << message << std::endl;
     CountScriptError();
 }
 
-bool ActOnWindow(hostkit::ModalWindow& window, const ScriptAction& action) {
-    if (auto* box = dynamic_cast<hostkit::MessageBoxModal*>(&window)) {
+bool ActOnWindow(winsys::ModalWindow& window, const ScriptAction& action) {
+    if (auto* box = dynamic_cast<winsys::MessageBoxModal*>(&window)) {
         return ActOnMessageBox(*box, action);
     }
     if (auto* dialog = dynamic_cast<hostkit::DialogModal*>(&window)) {

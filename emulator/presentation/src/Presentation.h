@@ -4,8 +4,8 @@
 #pragma once
 
 #include "hostkit/DGModal.h"
-#include "hostkit/MainLoop.h"
 #include "presentation/ScriptAction.h"
+#include "winsys/MainLoop.h"
 
 #include <json/json.h>
 #include <string>
@@ -16,7 +16,7 @@ namespace presentation {
 std::string JsonLine(const Json::Value& value);
 
 // The base of every backend here: it presents the dialogs to the trace and counts script errors.
-class PresentationBackend : public hostkit::UiBackend, public hostkit::DialogPresenter {
+class PresentationBackend : public winsys::UiBackend, public hostkit::DialogPresenter {
 public:
     void DialogOpened(DG::ModalDialog& dialog) override;
     void DialogResized(DG::Dialog& dialog, int widthChange, int heightChange) override;
@@ -36,6 +36,6 @@ void ReportScriptError(int line, const std::string& message);
 // On a message box "ok" answers OK and "close" is its close box; on a dialog "click ROW" presses
 // the row's update button and "close" or "ok" its close box, and what the action left on screen
 // is traced.
-bool ActOnWindow(hostkit::ModalWindow& window, const ScriptAction& action);
+bool ActOnWindow(winsys::ModalWindow& window, const ScriptAction& action);
 
 }  // namespace presentation

@@ -47,7 +47,7 @@ public:
     ScriptBackend(std::vector<ScriptAction> actions,
                   std::function<void(const ScriptAction&)> emulatorVerb)
         : actions(actions.begin(), actions.end()), emulatorVerb(std::move(emulatorVerb)),
-          startMicroseconds1601(hostkit::SystemMicroseconds1601()) {}
+          startMicroseconds1601(winsys::SystemMicroseconds1601()) {}
 
     std::string Name() const override { return "script"; }
 
@@ -77,8 +77,8 @@ public:
         return true;
     }
 
-    void ModalOpened(hostkit::ModalWindow& /*window*/) override {}
-    void ModalClosing(hostkit::ModalWindow& /*window*/) override {}
+    void ModalOpened(winsys::ModalWindow& /*window*/) override {}
+    void ModalClosing(winsys::ModalWindow& /*window*/) override {}
 
 private:
     // Moves the clock to the end of the wait, or to the deadline when that comes first.
@@ -95,7 +95,7 @@ private:
         trace["kind"] = "script";
         trace["line"] = action.line;
         trace["action"] = ActionText(action);
-        hostkit::MainLoop::Instance().Trace(JsonLine(trace));
+        winsys::MainLoop::Instance().Trace(JsonLine(trace));
 
         if (action.verb == "wait") {
             const auto milliseconds = ParseMilliseconds(action.words);
@@ -108,7 +108,7 @@ private:
             return;
         }
         if (action.verb == "click" || action.verb == "close" || action.verb == "ok") {
-            hostkit::ModalWindow* window = hostkit::MainLoop::Instance().TopModal();
+            winsys::ModalWindow* window = winsys::MainLoop::Instance().TopModal();
             if (window == nullptr) {
                 ReportScriptError(action.line, QuotedAction(action) + " with no window open");
             } else if (!ActOnWindow(*window, action)) {
@@ -133,7 +133,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<hostkit::UiBackend>
+std::unique_ptr<winsys::UiBackend>
 MakeScriptBackend(std::vector<ScriptAction> actions,
                   std::function<void(const ScriptAction&)> emulatorVerb) {
     return std::make_unique<ScriptBackend>(std::move(actions), std::move(emulatorVerb));

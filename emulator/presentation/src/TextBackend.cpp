@@ -5,9 +5,9 @@
 #include "Presentation.h"
 #include "hostkit/DG.h"
 #include "hostkit/DGModal.h"
-#include "hostkit/WindowSystem.h"
 #include "presentation/Backends.h"
 #include "presentation/DialogRows.h"
+#include "winsys/WindowSystem.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -152,9 +152,9 @@ std::string DialogText(DG::ModalDialog& dialog) {
     return out;
 }
 
-bool HasCancel(const hostkit::MessageBoxModal& box) { return (box.Type() & 0x0F) == MB_OKCANCEL; }
+bool HasCancel(const winsys::MessageBoxModal& box) { return (box.Type() & 0x0F) == MB_OKCANCEL; }
 
-std::string MessageBoxText(const hostkit::MessageBoxModal& box) {
+std::string MessageBoxText(const winsys::MessageBoxModal& box) {
     std::string out = "\n== " + box.Title() + " ==\n" + box.Text() + "\n";
     out += HasCancel(box) ? "[1] OK  [2] Cancel\n" : "[Enter] OK\n";
     return out;
@@ -173,9 +173,9 @@ private:
 
 // A window the backend shows, with what it still owes the user before reading the next line.
 struct Shown {
-    hostkit::ModalWindow* window = nullptr;
-    DG::ModalDialog* dialog = nullptr;        // when it is a dialog
-    hostkit::MessageBoxModal* box = nullptr;  // when it is a message box
+    winsys::ModalWindow* window = nullptr;
+    DG::ModalDialog* dialog = nullptr;       // when it is a dialog
+    winsys::MessageBoxModal* box = nullptr;  // when it is a message box
     DG::DialogView* previousView = nullptr;
     bool dirty = true;
     std::unique_ptr<ChangeView> view;
@@ -226,7 +226,7 @@ public:
         return true;
     }
 
-    void ModalOpened(hostkit::ModalWindow& window) override {
+    void ModalOpened(winsys::ModalWindow& window) override {
         // Held by pointer: a press may open a window above while its own entry is in use.
         auto shown = std::make_unique<Shown>();
         shown->window = &window;
@@ -236,13 +236,13 @@ public:
             shown->previousView = shown->dialog->GetView();
             shown->dialog->SetView(shown->view.get());
         } else {
-            shown->box = dynamic_cast<hostkit::MessageBoxModal*>(&window);
+            shown->box = dynamic_cast<winsys::MessageBoxModal*>(&window);
         }
         // Drawn at the next wait, so that what happens before then is drawn once.
         windows.push_back(std::move(shown));
     }
 
-    void ModalClosing(hostkit::ModalWindow& window) override {
+    void ModalClosing(winsys::ModalWindow& window) override {
         const auto found =
             std::find_if(windows.begin(), windows.end(),
                          [&window](const auto& shown) { return shown->window == &window; });
@@ -262,7 +262,7 @@ public:
 
 private:
     Shown* Top() {
-        hostkit::ModalWindow* top = hostkit::MainLoop::Instance().TopModal();
+        winsys::ModalWindow* top = winsys::MainLoop::Instance().TopModal();
         if (top == nullptr || windows.empty() || windows.back()->window != top) {
             return nullptr;
         }
@@ -410,7 +410,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<hostkit::UiBackend> MakeTextBackend(int inputFd, FILE* output) {
+std::unique_ptr<winsys::UiBackend> MakeTextBackend(int inputFd, FILE* output) {
     return std::make_unique<TextBackend>(inputFd, output);
 }
 

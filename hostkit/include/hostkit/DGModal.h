@@ -5,14 +5,14 @@
 #pragma once
 
 #include "hostkit/DG.h"
-#include "hostkit/MainLoop.h"
+#include "winsys/MainLoop.h"
 
 namespace hostkit {
 
 // A modal dialog as a backend sees it (through dynamic_cast of the ModalWindow), to draw it.
 // Its close box presses the cancel button where there is one, else ends the dialog as
 // cancelled.
-class DialogModal : public ModalWindow {
+class DialogModal : public winsys::ModalWindow {
 public:
     virtual DG::ModalDialog& Dialog() = 0;
 };

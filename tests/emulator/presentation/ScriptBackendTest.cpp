@@ -4,9 +4,9 @@
 
 namespace {
 
-using hostkit::MainLoop;
 using looptest::LoopTest;
 using presentation::ScriptAction;
+using winsys::MainLoop;
 using ScriptBackend = LoopTest;
 
 TEST_F(ScriptBackend, WaitMovesTheVirtualClock) {

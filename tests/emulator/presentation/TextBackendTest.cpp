@@ -12,7 +12,7 @@ namespace {
 
 using dgtest::ClickObserver;
 using dgtest::TestDialog;
-using hostkit::MainLoop;
+using winsys::MainLoop;
 
 GS::UniString Utf8(const char* text) { return GS::UniString(text, CC_UTF8); }
 

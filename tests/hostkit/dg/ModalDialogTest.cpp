@@ -11,8 +11,8 @@ using dgtest::SampleDialog;
 using dgtest::ClickObserver;
 using dgtest::PanelRecorder;
 using dgtest::TestDialog;
-using hostkit::MainLoop;
 using looptest::LoopTest;
+using winsys::MainLoop;
 using ModalDialog = LoopTest;
 
 Json::Value Corners(int left, int top, int right, int bottom) {

@@ -5,9 +5,9 @@
 
 #include "LoopTestSupport.h"
 #include "hostkit/DG.h"
-#include "hostkit/MainLoop.h"
 #include "presentation/Backends.h"
 #include "presentation/PngWriter.h"
+#include "winsys/MainLoop.h"
 
 #include <FL/Fl.H>
 #include <FL/Fl_Window.H>
@@ -38,7 +38,7 @@ class GuiTest : public looptest::LoopTest {
 protected:
     void SetUp() override {
         LoopTest::SetUp();
-        hostkit::MainLoop::Instance().SetBackend(presentation::MakeGuiBackend());
+        winsys::MainLoop::Instance().SetBackend(presentation::MakeGuiBackend());
         onMessage = [this](HWND target, UINT message, WPARAM id, LPARAM lParam) -> LRESULT {
             if (message != WM_TIMER) {
                 return DefWindowProcW(target, message, id, lParam);
@@ -52,7 +52,7 @@ protected:
                 // A failing step must not leave the test hanging in a modal loop.
                 KillTimer(target, id);
                 ADD_FAILURE() << "a modal window was still open: closed";
-                if (hostkit::ModalWindow* top = hostkit::MainLoop::Instance().TopModal()) {
+                if (winsys::ModalWindow* top = winsys::MainLoop::Instance().TopModal()) {
                     top->Close();
                 }
             } else if (onTimer) {

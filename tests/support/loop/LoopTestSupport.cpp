@@ -38,7 +38,7 @@ std::vector<presentation::ScriptAction> ParseScript(const std::vector<std::strin
 }
 
 void LoopTest::SetUp() {
-    hostkit::MainLoop& loop = hostkit::MainLoop::Instance();
+    winsys::MainLoop& loop = winsys::MainLoop::Instance();
     loop.SetBackend(presentation::MakeNoneBackend());
     loop.SetTraceSink([this](const std::string& line) { traceLines.push_back(line); });
     currentHandler = &onMessage;
@@ -60,7 +60,7 @@ void LoopTest::TearDown() {
         DestroyWindow(each);
     }
     UnregisterClassA(className.c_str(), nullptr);
-    hostkit::MainLoop& loop = hostkit::MainLoop::Instance();
+    winsys::MainLoop& loop = winsys::MainLoop::Instance();
     loop.SetTraceSink(nullptr);
     loop.SetBackend(presentation::MakeNoneBackend());
     currentHandler = nullptr;
@@ -68,7 +68,7 @@ void LoopTest::TearDown() {
 
 void LoopTest::UseScript(const std::vector<std::string>& lines,
                          std::function<void(const presentation::ScriptAction&)> verb) {
-    hostkit::MainLoop::Instance().SetBackend(
+    winsys::MainLoop::Instance().SetBackend(
         presentation::MakeScriptBackend(ParseScript(lines), std::move(verb)));
 }
 

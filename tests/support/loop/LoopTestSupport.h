@@ -2,9 +2,9 @@
 // own whose messages go to the test, and the trace lines the loop wrote.
 #pragma once
 
-#include "hostkit/MainLoop.h"
-#include "hostkit/WindowSystem.h"
 #include "presentation/Backends.h"
+#include "winsys/MainLoop.h"
+#include "winsys/WindowSystem.h"
 
 #include <functional>
 #include <gtest/gtest.h>
@@ -31,7 +31,7 @@ protected:
     HWND NewWindow();
     // The trace lines of one kind, parsed.
     std::vector<Json::Value> TraceOfKind(const std::string& kind) const;
-    uint64_t Now() const { return hostkit::MainLoop::Instance().NowMilliseconds(); }
+    uint64_t Now() const { return winsys::MainLoop::Instance().NowMilliseconds(); }
 
     // Where the window procedure of the test's class sends every message.
     MessageHandler onMessage;

@@ -12,8 +12,8 @@
 // after each script action on it, when it closes, and each resize) and every script action.
 #pragma once
 
-#include "hostkit/MainLoop.h"
 #include "presentation/ScriptAction.h"
+#include "winsys/MainLoop.h"
 
 #include <cstdio>
 #include <functional>
@@ -25,10 +25,10 @@ namespace presentation {
 // The script backend. `emulatorVerb` runs the verbs the loop does not know itself (every verb
 // but wait, click, close and ok). A UI verb with no modal window open, or one the window refuses,
 // is an error: it is traced, reported on standard error, and counted.
-std::unique_ptr<hostkit::UiBackend>
+std::unique_ptr<winsys::UiBackend>
 MakeScriptBackend(std::vector<ScriptAction> actions,
                   std::function<void(const ScriptAction&)> emulatorVerb);
-std::unique_ptr<hostkit::UiBackend> MakeNoneBackend();
+std::unique_ptr<winsys::UiBackend> MakeNoneBackend();
 // FLTK windows on the X display: each dialog item becomes a widget at its rectangle (carrying the
 // item as its user data), FLTK's loop waits for input and for the next timer. Throws
 // std::runtime_error when no X display can be reached.
@@ -37,11 +37,11 @@ std::unique_ptr<hostkit::UiBackend> MakeNoneBackend();
 //   ORV_GUI_SCREENSHOT=FILE     the first dialog of the process, once on screen, as a PNG
 //   ORV_GUI_CLOSE_AFTER_MS=N    every dialog and message box closed, as by its close box, N ms
 //                               after it is shown
-std::unique_ptr<hostkit::UiBackend> MakeGuiBackend();
+std::unique_ptr<winsys::UiBackend> MakeGuiBackend();
 // The terminal backend: the system's steady clock; a modal window drawn as text on `output`,
 // answered by lines read from `inputFd` (left open: the caller owns it). End of input closes
 // every window as its close box would.
-std::unique_ptr<hostkit::UiBackend> MakeTextBackend(int inputFd = 0, FILE* output = stdout);
+std::unique_ptr<winsys::UiBackend> MakeTextBackend(int inputFd = 0, FILE* output = stdout);
 
 // The script errors of the loop's current backend: each backend counts from 0, and a backend
 // that is none of these has none.

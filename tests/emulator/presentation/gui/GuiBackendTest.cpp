@@ -27,7 +27,7 @@ using guitest::IsOnScreen;
 using guitest::Screenshot;
 using guitest::WidgetOf;
 using GuiBackend = guitest::GuiTest;
-using hostkit::MainLoop;
+using winsys::MainLoop;
 
 GS::UniString Utf8(const char* text) { return GS::UniString(text, CC_UTF8); }
 

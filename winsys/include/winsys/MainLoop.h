@@ -1,4 +1,4 @@
-// MainLoop.h: the host's main loop, as the emulator drives it.
+// MainLoop.h: the main loop of the window system, as the emulator drives it.
 //
 // One loop per process runs the timers of WindowSystem.h and every modal window (message boxes
 // and dialogs) on the thread that calls it. A modal window runs a nested loop inside the
@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-namespace hostkit {
+namespace winsys {
 
 // A window that holds the loop until it is closed: a message box or a dialog.
 class ModalWindow {
@@ -100,4 +100,4 @@ private:
     std::vector<ModalWindow*> modals;
 };
 
-}  // namespace hostkit
+}  // namespace winsys

@@ -1,10 +1,10 @@
-// WindowSystem.cpp: window classes, message-only windows, timers and window messages of the host
-// kit. Everything runs on the one thread that drives the main loop, so the tables need no lock;
-// procedures are called with no table entry held, as they may change the tables themselves.
-#include "hostkit/WindowSystem.h"
+// WindowSystem.cpp: window classes, message-only windows, timers and window messages. Everything
+// runs on the one thread that drives the main loop, so the tables need no lock; procedures are
+// called with no table entry held, as they may change the tables themselves.
+#include "winsys/WindowSystem.h"
 
 #include "Timers.h"
-#include "hostkit/MainLoop.h"
+#include "winsys/MainLoop.h"
 
 #include <algorithm>
 #include <limits>
@@ -184,7 +184,7 @@ UINT_PTR SetTimer(HWND window, UINT_PTR id, UINT milliseconds, TIMERPROC procedu
         return 0;
     }
     const UINT interval = std::clamp(milliseconds, TimerMinimum, TimerMaximum);
-    const uint64_t now = hostkit::MainLoop::Instance().NowMilliseconds();
+    const uint64_t now = winsys::MainLoop::Instance().NowMilliseconds();
     tables.timers[TimerKey(window, id)] =
         Timer{interval, procedure, now + interval, ++tables.nextStamp};
     return id;
@@ -251,7 +251,7 @@ DWORD GetLastError() { return lastError; }
 
 void SetLastError(DWORD error) { lastError = error; }
 
-namespace hostkit::windowing {
+namespace winsys::detail {
 
 std::vector<DueTimer> CollectDueTimers(uint64_t now) {
     std::vector<DueTimer> due;
@@ -295,4 +295,4 @@ std::optional<uint64_t> NextTimerDue() {
     return next;
 }
 
-}  // namespace hostkit::windowing
+}  // namespace winsys::detail

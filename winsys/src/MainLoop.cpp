@@ -1,19 +1,19 @@
-// MainLoop.cpp: the host kit's main loop: fires due timers, runs nested loops for modal windows,
-// and leaves input, the passing of time and the showing of windows to the backend.
-#include "hostkit/MainLoop.h"
+// MainLoop.cpp: the window system's main loop: fires due timers, runs nested loops for modal
+// windows, and leaves input, the passing of time and the showing of windows to the backend.
+#include "winsys/MainLoop.h"
 
 #include "LoopSupport.h"
 #include "Timers.h"
-#include "hostkit/WindowSystem.h"
+#include "winsys/WindowSystem.h"
 
 #include <chrono>
 #include <exception>
 #include <iostream>
 #include <thread>
 
-namespace hostkit {
+namespace winsys {
 
-namespace windowing {
+namespace detail {
 
 std::string JsonLine(const Json::Value& value) {
     Json::StreamWriterBuilder builder;
@@ -22,7 +22,7 @@ std::string JsonLine(const Json::Value& value) {
     return Json::writeString(builder, value);
 }
 
-}  // namespace windowing
+}  // namespace detail
 
 uint64_t SystemMicroseconds1601() {
     // From 1601-01-01 to the Unix epoch of the system clock.
@@ -100,7 +100,7 @@ void TraceException(MainLoop& loop, const std::string& what) {
     trace["kind"] = "exception";
     trace["where"] = "timer";
     trace["what"] = what;
-    loop.Trace(windowing::JsonLine(trace));
+    loop.Trace(detail::JsonLine(trace));
     std::cerr << "orvhost: an exception left a timer handler: " << what << std::endl;
 }
 
@@ -139,8 +139,8 @@ uint64_t MainLoop::NowMicroseconds1601() { return backend->NowMicroseconds1601()
 void MainLoop::FireDueTimers() {
     const uint64_t now = NowMilliseconds();
     // The turn looks once; what its handlers kill, re-arm or fire in a nested loop is left out.
-    for (const windowing::DueTimer& due : windowing::CollectDueTimers(now)) {
-        const auto delivery = windowing::BeginFiring(due, now);
+    for (const detail::DueTimer& due : detail::CollectDueTimers(now)) {
+        const auto delivery = detail::BeginFiring(due, now);
         if (!delivery) {
             continue;
         }
@@ -162,7 +162,7 @@ void MainLoop::FireDueTimers() {
 void MainLoop::Run() {
     for (;;) {
         FireDueTimers();
-        if (!backend->Wait(windowing::NextTimerDue()) && !windowing::NextTimerDue()) {
+        if (!backend->Wait(detail::NextTimerDue()) && !detail::NextTimerDue()) {
             return;
         }
     }
@@ -175,11 +175,11 @@ void MainLoop::RunModal(ModalWindow& window) {
         if (!window.IsOpen()) {
             break;
         }
-        if (!backend->Wait(windowing::NextTimerDue()) && window.IsOpen()) {
+        if (!backend->Wait(detail::NextTimerDue()) && window.IsOpen()) {
             Json::Value trace(Json::objectValue);
             trace["kind"] = "script";
             trace["note"] = "script ended with a window open: closed";
-            Trace(windowing::JsonLine(trace));
+            Trace(detail::JsonLine(trace));
             window.Close();
             if (window.IsOpen()) {
                 break;  // a window that cannot close must not hold the loop for ever
@@ -190,4 +190,4 @@ void MainLoop::RunModal(ModalWindow& window) {
 
 ModalWindow* MainLoop::TopModal() { return modals.empty() ? nullptr : modals.back(); }
 
-}  // namespace hostkit
+}  // namespace winsys

@@ -2,13 +2,13 @@
 // owns the table; MainLoop.cpp fires what is due.
 #pragma once
 
-#include "hostkit/WindowSystem.h"
+#include "winsys/WindowSystem.h"
 
 #include <cstdint>
 #include <optional>
 #include <vector>
 
-namespace hostkit::windowing {
+namespace winsys::detail {
 
 // A timer found due at the start of a loop turn. `stamp` changes whenever the timer is armed,
 // re-armed or fired, so that a turn never delivers a timer that changed since it looked.
@@ -35,4 +35,4 @@ std::optional<TimerDelivery> BeginFiring(const DueTimer& timer, uint64_t now);
 // The earliest due time of an armed timer.
 std::optional<uint64_t> NextTimerDue();
 
-}  // namespace hostkit::windowing
+}  // namespace winsys::detail

@@ -6,8 +6,8 @@
 
 namespace {
 
-using hostkit::MainLoop;
 using looptest::LoopTest;
+using winsys::MainLoop;
 using MessageBox = LoopTest;
 
 TEST_F(MessageBox, TheNoneBackendAcknowledgesItAtOnce) {
@@ -158,18 +158,18 @@ TEST_F(MessageBox, AnExceptionLeavingItsNestedLoopStillTakesItOffTheStack) {
 }
 
 // A backend that answers every message box with Cancel, as a user in front of a screen might.
-class CancellingBackend final : public hostkit::UiBackend {
+class CancellingBackend final : public winsys::UiBackend {
 public:
     std::string Name() const override { return "cancelling"; }
     uint64_t NowMilliseconds() override { return 0; }
     bool Wait(std::optional<uint64_t>) override { return false; }
-    void ModalOpened(hostkit::ModalWindow& window) override {
-        auto* box = dynamic_cast<hostkit::MessageBoxModal*>(&window);
+    void ModalOpened(winsys::ModalWindow& window) override {
+        auto* box = dynamic_cast<winsys::MessageBoxModal*>(&window);
         ASSERT_NE(box, nullptr);
         seen = box->Title() + "|" + box->Text() + "|" + std::to_string(box->Type());
         box->Answer(IDCANCEL);
     }
-    void ModalClosing(hostkit::ModalWindow&) override { closed = true; }
+    void ModalClosing(winsys::ModalWindow&) override { closed = true; }
 
     std::string seen;
     bool closed = false;

@@ -1,4 +1,5 @@
-// WindowSystem.h: the window-system calls an add-on makes, under their Windows names.
+// WindowSystem.h: the window-system calls an add-on makes, under their Windows names. On Windows
+// they are the system's own and this is not built.
 //
 // There are message-only windows (parent HWND_MESSAGE) with a window procedure, timers per window
 // and id, and the message box. Timers fire on the main loop of MainLoop.h, also while a modal

@@ -8,7 +8,7 @@ namespace {
 
 using looptest::LoopTest;
 using Timers = LoopTest;
-using hostkit::MainLoop;
+using winsys::MainLoop;
 
 struct Firing {
     uint64_t at;
@@ -232,7 +232,7 @@ TEST_F(Timers, ATimerProcReceivesTheFiringInsteadOfTheWindowProcedure) {
 }
 
 // A backend whose every wait oversleeps: the clock jumps a whole second at a time.
-class OversleepingBackend final : public hostkit::UiBackend {
+class OversleepingBackend final : public winsys::UiBackend {
 public:
     std::string Name() const override { return "oversleeping"; }
     uint64_t NowMilliseconds() override { return clock; }
@@ -243,8 +243,8 @@ public:
         clock += 1000;
         return true;
     }
-    void ModalOpened(hostkit::ModalWindow& window) override { window.Close(); }
-    void ModalClosing(hostkit::ModalWindow&) override {}
+    void ModalOpened(winsys::ModalWindow& window) override { window.Close(); }
+    void ModalClosing(winsys::ModalWindow&) override {}
 
 private:
     uint64_t clock = 0;

@@ -5,9 +5,9 @@
 #include <json/json.h>
 #include <string>
 
-namespace hostkit::windowing {
+namespace winsys::detail {
 
 // One JSON line for the trace sink: no indentation, UTF-8 left as it is.
 std::string JsonLine(const Json::Value& value);
 
-}  // namespace hostkit::windowing
+}  // namespace winsys::detail
