@@ -3,6 +3,7 @@
 
 find_package(utf8cpp REQUIRED)  # utf8cpp: validating UTF-8 and UTF-16 conversions
 find_package(ZLIB REQUIRED)     # ZLIB::ZLIB: raw deflate and inflate
+find_package(PNG REQUIRED)      # PNG::PNG: the host kit's image reader
 find_package(jsoncpp REQUIRED)  # JsonCpp::JsonCpp: the service's answers, projects, traces
 find_package(pugixml REQUIRED)  # pugixml::pugixml: the emulator's library parts
 find_package(CURL REQUIRED)     # CURL::libcurl: the network client on Linux
@@ -19,8 +20,8 @@ set_target_properties(MbedTLS::mbedcrypto PROPERTIES
     IMPORTED_LOCATION ${MBEDCRYPTO_LIBRARY}
     INTERFACE_INCLUDE_DIRECTORIES ${MBEDTLS_INCLUDE_DIR})
 
-# FLTK reads the dialog's icon and draws the emulator's windows; its OpenGL, forms and fluid parts
-# are not used. Its headers come in as system headers: they are not -Wextra clean.
+# FLTK draws the emulator's windows; its OpenGL, forms and fluid parts are not used. Its headers
+# come in as system headers: they are not -Wextra clean.
 set(FLTK_SKIP_OPENGL ON)
 set(FLTK_SKIP_FORMS ON)
 set(FLTK_SKIP_FLUID ON)

@@ -11,7 +11,7 @@
 # bench: what the benchmarks build with and measure against.
 build_packages=(
     cmake ninja-build g++ pkg-config
-    libutfcpp-dev zlib1g-dev libmbedtls-dev libjsoncpp-dev libpugixml-dev
+    libutfcpp-dev zlib1g-dev libpng-dev libmbedtls-dev libjsoncpp-dev libpugixml-dev
     libcurl4-openssl-dev libcpp-httplib-dev libssl-dev libfltk1.3-dev fluid fonts-dejavu-core
 )
 test_packages=(

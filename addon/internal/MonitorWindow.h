@@ -3,7 +3,7 @@
 #pragma once
 
 #include "addon/ObjectsMonitor.h"
-#include "hostkit/WindowSystem.h"
+#include "winsys/WindowSystem.h"
 
 namespace monitor {
 

@@ -4,8 +4,8 @@
 #include "HostOperations.h"
 #include "addon/ObjectsMonitor.h"
 #include "common/PlatformHooks.h"
-#include "hostkit/MainLoop.h"
-#include "hostkit/WindowSystem.h"
+#include "winsys/MainLoop.h"
+#include "winsys/WindowSystem.h"
 
 #include <cstring>
 #include <dlfcn.h>
@@ -32,7 +32,7 @@ void FillModulePath(const char* path) {
 
 // The runtime's clock and alerts are the host's: its loop's clock (virtual under a script) and
 // its message box.
-uint64_t HostClock() { return hostkit::MainLoop::Instance().NowMicroseconds1601(); }
+uint64_t HostClock() { return winsys::MainLoop::Instance().NowMicroseconds1601(); }
 
 void HostMessageBox(void* owner, const WString& caption, const WString& text, uint32_t type) {
     MessageBoxW(static_cast<HWND>(owner), text.c_str(), caption.c_str(), type);

@@ -9,7 +9,8 @@
 #include "emulator/AddOnModule.h"
 #include "emulator/HostSession.h"
 #include "emulator/Project.h"
-#include "hostkit/MainLoop.h"
+#include "presentation/Backends.h"
+#include "winsys/MainLoop.h"
 
 #include <chrono>
 #include <cstdio>
@@ -36,8 +37,8 @@ int main(int argc, char** argv) {
         orvhost::Project project = orvhost::Project::Load(argv[1], warnings);
         orvhost::HostSession session(project);
         // A virtual clock: the one-second timer costs no waiting, the network stays real.
-        hostkit::MainLoop& loop = hostkit::MainLoop::Instance();
-        loop.SetBackend(hostkit::MakeScriptBackend({}, nullptr));
+        winsys::MainLoop& loop = winsys::MainLoop::Instance();
+        loop.SetBackend(presentation::MakeScriptBackend({}, nullptr));
         orvhost::AddOnModule module(argv[2]);
         module.Start(session.Table(), session.Token());
 

@@ -8,8 +8,9 @@
 #include "emulator/Script.h"
 #include "emulator/Text.h"
 #include "emulator/Trace.h"
-#include "hostkit/MainLoop.h"
 #include "hostkit/UniString.h"
+#include "presentation/Backends.h"
+#include "winsys/MainLoop.h"
 
 #include <algorithm>
 #include <cmath>
@@ -107,7 +108,7 @@ void ReportWarnings(const std::vector<std::string>& warnings) {
 }
 
 // The script's own verbs: events and the user's actions on the project.
-void RunProjectVerb(HostSession& session, const hostkit::ScriptAction& action) {
+void RunProjectVerb(HostSession& session, const presentation::ScriptAction& action) {
     if (action.verb == "event") {
         const auto number = static_cast<int32_t>(ScriptNumber(action.words[1]));
         if (action.words[0] == "project") {
@@ -135,7 +136,7 @@ void RunProjectVerb(HostSession& session, const hostkit::ScriptAction& action) {
 
 // A verb that cannot be carried out is the script's error: reported, counted, and the run goes
 // on, as the user of a real host would go on.
-void RunVerbReportingErrors(HostSession& session, const hostkit::ScriptAction& action) {
+void RunVerbReportingErrors(HostSession& session, const presentation::ScriptAction& action) {
     try {
         RunProjectVerb(session, action);
     } catch (const std::exception& error) {
@@ -145,7 +146,7 @@ void RunVerbReportingErrors(HostSession& session, const hostkit::ScriptAction& a
         line["line"] = action.line;
         line["error"] = error.what();
         Trace::Instance().Write(line);
-        hostkit::MainLoop::Instance().CountScriptError();
+        presentation::CountScriptError();
     }
 }
 
@@ -273,19 +274,18 @@ int OpenProject(const OpenRequest& request) {
     Project project = Project::Load(request.project, warnings);
     ReportWarnings(warnings);
     HostSession session(project);
-    hostkit::MainLoop& loop = hostkit::MainLoop::Instance();
-    const int errorsBefore = loop.ScriptErrorCount();
+    winsys::MainLoop& loop = winsys::MainLoop::Instance();
     if (request.ui == "script") {
-        loop.SetBackend(hostkit::MakeScriptBackend(request.actions,
-                                                   [&session](const hostkit::ScriptAction& action) {
-                                                       RunVerbReportingErrors(session, action);
-                                                   }));
+        loop.SetBackend(presentation::MakeScriptBackend(
+            request.actions, [&session](const presentation::ScriptAction& action) {
+                RunVerbReportingErrors(session, action);
+            }));
     } else if (request.ui == "gui") {
-        loop.SetBackend(hostkit::MakeGuiBackend());
+        loop.SetBackend(presentation::MakeGuiBackend());
     } else if (request.ui == "text") {
-        loop.SetBackend(hostkit::MakeTextBackend());
+        loop.SetBackend(presentation::MakeTextBackend());
     } else {
-        loop.SetBackend(hostkit::MakeNoneBackend());
+        loop.SetBackend(presentation::MakeNoneBackend());
     }
 
     AddOnModule module(request.addon);
@@ -300,8 +300,9 @@ int OpenProject(const OpenRequest& request) {
     session.FireProjectEvent(ProjectEvent::CloseProject, 0);
     module.Stop();
     project.Save();
-    // Only this run's script errors count: the demo opens a project twice in one process.
-    return loop.ScriptErrorCount() == errorsBefore ? kExitDone : kExitFailed;
+    // Only this run's script errors count (the demo opens a project twice in one process): the
+    // backend set above counts them from 0.
+    return presentation::ScriptErrorCount() == 0 ? kExitDone : kExitFailed;
 }
 
 void PrintProjectStatus(const std::string& projectPath) {

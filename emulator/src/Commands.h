@@ -2,7 +2,7 @@
 // 0 done, 1 failed (the message is on standard error), 2 a bad command line.
 #pragma once
 
-#include "hostkit/MainLoop.h"
+#include "presentation/ScriptAction.h"
 
 #include <string>
 #include <vector>
@@ -18,10 +18,10 @@ constexpr int kExitUsage = 2;
 
 // One run of a project in the host, as `orvhost open` makes it.
 struct OpenRequest {
-    std::string project;                         // the project folder
-    std::string addon;                           // the add-on module's file
-    std::string ui;                              // gui, text, script or none
-    std::vector<hostkit::ScriptAction> actions;  // the script backend's
+    std::string project;                              // the project folder
+    std::string addon;                                // the add-on module's file
+    std::string ui;                                   // gui, text, script or none
+    std::vector<presentation::ScriptAction> actions;  // the script backend's
 };
 
 // Loads the add-on, fires the open event, runs the main loop until nothing is left to do, fires

@@ -8,6 +8,7 @@
 #include "common/CUtils.h"
 #include "emulator/Script.h"
 #include "emulator/Trace.h"
+#include "presentation/Backends.h"
 #include "service/VersionService.h"
 #include "zip/ZipFile.h"
 
@@ -245,7 +246,7 @@ void PrintIntroduction(const fs::path& folder, const std::string& baseUrl, const
 // gui when a display is available, else text, and the user is told why.
 std::string DefaultUi() {
     try {
-        hostkit::MakeGuiBackend();
+        presentation::MakeGuiBackend();
         return "gui";
     } catch (const std::runtime_error&) {
         std::fprintf(stderr, "orvhost demo: no X display (DISPLAY is not set or cannot be "

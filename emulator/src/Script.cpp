@@ -32,7 +32,7 @@ const std::map<std::string, VerbShape>& Verbs() {
     return verbs;
 }
 
-void CheckWords(const hostkit::ScriptAction& action) {
+void CheckWords(const presentation::ScriptAction& action) {
     const auto& words = action.words;
     if (action.verb == "wait" && ScriptNumber(words[0]) < 0) {
         throw std::runtime_error("the time must not be negative");
@@ -73,13 +73,14 @@ long long ScriptNumber(const std::string& word) {
     return value;
 }
 
-std::vector<hostkit::ScriptAction> ParseScript(const std::string& text, const std::string& name) {
-    std::vector<hostkit::ScriptAction> actions;
+std::vector<presentation::ScriptAction> ParseScript(const std::string& text,
+                                                    const std::string& name) {
+    std::vector<presentation::ScriptAction> actions;
     std::istringstream lines(text);
     std::string line;
     for (int number = 1; std::getline(lines, line); ++number) {
         std::istringstream words(line);
-        hostkit::ScriptAction action;
+        presentation::ScriptAction action;
         action.line = number;
         if (!(words >> action.verb) || action.verb.front() == '#') {
             continue;
@@ -106,7 +107,7 @@ std::vector<hostkit::ScriptAction> ParseScript(const std::string& text, const st
     return actions;
 }
 
-std::vector<hostkit::ScriptAction> ReadScript(const std::string& path) {
+std::vector<presentation::ScriptAction> ReadScript(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     if (!file) {
         throw std::runtime_error("cannot read the script " + path);

@@ -2,7 +2,7 @@
 // still leaves what happened before.
 #include "emulator/Trace.h"
 
-#include "hostkit/MainLoop.h"
+#include "winsys/MainLoop.h"
 
 #include <json/writer.h>
 #include <stdexcept>
@@ -20,9 +20,9 @@ void Trace::Open(const std::string& path) {
         throw std::runtime_error("cannot write the trace file " + path);
     }
     // The host kit's lines get their time stamp here, as ours do in Write.
-    hostkit::MainLoop::Instance().SetTraceSink([this](const std::string& jsonLine) {
+    winsys::MainLoop::Instance().SetTraceSink([this](const std::string& jsonLine) {
         const std::string stamp =
-            "{\"t\":" + std::to_string(hostkit::MainLoop::Instance().NowMilliseconds());
+            "{\"t\":" + std::to_string(winsys::MainLoop::Instance().NowMilliseconds());
         if (jsonLine.size() > 2 && jsonLine.front() == '{') {
             WriteRaw(stamp + "," + jsonLine.substr(1));
         } else {
@@ -36,7 +36,7 @@ void Trace::Write(const Json::Value& line) {
         return;
     }
     Json::Value stamped = line;
-    stamped["t"] = Json::UInt64(hostkit::MainLoop::Instance().NowMilliseconds());
+    stamped["t"] = Json::UInt64(winsys::MainLoop::Instance().NowMilliseconds());
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";
     builder["emitUTF8"] = true;

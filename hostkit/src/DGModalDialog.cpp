@@ -1,25 +1,18 @@
 // DGModalDialog.cpp: the modal dialog on the main loop. A private window adapter puts it on the
-// loop's modal stack, so that a backend can show it and a script can press its buttons.
-#include "DGTrace.h"
+// loop's modal stack, so that a backend can show it and press its close box; the backend, when it
+// presents dialogs, hears of its opening and its end.
 #include "hostkit/DG.h"
+#include "hostkit/DGModal.h"
 
-#include <charconv>
+namespace hostkit {
 
-namespace DG {
-
-namespace {
-
-// "click ROW": ROW a whole number, written as such.
-bool ParseRow(const std::vector<std::string>& words, int& row) {
-    if (words.size() != 1) {
-        return false;
-    }
-    const std::string& word = words.front();
-    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), row);
-    return error == std::errc() && end == word.data() + word.size();
+DialogPresenter* CurrentDialogPresenter() {
+    return dynamic_cast<DialogPresenter*>(&winsys::MainLoop::Instance().Backend());
 }
 
-}  // namespace
+}  // namespace hostkit
+
+namespace DG {
 
 class ModalDialog::Window final : public hostkit::DialogModal {
 public:
@@ -28,35 +21,18 @@ public:
     ModalDialog& Dialog() override { return dialog; }
     bool IsOpen() const override { return dialog.open; }
 
-    bool Act(const hostkit::ScriptAction& action) override {
-        if (!dialog.open) {
-            return false;
-        }
-        bool applied = false;
-        if (action.verb == "click") {
-            int row = 0;
-            ButtonItem* button = ParseRow(action.words, row) ? dialog.ScriptButton(row) : nullptr;
-            applied = button != nullptr && button->Click();
-        } else if ((action.verb == "close" || action.verb == "ok") && action.words.empty()) {
-            applied = PressClose();
-        }
-        // What the action left on screen; a dialog it ended says so in its close line.
-        if (applied && dialog.open) {
-            hostkit::MainLoop::Instance().Trace(hostkit::dgtrace::DialogLine(dialog, "update"));
-        }
-        return applied;
-    }
+    bool PressCloseBox() override { return dialog.open && Press(); }
 
     void Close() override {
-        PressClose();
+        Press();
         // A cancel handler that did not abort must not hold the loop for ever.
         dialog.open = false;
     }
 
 private:
-    // The close box: the cancel button where there is one (its handler is to Abort), else the
-    // dialog ends as cancelled. False when the cancel button cannot be pressed.
-    bool PressClose() {
+    // The cancel button where there is one (its handler is to Abort), else the dialog ends as
+    // cancelled. False when the cancel button cannot be pressed.
+    bool Press() {
         if (Button* cancel = dialog.CancelButton()) {
             return cancel->Click();
         }
@@ -79,10 +55,12 @@ bool ModalDialog::Invoke() {
     }
     open = true;
     aborted = false;
-    hostkit::MainLoop& loop = hostkit::MainLoop::Instance();
+    winsys::MainLoop& loop = winsys::MainLoop::Instance();
     NotifyOpened();
-    // Traced after the opened handlers, as the dialog then shows what they made of it.
-    loop.Trace(hostkit::dgtrace::DialogLine(*this, "open"));
+    // Presented after the opened handlers, as the dialog then shows what they made of it.
+    if (hostkit::DialogPresenter* presenter = hostkit::CurrentDialogPresenter()) {
+        presenter->DialogOpened(*this);
+    }
     if (open) {
         Window window(*this);
         try {
@@ -93,7 +71,9 @@ bool ModalDialog::Invoke() {
         }
     }
     open = false;
-    loop.Trace(hostkit::dgtrace::CloseLine(*this, aborted));
+    if (hostkit::DialogPresenter* presenter = hostkit::CurrentDialogPresenter()) {
+        presenter->DialogClosed(*this, aborted);
+    }
     NotifyClosed();
     return aborted;
 }

@@ -1,8 +1,7 @@
 // DGPanel.cpp: panels and dialogs: their items, their client size, title and icon, and the
 // observers they notify.
-#include "DGTrace.h"
 #include "hostkit/DG.h"
-#include "hostkit/MainLoop.h"
+#include "hostkit/DGModal.h"
 
 #include <algorithm>
 
@@ -106,8 +105,9 @@ void Dialog::Resize(int16_t widthChange, int16_t heightChange, int32_t /*fixPoin
     // 16-bit sizes, as the host keeps them.
     SetClientSize(static_cast<int16_t>(GetWidth() + widthChange),
                   static_cast<int16_t>(GetHeight() + heightChange));
-    hostkit::MainLoop::Instance().Trace(
-        hostkit::dgtrace::ResizeLine(*this, widthChange, heightChange));
+    if (hostkit::DialogPresenter* presenter = hostkit::CurrentDialogPresenter()) {
+        presenter->DialogResized(*this, widthChange, heightChange);
+    }
     NotifyResized(widthChange, heightChange);
 }
 

@@ -1,42 +1,116 @@
-// GXImage.cpp: an image file read into RGBA pixels with FLTK's PNG reader. A file that is
-// missing or cannot be read gives an empty image, which the caller takes as it comes.
+// GXImage.cpp: an image file read into RGBA pixels with libpng. A file that is missing or cannot
+// be read gives an empty image, which the caller takes as it comes.
 #include "CharCode.h"
 #include "PngCheck.h"
 #include "hostkit/DG.h"
 #include "hostkit/IOLocation.h"
 
-#include <FL/Fl_PNG_Image.H>
+#include <csetjmp>
+#include <cstdio>
+#include <png.h>
 
 namespace GX {
 
+namespace {
+
+// libpng's complaints stay quiet: a file it cannot read is an empty image, nothing more.
+void QuietError(png_structp png, png_const_charp /*message*/) { png_longjmp(png, 1); }
+void QuietWarning(png_structp /*png*/, png_const_charp /*message*/) {}
+
+// The image as 8-bit samples of `channels` per pixel (1 grey, 2 grey and alpha, 3 colour,
+// 4 colour and alpha): palettes expanded, small depths unpacked, 16 bits cut to their high byte,
+// a transparent colour turned into alpha. False when libpng cannot read the file. No object
+// with a destructor may begin its life between the setjmp and the end of the reading.
+bool ReadSamples(FILE* file, std::vector<uint8_t>& samples, std::vector<png_bytep>& rows,
+                 png_uint_32& width, png_uint_32& height, int& channels) {
+    png_structp png =
+        png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, QuietError, QuietWarning);
+    if (png == nullptr) {
+        return false;
+    }
+    png_infop info = png_create_info_struct(png);
+    if (info == nullptr) {
+        png_destroy_read_struct(&png, nullptr, nullptr);
+        return false;
+    }
+    if (setjmp(png_jmpbuf(png)) != 0) {
+        png_destroy_read_struct(&png, &info, nullptr);
+        return false;
+    }
+    png_init_io(png, file);
+    png_read_info(png, info);
+    const png_byte colourType = png_get_color_type(png, info);
+    const png_byte bitDepth = png_get_bit_depth(png, info);
+    if (colourType == PNG_COLOR_TYPE_PALETTE) {
+        png_set_expand(png);
+    }
+    if (bitDepth < 8) {
+        png_set_packing(png);
+        png_set_expand(png);
+    } else if (bitDepth == 16) {
+        png_set_strip_16(png);
+    }
+    if (png_get_valid(png, info, PNG_INFO_tRNS) != 0) {
+        png_set_tRNS_to_alpha(png);
+    }
+    const int passes = png_set_interlace_handling(png);
+    png_read_update_info(png, info);
+    width = png_get_image_width(png, info);
+    height = png_get_image_height(png, info);
+    channels = png_get_channels(png, info);
+    const size_t rowBytes = png_get_rowbytes(png, info);
+    if (width == 0 || height == 0 || channels < 1 || channels > 4 ||
+        rowBytes != static_cast<size_t>(width) * static_cast<size_t>(channels)) {
+        png_destroy_read_struct(&png, &info, nullptr);
+        return false;
+    }
+    samples.resize(rowBytes * height);
+    rows.resize(height);
+    for (png_uint_32 y = 0; y < height; ++y) {
+        rows[y] = samples.data() + static_cast<size_t>(y) * rowBytes;
+    }
+    for (int pass = 0; pass < passes; ++pass) {
+        png_read_rows(png, rows.data(), nullptr, height);
+    }
+    png_destroy_read_struct(&png, &info, nullptr);
+    return true;
+}
+
+}  // namespace
+
 Image::Image(const IO::Location& location) {
     const std::string path = hostkit::Utf16ToUtf8(location.ToPath().ToUStr().Get());
+    // A file cut short or damaged anywhere is refused as a whole, before libpng reads it.
     if (!hostkit::PngChunksIntact(path)) {
         return;
     }
-    Fl_PNG_Image png(path.c_str());
-    if (png.fail() != 0 || png.w() <= 0 || png.h() <= 0 || png.count() < 1 || png.d() < 1 ||
-        png.d() > 4) {
+    FILE* file = std::fopen(path.c_str(), "rb");
+    if (file == nullptr) {
         return;
     }
-    const int depth = png.d();
-    // ld() is the line length in bytes; 0 means the lines are packed.
-    const int stride = png.ld() != 0 ? png.ld() : png.w() * depth;
-    const auto* data = reinterpret_cast<const uint8_t*>(png.data()[0]);
-    width = png.w();
-    height = png.h();
+    std::vector<uint8_t> samples;
+    std::vector<png_bytep> rows;
+    png_uint_32 fileWidth = 0;
+    png_uint_32 fileHeight = 0;
+    int depth = 0;
+    const bool read = ReadSamples(file, samples, rows, fileWidth, fileHeight, depth);
+    std::fclose(file);
+    if (!read || fileWidth > 0x7FFFFFFF || fileHeight > 0x7FFFFFFF) {
+        return;
+    }
+    width = static_cast<int>(fileWidth);
+    height = static_cast<int>(fileHeight);
     pixels.resize(static_cast<size_t>(width) * static_cast<size_t>(height) * 4);
+    const uint8_t* in = samples.data();
     uint8_t* out = pixels.data();
-    for (int y = 0; y < height; ++y) {
-        const uint8_t* in = data + static_cast<ptrdiff_t>(y) * stride;
-        for (int x = 0; x < width; ++x, in += depth, out += 4) {
-            // Depth 1 and 2 are grey (with alpha), 3 and 4 colour (with alpha).
-            const bool grey = depth < 3;
-            out[0] = in[0];
-            out[1] = grey ? in[0] : in[1];
-            out[2] = grey ? in[0] : in[2];
-            out[3] = depth == 2 ? in[1] : depth == 4 ? in[3] : 0xFF;
-        }
+    for (size_t count = static_cast<size_t>(width) * static_cast<size_t>(height); count > 0;
+         --count, in += depth, out += 4) {
+        // Depth 1 and 2 are grey (with alpha), 3 and 4 colour (with alpha).
+        const bool grey = depth < 3;
+        out[0] = in[0];
+        out[1] = grey ? in[0] : in[1];
+        out[2] = grey ? in[0] : in[2];
+        out[3] = depth == 2 ? in[1] : depth == 4 ? in[3] : 0xFF;
     }
 }
 

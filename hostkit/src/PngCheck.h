@@ -1,6 +1,5 @@
-// PngCheck.h: a look at a PNG file's chunks before FLTK reads it. FLTK 1.3's reader writes to
-// standard error and leaks its pixel buffer on a file that is cut short or damaged, so such a file
-// is refused before it gets there.
+// PngCheck.h: a look at a PNG file's chunks before the image reader decodes it: a file that is
+// cut short or damaged anywhere, even in a chunk the decoder would skip, is refused as a whole.
 #pragma once
 
 #include <string>

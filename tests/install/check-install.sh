@@ -13,8 +13,8 @@ fail() {
 
 cmake --install "$build" --prefix "$prefix" >/dev/null
 folder=$prefix/lib/orvupdate
-for product in orvhost orvservice orvzip libhostkit.so OrvUpdate.so Graphics/brennerstein.png \
-    demo/project.json; do
+for product in orvhost orvservice orvzip libhostkit.so libwinsys.so OrvUpdate.so \
+    Graphics/brennerstein.png demo/project.json; do
     [[ -e $folder/$product ]] || fail "$product is not installed in $folder"
 done
 "$folder/orvhost" status "$folder/demo" | grep -q "D01 Vchodové dveře" ||

@@ -5,8 +5,9 @@
 #include "TestFiles.h"
 #include "common/CUtils.h"
 #include "common/PlatformHooks.h"
-#include "hostkit/MainLoop.h"
+#include "presentation/Backends.h"
 #include "service/VersionService.h"
+#include "winsys/MainLoop.h"
 
 #include <gtest/gtest.h>
 #include <json/json.h>
@@ -34,8 +35,11 @@ protected:
         CUtils::SetModulePathOverride(CUtils::StringUTF8ToWstring(folder.At("OrvUpdate.so")));
         testfiles::WriteFileBytes(folder.At("Graphics/brennerstein.png"),
                                   testfiles::ReadFileBytes(ORV_ICON_FILE));
-        hostkit::MainLoop::Instance().SetTraceSink(
+        winsys::MainLoop::Instance().SetTraceSink(
             [this](const std::string& line) { trace.push_back(line); });
+        // A backend of the emulator's presentation, as orvhost sets one before it loads the
+        // add-on: it traces what the dialog does before it is invoked (its resize).
+        winsys::MainLoop::Instance().SetBackend(presentation::MakeNoneBackend());
         // The runtime's alerts reach the host's message box, as the module arranges at its load.
         GetPlatformHooks().messageBox = [](void* owner, const WString& caption, const WString& text,
                                            uint32_t type) {
@@ -44,8 +48,8 @@ protected:
     }
     void TearDown() override {
         GetPlatformHooks().messageBox = nullptr;
-        hostkit::MainLoop::Instance().SetTraceSink(nullptr);
-        hostkit::MainLoop::Instance().SetBackend(nullptr);
+        winsys::MainLoop::Instance().SetTraceSink(nullptr);
+        winsys::MainLoop::Instance().SetBackend(nullptr);
         CUtils::SetModulePathOverride(WString());
     }
 
@@ -58,11 +62,11 @@ protected:
 
     // Runs the dialog under a script; the "open" trace line of the dialog.
     Json::Value InvokeAndTrace(SummaryDialog& dialog, std::vector<std::string> script = {"close"}) {
-        std::vector<hostkit::ScriptAction> actions;
+        std::vector<presentation::ScriptAction> actions;
         int line = 1;
         for (const std::string& text : script) {
             std::istringstream words(text);
-            hostkit::ScriptAction action;
+            presentation::ScriptAction action;
             action.line = line++;
             words >> action.verb;
             for (std::string word; words >> word;) {
@@ -70,7 +74,7 @@ protected:
             }
             actions.push_back(action);
         }
-        hostkit::MainLoop::Instance().SetBackend(hostkit::MakeScriptBackend(actions, nullptr));
+        winsys::MainLoop::Instance().SetBackend(presentation::MakeScriptBackend(actions, nullptr));
         invoked = dialog.Invoke();
         for (const std::string& line : trace) {
             Json::Value value;
@@ -273,7 +277,7 @@ TEST_F(SummaryDialogTest, ScriptClickFindsTheRowsUpdateButtonAndAFailedDownloadE
     EXPECT_EQ(dialog.ScriptButton(2), dialog.GetPanels()[1].updateButton);
     EXPECT_EQ(dialog.ScriptButton(3), nullptr);
     InvokeAndTrace(dialog, {"click 2", "ok", "close"});
-    EXPECT_EQ(hostkit::MainLoop::Instance().ScriptErrorCount(), 0);
+    EXPECT_EQ(presentation::ScriptErrorCount(), 0);
     const SummaryDialog::ItemPanel& row = dialog.GetPanels()[1];
     EXPECT_TRUE(
         row.progressLabel->GetText() ==

@@ -11,7 +11,7 @@
 #include "hostkit/GSGuid.h"
 #include "hostkit/GSHashTable.h"
 #include "hostkit/UniString.h"
-#include "hostkit/WindowSystem.h"
+#include "winsys/WindowSystem.h"
 
 #include <cstdint>
 

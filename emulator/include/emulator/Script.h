@@ -12,7 +12,7 @@
 // Blank lines and lines starting with "#" are skipped. Numbers are decimal or 0x hexadecimal.
 #pragma once
 
-#include "hostkit/MainLoop.h"
+#include "presentation/ScriptAction.h"
 
 #include <stdexcept>
 #include <string>
@@ -21,9 +21,10 @@
 namespace orvhost {
 
 // Throws std::runtime_error "NAME:LINE: ..." for an unknown verb or wrong words.
-std::vector<hostkit::ScriptAction> ParseScript(const std::string& text, const std::string& name);
+std::vector<presentation::ScriptAction> ParseScript(const std::string& text,
+                                                    const std::string& name);
 // Reads and parses a script file; throws std::runtime_error when it cannot be read.
-std::vector<hostkit::ScriptAction> ReadScript(const std::string& path);
+std::vector<presentation::ScriptAction> ReadScript(const std::string& path);
 
 // The number of a script word (decimal, or hexadecimal after "0x"); throws std::runtime_error.
 long long ScriptNumber(const std::string& word);

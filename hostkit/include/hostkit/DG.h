@@ -1,14 +1,13 @@
-// DG.h: the host's dialog classes, over one model of items that the backends draw (see
-// MainLoop.h): panels and dialogs, static texts, buttons, user items, their observers and events.
+// DG.h: the host's dialog classes, over one model of items that the loop's backend draws:
+// panels and dialogs, static texts, buttons, user items, their observers and events.
 //
 // A modal dialog runs on the main loop's nested modal level: Invoke returns when Abort is called
 // (or the dialog is cancelled). The backend sees the dialog through DialogView, which every
-// change of a dialog or of one of its items reaches.
+// change of a dialog or of one of its items reaches, and through DGModal.h.
 #pragma once
 
 #include "hostkit/DGItem.h"
 #include "hostkit/GSGuid.h"
-#include "hostkit/MainLoop.h"
 #include "hostkit/UniString.h"
 
 #include <cstdint>
@@ -286,16 +285,6 @@ private:
 };
 
 }  // namespace DG
-
-namespace hostkit {
-
-// A modal dialog as a backend sees it (through dynamic_cast of the ModalWindow), to draw it.
-class DialogModal : public ModalWindow {
-public:
-    virtual DG::ModalDialog& Dialog() = 0;
-};
-
-}  // namespace hostkit
 
 namespace IO {
 class Location;

@@ -2,6 +2,7 @@
 // none backend, with timers firing in its nested loop, and the trace lines it writes.
 #include "DgTestSupport.h"
 #include "LoopTestSupport.h"
+#include "hostkit/DGModal.h"
 
 namespace {
 
@@ -10,8 +11,8 @@ using dgtest::SampleDialog;
 using dgtest::ClickObserver;
 using dgtest::PanelRecorder;
 using dgtest::TestDialog;
-using hostkit::MainLoop;
 using looptest::LoopTest;
+using winsys::MainLoop;
 using ModalDialog = LoopTest;
 
 Json::Value Corners(int left, int top, int right, int bottom) {
@@ -28,7 +29,7 @@ TEST_F(ModalDialog, AScriptClicksARowThenClosesItAndTheTraceShowsEveryStep) {
     EXPECT_TRUE(dialog.Invoke());
     EXPECT_FALSE(dialog.IsOpen());
     EXPECT_EQ(dialog.clicked, (std::vector<DG::ButtonItem*>{&dialog.second, &dialog.close}));
-    EXPECT_EQ(MainLoop::Instance().ScriptErrorCount(), 0);
+    EXPECT_EQ(presentation::ScriptErrorCount(), 0);
     EXPECT_EQ(MainLoop::Instance().TopModal(), nullptr);
 
     const auto traced = TraceOfKind("dialog");
@@ -96,7 +97,7 @@ TEST_F(ModalDialog, AClickThatDoesNotApplyIsAScriptErrorAndChangesNothing) {
     testing::internal::CaptureStderr();
     EXPECT_TRUE(dialog.Invoke());
     const std::string errors = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(MainLoop::Instance().ScriptErrorCount(), 4) << errors;
+    EXPECT_EQ(presentation::ScriptErrorCount(), 4) << errors;
     EXPECT_EQ(dialog.clicked, (std::vector<DG::ButtonItem*>{&dialog.first, &dialog.close}));
     const auto traced = TraceOfKind("dialog");
     ASSERT_EQ(traced.size(), 3u);  // open, the one click that applied, close
@@ -194,7 +195,7 @@ TEST_F(ModalDialog, AClickHandlerMayOpenAMessageBoxInsideIt) {
     dialog.first.Attach(boxOpener);
     EXPECT_TRUE(dialog.Invoke());
     EXPECT_EQ(answer, IDOK);
-    EXPECT_EQ(MainLoop::Instance().ScriptErrorCount(), 0);
+    EXPECT_EQ(presentation::ScriptErrorCount(), 0);
 }
 
 }  // namespace
