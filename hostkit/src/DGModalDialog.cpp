@@ -85,17 +85,6 @@ void ModalDialog::Abort() {
     }
 }
 
-ButtonItem* ModalDialog::ScriptButton(int row) {
-    int count = 0;
-    for (Item* item : GetItems()) {
-        auto* button = dynamic_cast<Button*>(item);
-        if (button != nullptr && !button->IsCancel() && ++count == row) {
-            return button;
-        }
-    }
-    return nullptr;
-}
-
 Button* ModalDialog::CancelButton() const {
     for (Item* item : GetItems()) {
         if (auto* button = dynamic_cast<Button*>(item); button != nullptr && button->IsCancel()) {

@@ -6,11 +6,13 @@
 #include "common/CUtils.h"
 #include "common/PlatformHooks.h"
 #include "presentation/Backends.h"
+#include "presentation/DialogRows.h"
 #include "service/VersionService.h"
 #include "winsys/MainLoop.h"
 
 #include <gtest/gtest.h>
 #include <json/json.h>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -240,6 +242,35 @@ TEST_F(SummaryDialogTest, EveryRecordGetsARowInTheTablesOrderUpToDateOnesInclude
     EXPECT_EQ(keys.size(), 3u);
 }
 
+TEST_F(SummaryDialogTest, EveryItemOfARowSaysItsRowAndTheRestStandInNone) {
+    monitor.GetTable().Add(20, Record("A", StateUpToDate, ""));
+    monitor.GetTable().Add(3, Record("B", StateUpdateAvailable, "http://x/b.zip"));
+    SummaryDialog dialog(monitor);
+    // Rows in the table's order, from 1: three texts each, and the update button where there is
+    // one.
+    const auto& panels = dialog.GetPanels();
+    ASSERT_EQ(panels.GetSize(), 2u);
+    int buttons = 0;
+    for (USize index = 0; index < panels.GetSize(); ++index) {
+        const auto row = static_cast<int32_t>(index + 1);
+        EXPECT_EQ(panels[index].progressLabel->GetRow(), row);
+        EXPECT_EQ(panels[index].stateLabel->GetRow(), row);
+        if (panels[index].updateButton != nullptr) {
+            ++buttons;
+            EXPECT_EQ(panels[index].updateButton->GetRow(), row);
+        }
+    }
+    EXPECT_EQ(buttons, 1);
+    // The close button and the seven strips stand in no row; the names in theirs.
+    std::map<int32_t, int> itemsOfRow;
+    for (const DG::Item* item : dialog.GetItems()) {
+        ++itemsOfRow[item->GetRow()];
+    }
+    EXPECT_EQ(itemsOfRow[0], 8);
+    EXPECT_EQ(itemsOfRow[1] + itemsOfRow[2], 7);
+    EXPECT_EQ(itemsOfRow.size(), 3u);
+}
+
 TEST_F(SummaryDialogTest, StateTextsFollowTheStateAndAnOtherValueGivesNone) {
     const char* const expected[] = {"Neznámý", "Aktuální verze", "Nová verze k dispozici",
                                     "Testovací verze", ""};
@@ -273,9 +304,9 @@ TEST_F(SummaryDialogTest, ScriptClickFindsTheRowsUpdateButtonAndAFailedDownloadE
     // Nothing listens on port 1: the download fails at once.
     monitor.GetTable().Add(2, Record("B", StateUpdateAvailable, "http://127.0.0.1:1/b.zip"));
     SummaryDialog dialog(monitor);
-    EXPECT_EQ(dialog.ScriptButton(1), nullptr);
-    EXPECT_EQ(dialog.ScriptButton(2), dialog.GetPanels()[1].updateButton);
-    EXPECT_EQ(dialog.ScriptButton(3), nullptr);
+    EXPECT_EQ(presentation::RowButton(dialog, 1), nullptr);
+    EXPECT_EQ(presentation::RowButton(dialog, 2), dialog.GetPanels()[1].updateButton);
+    EXPECT_EQ(presentation::RowButton(dialog, 3), nullptr);
     InvokeAndTrace(dialog, {"click 2", "ok", "close"});
     EXPECT_EQ(presentation::ScriptErrorCount(), 0);
     const SummaryDialog::ItemPanel& row = dialog.GetPanels()[1];

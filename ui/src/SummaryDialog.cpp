@@ -7,6 +7,7 @@
 #include "common/CUtils.h"
 #include "hostkit/IOLocation.h"
 
+#include <initializer_list>
 #include <string>
 
 namespace {
@@ -147,6 +148,14 @@ void SummaryDialog::AddRow(Layout& rows, int32_t key, const VersionCheckState& r
     }
     row->AddItem(panel.stateLabel, DockCenter, DG::Point());
     rows.AddChild(row, kInFlow);
+    // Each item says which row it stands in, from 1, whether the row has a button or not.
+    const auto rowNumber = static_cast<int32_t>(panels.GetSize() + 1);
+    for (DG::Item* item : std::initializer_list<DG::Item*>{panel.progressLabel, nameLabel,
+                                                           panel.stateLabel, panel.updateButton}) {
+        if (item != nullptr) {
+            item->SetRow(rowNumber);
+        }
+    }
     panels.Push(panel);
 }
 
@@ -210,11 +219,4 @@ void SummaryDialog::ShowUpdateMessage(const std::exception& error) {
     constexpr uint32_t kWarningIcon = 8 | 1;
     CUtils::ShowMessageBox(nullptr, WString(AddOnName.ToUStr().Get(), AddOnName.GetLength()),
                            CUtils::StringUTF8ToWstring(error.what()), kWarningIcon);
-}
-
-DG::ButtonItem* SummaryDialog::ScriptButton(int row) {
-    if (row < 1 || static_cast<USize>(row) > panels.GetSize()) {
-        return nullptr;
-    }
-    return panels[static_cast<USize>(row - 1)].updateButton;
 }

@@ -58,8 +58,12 @@ std::map<const DG::Item*, int> ButtonNumbers(DG::ModalDialog& dialog) {
     if (DG::Button* cancel = dialog.CancelButton()) {
         numbers.emplace(cancel, 0);
     }
-    // Rows are asked one by one; a dialog has no more rows than items, which bounds the search.
-    const int rows = static_cast<int>(dialog.GetItems().size());
+    // Rows are asked one by one, up to the last row an item stands in, or, in a dialog without
+    // rows, up to the count of items.
+    int rows = static_cast<int>(dialog.GetItems().size());
+    for (const DG::Item* item : dialog.GetItems()) {
+        rows = std::max(rows, static_cast<int>(item->GetRow()));
+    }
     for (int row = 1; row <= rows; ++row) {
         if (DG::ButtonItem* button = RowButton(dialog, row)) {
             numbers.emplace(button, row);  // the first number a button gets is the one shown

@@ -272,9 +272,6 @@ public:
     void Abort();
     bool IsOpen() const { return open; }
 
-    // For a script's "click ROW": the update button of that row (from 1), or null. By default the
-    // ROW-th button that is not the cancel button, in the order of creation.
-    virtual ButtonItem* ScriptButton(int row);
     // The cancel button, or null.
     Button* CancelButton() const;
 

@@ -4,7 +4,8 @@
 // DG::Item holds the state every backend draws from: rectangle, visibility, enabled. A change
 // goes through ItemChanged, where a backend (or a test) follows it; setting a rectangle equal to
 // the one there still counts as a change. An item made on a panel is listed by that panel, in
-// the order of creation, until it is destroyed.
+// the order of creation, until it is destroyed. An item may also say which row of a list it
+// stands in, which is not drawn.
 #pragma once
 
 #include <cstdint>
@@ -62,6 +63,11 @@ public:
     void Enable();
     void Disable();
 
+    // The row of a list of rows that the item stands in, from 1; 0, the default, when it stands
+    // in none. The dialog that lays out the rows sets it; nothing is drawn differently.
+    int32_t GetRow() const { return row; }
+    void SetRow(int32_t newRow) { row = newRow; }
+
     // The panel the item stands on; null for an item made without one.
     Panel* GetPanel() const { return panel; }
     // "LeftText", "Button", "UserItem", ...: what a backend draws.
@@ -79,6 +85,7 @@ private:
     Rect rect;
     bool visible = false;
     bool enabled = true;
+    int32_t row = 0;
 };
 
 }  // namespace DG

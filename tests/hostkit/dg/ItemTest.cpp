@@ -94,6 +94,22 @@ TEST(DgItem, ShowItemsMakesEveryItemVisible) {
     EXPECT_TRUE(user.IsVisible());
 }
 
+TEST(DgItem, AnItemStandsInNoRowUntilItsDialogSaysAndARowIsNotAChange) {
+    TestPanel panel;
+    RecordingView view;
+    panel.SetView(&view);
+    DG::LeftText text(panel, DG::Rect());
+    DG::Button button(panel, DG::Rect());
+    EXPECT_EQ(text.GetRow(), 0);
+    EXPECT_EQ(button.GetRow(), 0);
+    button.SetRow(3);
+    text.SetRow(3);
+    EXPECT_EQ(button.GetRow(), 3);
+    EXPECT_EQ(text.GetRow(), 3);
+    EXPECT_TRUE(view.changes.empty());
+    panel.SetView(nullptr);
+}
+
 TEST(DgItem, ADialogHasOneCancelButton) {
     TestPanel panel;
     DG::Button first(panel, DG::Rect());

@@ -3,7 +3,8 @@
 //
 // It reads the monitor's table once, in its constructor, and writes nothing back. All geometry
 // comes from a layout tree built there: 500 by 250 client pixels, four rows of 50, growing by 50
-// for each row beyond four.
+// for each row beyond four. Every item of a row says which row it stands in (DG::Item::GetRow,
+// from 1, in the table's order), whether the row has an update button or not.
 #pragma once
 
 #include "addon/ObjectsMonitor.h"
@@ -39,9 +40,6 @@ public:
     void PanelOpened(const DG::PanelOpenEvent& event) override;
     void PanelResized(const DG::PanelResizeEvent& event) override;
     void ButtonClicked(const DG::ButtonClickEvent& event) override;
-
-    // The update button of row `row` (from 1), or null for a row without one.
-    DG::ButtonItem* ScriptButton(int row) override;
 
     const GS::Array<ItemPanel>& GetPanels() const { return panels; }
 
