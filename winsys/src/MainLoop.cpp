@@ -32,6 +32,23 @@ uint64_t SystemMicroseconds1601() {
     return EpochDifferenceSeconds * 1000000ULL + static_cast<uint64_t>(sinceUnixEpoch.count());
 }
 
+uint64_t SteadyMilliseconds() {
+    return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                     std::chrono::steady_clock::now().time_since_epoch())
+                                     .count());
+}
+
+bool WaitWithoutInput(std::optional<uint64_t> deadline) {
+    if (!deadline) {
+        return false;
+    }
+    const uint64_t now = SteadyMilliseconds();
+    if (*deadline > now) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(*deadline - now));
+    }
+    return true;
+}
+
 namespace {
 
 // The backend while none is set: nobody is there. The steady clock, so that timers keep their
@@ -41,22 +58,8 @@ class UnattendedBackend final : public UiBackend {
 public:
     std::string Name() const override { return "unattended"; }
 
-    uint64_t NowMilliseconds() override {
-        return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
-                                         std::chrono::steady_clock::now().time_since_epoch())
-                                         .count());
-    }
-
-    bool Wait(std::optional<uint64_t> deadline) override {
-        if (!deadline) {
-            return false;  // no input ever comes
-        }
-        const uint64_t now = NowMilliseconds();
-        if (*deadline > now) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(*deadline - now));
-        }
-        return true;
-    }
+    uint64_t NowMilliseconds() override { return SteadyMilliseconds(); }
+    bool Wait(std::optional<uint64_t> deadline) override { return WaitWithoutInput(deadline); }
 
     void ModalOpened(ModalWindow& window) override {
         if (auto* box = dynamic_cast<MessageBoxModal*>(&window)) {

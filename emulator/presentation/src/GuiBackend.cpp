@@ -107,12 +107,7 @@ class GuiBackend final : public PresentationBackend {
 public:
     std::string Name() const override { return "gui"; }
 
-    uint64_t NowMilliseconds() override {
-        // The steady clock, so that timers keep their intervals when the system time is set.
-        return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
-                                         std::chrono::steady_clock::now().time_since_epoch())
-                                         .count());
-    }
+    uint64_t NowMilliseconds() override { return winsys::SteadyMilliseconds(); }
 
     bool Wait(std::optional<uint64_t> deadline) override {
         // The hooks' moments are deadlines of their own: FLTK's timeouts would run late, at the

@@ -3,9 +3,6 @@
 #include "Presentation.h"
 #include "presentation/Backends.h"
 
-#include <chrono>
-#include <thread>
-
 namespace presentation {
 
 namespace {
@@ -14,22 +11,9 @@ class NoneBackend final : public PresentationBackend {
 public:
     std::string Name() const override { return "none"; }
 
-    uint64_t NowMilliseconds() override {
-        // The steady clock, so that timers keep their intervals when the system time is set.
-        return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
-                                         std::chrono::steady_clock::now().time_since_epoch())
-                                         .count());
-    }
-
+    uint64_t NowMilliseconds() override { return winsys::SteadyMilliseconds(); }
     bool Wait(std::optional<uint64_t> deadline) override {
-        if (!deadline) {
-            return false;  // no input ever comes
-        }
-        const uint64_t now = NowMilliseconds();
-        if (*deadline > now) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(*deadline - now));
-        }
-        return true;
+        return winsys::WaitWithoutInput(deadline);
     }
 
     void ModalOpened(winsys::ModalWindow& window) override {

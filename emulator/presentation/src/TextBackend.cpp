@@ -192,12 +192,7 @@ public:
 
     std::string Name() const override { return "text"; }
 
-    uint64_t NowMilliseconds() override {
-        // The steady clock, so that timers keep their intervals when the system time is set.
-        return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
-                                         std::chrono::steady_clock::now().time_since_epoch())
-                                         .count());
-    }
+    uint64_t NowMilliseconds() override { return winsys::SteadyMilliseconds(); }
 
     bool Wait(std::optional<uint64_t> deadline) override {
         Shown* top = Top();

@@ -67,6 +67,12 @@ public:
 
 // The system clock as microseconds since 1 January 1601 UTC.
 uint64_t SystemMicroseconds1601();
+// The steady clock in milliseconds: a backend's clock for its timers, which keep their intervals
+// when the system time is set.
+uint64_t SteadyMilliseconds();
+// Waits, with nobody there to give input, until `deadline` of SteadyMilliseconds: false at once
+// without a deadline (no input ever comes), else true once it has passed.
+bool WaitWithoutInput(std::optional<uint64_t> deadline);
 
 class MainLoop {
 public:
