@@ -84,12 +84,9 @@ Arguments Parse(int argc, char** argv) {
     return arguments;
 }
 
-WString Wide(const std::string& text) { return CUtils::StringUTF8ToWstring(text); }
-std::string Narrow(const WString& text) { return CUtils::WstringToStringUTF8(text); }
-
 std::string MessageOf(const std::exception& failure) {
     if (const auto* exception = dynamic_cast<const OVThrowable*>(&failure)) {
-        return Narrow(exception->GetMessageText());
+        return CUtils::WstringToStringUTF8(exception->GetMessageText());
     }
     return failure.what();
 }
@@ -214,7 +211,8 @@ int List(ZipFile& zip, const WString& archive) {
         std::printf("%-7s %-6s %12" PRIu64 " %12" PRIu64 " %08" PRIx32 " %-19s %s\n",
                     MethodOf(archive, member).c_str(), KindName(member.flags),
                     member.uncompressedSize, member.compressedSize, member.crc,
-                    TimeOf(member.stamp).c_str(), Narrow(zip.getMemberPath(i)).c_str());
+                    TimeOf(member.stamp).c_str(),
+                    CUtils::WstringToStringUTF8(zip.getMemberPath(i)).c_str());
     }
     return 0;
 }
@@ -227,7 +225,7 @@ int Test(ZipFile& zip) {
         if (IsDirectory(member)) {
             continue;
         }
-        const std::string name = Narrow(zip.getMemberPath(i));
+        const std::string name = CUtils::WstringToStringUTF8(zip.getMemberPath(i));
         try {
             uint64_t size = 0;
             std::unique_ptr<InputStream> reader =
@@ -262,12 +260,12 @@ int Extract(ZipFile& zip, const std::string& directory, bool clean) {
         return 1;
     }
     std::vector<WString> passedOver;
-    if (!UnzipArchive(zip, Wide(absolute), clean, &passedOver)) {
+    if (!UnzipArchive(zip, CUtils::StringUTF8ToWstring(absolute), clean, &passedOver)) {
         std::fprintf(stderr, "orvzip: could not prepare %s\n", absolute.c_str());
         return 1;
     }
     for (const WString& message : passedOver) {
-        std::fprintf(stderr, "orvzip: %s\n", Narrow(message).c_str());
+        std::fprintf(stderr, "orvzip: %s\n", CUtils::WstringToStringUTF8(message).c_str());
     }
     if (!passedOver.empty()) {
         std::fprintf(stderr, "orvzip: %zu members were not extracted\n", passedOver.size());
@@ -279,21 +277,22 @@ int Extract(ZipFile& zip, const std::string& directory, bool clean) {
 int Run(const Arguments& arguments) {
     std::unique_ptr<FixedPasswordProvider> provider;
     if (arguments.password) {
-        provider = std::make_unique<FixedPasswordProvider>(Wide(*arguments.password));
+        provider = std::make_unique<FixedPasswordProvider>(
+            CUtils::StringUTF8ToWstring(*arguments.password));
     }
     const std::string& archive = arguments.positional[0];
     std::unique_ptr<ZipFile> zip;
     try {
         // Opened over a stream, which the library never saves: the tool leaves the archive as it
         // is, even where the library would rewrite one (duplicate names).
-        auto file = std::make_unique<FileInputStream>(Wide(archive));
+        auto file = std::make_unique<FileInputStream>(CUtils::StringUTF8ToWstring(archive));
         zip = std::make_unique<ZipFile>(std::move(file), provider.get());
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "orvzip: %s: %s\n", archive.c_str(), MessageOf(failure).c_str());
         return 1;
     }
     if (arguments.command == "list") {
-        return List(*zip, Wide(archive));
+        return List(*zip, CUtils::StringUTF8ToWstring(archive));
     }
     if (arguments.command == "test") {
         return Test(*zip);

@@ -2,11 +2,11 @@
 // demo` shares with them.
 #include "Commands.h"
 
+#include "charcode/CharCode.h"
 #include "emulator/AddOnModule.h"
 #include "emulator/HostSession.h"
 #include "emulator/Project.h"
 #include "emulator/Script.h"
-#include "emulator/Text.h"
 #include "emulator/Trace.h"
 #include "hostkit/UniString.h"
 #include "presentation/Backends.h"
@@ -181,7 +181,7 @@ Json::Value TextOrNull(const Parameter* parameter) {
     if (parameter == nullptr || parameter->isArray || parameter->value.texts.empty()) {
         return Json::Value();
     }
-    return Utf8FromUtf16(parameter->value.texts.front());
+    return charcode::Utf16ToUtf8(parameter->value.texts.front());
 }
 
 const Parameter* FindIn(const std::vector<Parameter>& parameters, const std::string& name) {
@@ -201,7 +201,7 @@ Json::Value StatusOf(const Project& project) {
     for (const LibraryPart& part : project.Parts()) {
         Json::Value entry;
         entry["index"] = index++;
-        entry["name"] = Utf8FromUtf16(part.documentName);
+        entry["name"] = charcode::Utf16ToUtf8(part.documentName);
         entry["path"] = part.relativePath;
         entry["check_url"] = TextOrNull(part.Find("check_url"));
         entry["uptodate"] = NumberOrNull(part.Find("uptodate"));

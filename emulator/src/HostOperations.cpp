@@ -9,6 +9,7 @@
 // - ChangeElement takes the memo's parameter block whatever the memo mask says, and only inside
 //   a command scope; the add-on is not told of its own changes.
 // - Every handle handed out is the caller's; the library part's location stays the host's.
+#include "charcode/CharCode.h"
 #include "emulator/HostSessionState.h"
 #include "emulator/ParameterRecords.h"
 #include "emulator/Trace.h"
@@ -48,7 +49,7 @@ public:
     }
     void Set(const char* key, const std::u16string& text) {
         if (tracing) {
-            value[key] = Utf8FromUtf16(text);
+            value[key] = charcode::Utf16ToUtf8(text);
         }
     }
 

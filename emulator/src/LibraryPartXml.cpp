@@ -6,7 +6,7 @@
 // CDATA); one pair of them is stripped.
 #include "emulator/LibraryPartXml.h"
 
-#include "emulator/Text.h"
+#include "charcode/CharCode.h"
 #include "hostkit/HostABI.h"
 
 #include <algorithm>
@@ -83,9 +83,9 @@ std::string ElementText(const pugi::xml_node& node) {
 std::u16string UnquotedText(const std::string& raw) {
     const std::string_view trimmed = TrimAsciiSpace(raw);
     if (trimmed.size() >= 2 && trimmed.front() == '"' && trimmed.back() == '"') {
-        return Utf16FromUtf8(trimmed.substr(1, trimmed.size() - 2));
+        return charcode::Utf8ToUtf16(trimmed.substr(1, trimmed.size() - 2));
     }
-    return Utf16FromUtf8(raw);
+    return charcode::Utf8ToUtf16(raw);
 }
 
 double ParseNumber(const std::string& raw, const std::string& where) {

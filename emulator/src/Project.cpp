@@ -5,8 +5,8 @@
 // sees the old file or the new one, never a part of either.
 #include "emulator/Project.h"
 
+#include "charcode/CharCode.h"
 #include "emulator/LibraryPartXml.h"
-#include "emulator/Text.h"
 #include "hostkit/HostABI.h"
 #include "hostkit/UniString.h"
 
@@ -81,7 +81,7 @@ ParameterValue ReadOwnValue(const Json::Value& json, const std::string& where,
     } else if (json.isNumeric()) {
         value.numbers.push_back(json.asDouble());
     } else if (json.isString()) {
-        value.texts.push_back(Utf16FromUtf8(json.asString()));
+        value.texts.push_back(charcode::Utf8ToUtf16(json.asString()));
     } else if (json.isArray()) {
         for (const Json::Value& item : json) {
             if (item.isBool() && value.texts.empty()) {
@@ -89,7 +89,7 @@ ParameterValue ReadOwnValue(const Json::Value& json, const std::string& where,
             } else if (item.isNumeric() && !item.isBool() && value.texts.empty()) {
                 value.numbers.push_back(item.asDouble());
             } else if (item.isString() && value.numbers.empty()) {
-                value.texts.push_back(Utf16FromUtf8(item.asString()));
+                value.texts.push_back(charcode::Utf8ToUtf16(item.asString()));
             } else {
                 throw wrongKind();
             }
@@ -160,7 +160,7 @@ bool HasXmlExtension(const std::filesystem::path& file) {
 }
 
 std::unique_ptr<IO::Location> LocationOf(const std::filesystem::path& file) {
-    const std::u16string path = Utf16FromUtf8(file.string());
+    const std::u16string path = charcode::Utf8ToUtf16(file.string());
     return std::make_unique<IO::Location>(
         GS::UniString(path.c_str(), static_cast<GS::USize>(path.size())));
 }
@@ -210,7 +210,7 @@ std::vector<LibraryPart> ReadLibrary(const std::filesystem::path& libraryFolder,
         }
         LibraryPart part;
         part.relativePath = relativePath;
-        part.documentName = Utf16FromUtf8(file.stem().string());
+        part.documentName = charcode::Utf8ToUtf16(file.stem().string());
         part.file = file;
         part.location = LocationOf(file);
         part.parameters = std::move(*parameters);
@@ -299,7 +299,7 @@ void WriteOwnValue(std::string& out, const ParameterValue& value, bool asArray) 
     }
     for (size_t i = 0; i < value.texts.size(); ++i) {
         out += i == 0 && value.numbers.empty() ? "" : ", ";
-        WriteJsonString(out, Utf8FromUtf16(value.texts[i]));
+        WriteJsonString(out, charcode::Utf16ToUtf8(value.texts[i]));
     }
     if (asArray) {
         out += ']';

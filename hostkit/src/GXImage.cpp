@@ -1,7 +1,7 @@
 // GXImage.cpp: an image file read into RGBA pixels with libpng. A file that is missing or cannot
 // be read gives an empty image, which the caller takes as it comes.
-#include "CharCode.h"
 #include "PngCheck.h"
+#include "charcode/CharCode.h"
 #include "hostkit/DG.h"
 #include "hostkit/IOLocation.h"
 
@@ -79,7 +79,7 @@ bool ReadSamples(FILE* file, std::vector<uint8_t>& samples, std::vector<png_byte
 }  // namespace
 
 Image::Image(const IO::Location& location) {
-    const std::string path = hostkit::Utf16ToUtf8(location.ToPath().ToUStr().Get());
+    const std::string path = charcode::Utf16ToUtf8(location.ToPath().ToUStr().Get());
     // A file cut short or damaged anywhere is refused as a whole, before libpng reads it.
     if (!hostkit::PngChunksIntact(path)) {
         return;

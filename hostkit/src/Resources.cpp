@@ -2,7 +2,7 @@
 // debug output.
 #include "hostkit/Resources.h"
 
-#include "CharCode.h"
+#include "charcode/CharCode.h"
 #include "hostkit/ResourceNote.h"
 
 #include <algorithm>
@@ -162,7 +162,7 @@ bool RSGetIndString_ParamAdapter(char* buffer, int32_t listId, int32_t index, GS
         if (entry == lists->second.end()) {
             return false;
         }
-        text = hostkit::Utf16ToCp1250(hostkit::Utf8ToUtf16(entry->second));
+        text = charcode::Utf16ToCp1250(charcode::Utf8ToUtf16(entry->second));
     }
     const std::size_t length = std::min<std::size_t>(text.size(), kResourceStringCapacity - 1);
     std::memcpy(buffer, text.data(), length);

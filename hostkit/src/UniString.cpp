@@ -1,17 +1,27 @@
 // UniString.cpp: GS::UniString, UTF-16 text with 8-bit conversions in a GSCharCode.
 #include "hostkit/UniString.h"
 
-#include "CharCode.h"
+#include "charcode/CharCode.h"
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 namespace GS {
 
 namespace {
 
+// CC_Default and every code not handled here are Windows-1250.
+std::u16string ToUtf16(std::string_view bytes, GSCharCode charCode) {
+    return charCode == CC_UTF8 ? charcode::Utf8ToUtf16(bytes) : charcode::Cp1250ToUtf16(bytes);
+}
+
+std::string FromUtf16(std::u16string_view units, GSCharCode charCode) {
+    return charCode == CC_UTF8 ? charcode::Utf16ToUtf8(units) : charcode::Utf16ToCp1250(units);
+}
+
 std::u16string FromCString(const char* text, GSCharCode charCode) {
-    return text == nullptr ? std::u16string() : hostkit::ToUtf16(text, charCode);
+    return text == nullptr ? std::u16string() : ToUtf16(text, charCode);
 }
 
 std::u16string FromUString(const UniChar* text) {
@@ -94,7 +104,7 @@ UniString UniString::GetSubstring(USize from, USize length) const {
 }
 
 UniString::CStr UniString::ToCStr(GSCharCode charCode) const {
-    return CStr(hostkit::FromUtf16(units, charCode));
+    return CStr(FromUtf16(units, charCode));
 }
 
 UniString::UStr UniString::ToUStr() const { return UStr(units); }

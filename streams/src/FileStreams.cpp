@@ -16,8 +16,6 @@ namespace {
 constexpr char kNotOpened[] = "File input stream is not opened";
 constexpr char kOutputClosed[] = "File output stream already closed";
 
-std::string Utf8(const WString& path) { return CUtils::WstringToStringUTF8(path); }
-
 }  // namespace
 
 FileInputStream::FileInputStream(const WString& path) { open(path, false); }
@@ -45,7 +43,8 @@ void FileInputStream::open(const WString& path, bool createIfMissing) {
     file = std::fopen(fsPath.c_str(), known ? "rb" : "wb+");
     if (file == nullptr) {
         const int32_t code = errno;
-        throw OVException(code, "Failed to open file input stream" + Utf8(path));
+        throw OVException(code,
+                          "Failed to open file input stream" + CUtils::WstringToStringUTF8(path));
     }
 }
 
@@ -121,7 +120,8 @@ FileOutputStream::FileOutputStream(const WString& path, int32_t mode) {
         }
     } else {
         if (mode == kCreateNew && CUtils::FileExists(path)) {
-            throw OVException("File output stream file already exists" + Utf8(path));
+            throw OVException("File output stream file already exists" +
+                              CUtils::WstringToStringUTF8(path));
         }
         // A new file is made exclusively: one that appears after the test above, or a link that
         // leads nowhere, is refused by the open rather than written over or through.
@@ -130,7 +130,8 @@ FileOutputStream::FileOutputStream(const WString& path, int32_t mode) {
     if (file == nullptr) {
         // The output stream reports its open failure with the input stream's words.
         const int32_t code = errno;
-        throw OVException(code, "Failed to open file input stream" + Utf8(path));
+        throw OVException(code,
+                          "Failed to open file input stream" + CUtils::WstringToStringUTF8(path));
     }
 }
 

@@ -1,39 +1,13 @@
 // MessageBox.cpp: MessageBoxW as a modal window on the main loop. The backend shows it (or not)
 // and answers it; the trace records every box shown.
 #include "LoopSupport.h"
+#include "charcode/CharCode.h"
 #include "winsys/MainLoop.h"
 #include "winsys/WindowSystem.h"
-
-#include <iterator>
-#include <utf8.h>
 
 namespace winsys {
 
 namespace {
-
-bool IsHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
-bool IsLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
-
-// UTF-16 to UTF-8, a lone surrogate becoming '?', as the host's libraries convert.
-std::string Utf16ToUtf8(std::u16string_view units) {
-    std::string result;
-    result.reserve(units.size());
-    auto out = std::back_inserter(result);
-    for (std::size_t i = 0; i < units.size(); ++i) {
-        const char16_t unit = units[i];
-        if (IsHighSurrogate(unit) && i + 1 < units.size() && IsLowSurrogate(units[i + 1])) {
-            const uint32_t codePoint = 0x10000u + ((static_cast<uint32_t>(unit) - 0xD800u) << 10) +
-                                       (units[i + 1] - 0xDC00u);
-            ++i;
-            utf8::unchecked::append(codePoint, out);
-        } else if (IsHighSurrogate(unit) || IsLowSurrogate(unit)) {
-            result.push_back('?');
-        } else {
-            utf8::unchecked::append(static_cast<uint32_t>(unit), out);
-        }
-    }
-    return result;
-}
 
 class MessageBoxWindow final : public MessageBoxModal {
 public:
@@ -81,8 +55,8 @@ private:
 int32_t MessageBoxW(HWND /*owner*/, const char16_t* text, const char16_t* caption, UINT type) {
     using namespace winsys;
     // Windows shows "Error" when the caption is null.
-    std::string title = caption != nullptr ? Utf16ToUtf8(caption) : std::string("Error");
-    std::string body = text != nullptr ? Utf16ToUtf8(text) : std::string();
+    std::string title = caption != nullptr ? charcode::Utf16ToUtf8(caption) : std::string("Error");
+    std::string body = text != nullptr ? charcode::Utf16ToUtf8(text) : std::string();
 
     Json::Value trace(Json::objectValue);
     trace["kind"] = "messagebox";

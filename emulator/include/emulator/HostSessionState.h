@@ -3,7 +3,6 @@
 #pragma once
 
 #include "emulator/HostSession.h"
-#include "emulator/Text.h"
 #include "emulator/UndoStack.h"
 
 #include <cstdint>

@@ -10,8 +10,6 @@ namespace presentation::dialogtrace {
 
 namespace {
 
-std::string Utf8(const GS::UniString& text) { return text.ToCStr(CC_UTF8).Get(); }
-
 std::string HexColor(const Gfx::Color& color) {
     char text[8];
     std::snprintf(text, sizeof(text), "#%02X%02X%02X", color.GetRed(), color.GetGreen(),

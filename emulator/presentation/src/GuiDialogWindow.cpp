@@ -1,6 +1,7 @@
 // GuiDialogWindow.cpp: a modal dialog as a real FLTK window: one widget per item at the item's
 // rectangle, kept up to date through the dialog's view.
 #include "GuiWindows.h"
+#include "Presentation.h"
 
 #include <FL/Fl.H>
 #include <FL/Fl_Box.H>
@@ -18,8 +19,6 @@ namespace {
 // The dialogs measure a name at eight pixels a character; a bold 12-pixel face fits that.
 constexpr int kLargeFontSize = 12;
 constexpr int kSmallFontSize = 11;
-
-std::string Utf8(const GS::UniString& text) { return text.ToCStr(CC_UTF8).Get(); }
 
 // FLTK reads a leading '@' as a symbol name; "@@" shows the character itself.
 std::string LabelText(const std::string& text) {

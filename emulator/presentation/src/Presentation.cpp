@@ -64,6 +64,8 @@ bool ActOnDialog(hostkit::DialogModal& window, const ScriptAction& action) {
 
 }  // namespace
 
+std::string Utf8(const GS::UniString& text) { return text.ToCStr(CC_UTF8).Get(); }
+
 std::string JsonLine(const Json::Value& value) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";

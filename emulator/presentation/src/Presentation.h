@@ -12,6 +12,9 @@
 
 namespace presentation {
 
+// A dialog's text as UTF-8, for the terminal, the windows and the trace.
+std::string Utf8(const GS::UniString& text);
+
 // One JSON line for the trace sink: no indentation, UTF-8 left as it is.
 std::string JsonLine(const Json::Value& value);
 

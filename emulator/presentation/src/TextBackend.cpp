@@ -26,8 +26,6 @@ namespace {
 // A terminal cell stands for this many dialog pixels, so that items keep their columns.
 constexpr int kPixelsPerColumn = 7;
 
-std::string Utf8(const GS::UniString& text) { return text.ToCStr(CC_UTF8).Get(); }
-
 // Code points, as a stand-in for the cells the text takes on the terminal.
 size_t Columns(const std::string& text) {
     return static_cast<size_t>(

@@ -1,9 +1,9 @@
 // ProjectLoadTest.cpp: reading a project folder: project.json, the library, what is refused and
 // what is only warned about.
 #include "ProjectTestSupport.h"
+#include "charcode/CharCode.h"
 #include "emulator/LibraryPartXml.h"
 #include "emulator/Project.h"
-#include "emulator/Text.h"
 #include "hostkit/HostABI.h"
 
 #include <cctype>
@@ -106,7 +106,7 @@ TEST(ProjectLoad, PartKnowsItsDocumentNameFileAndLocation) {
     const LibraryPart* chair = project.PartAt(project.IndexOf("Objects/Židle.v2.xml"));
     ASSERT_NE(chair, nullptr);
     EXPECT_EQ(chair->documentName, u"Židle.v2");
-    const std::u16string path = Utf16FromUtf8(chair->file.string());
+    const std::u16string path = charcode::Utf8ToUtf16(chair->file.string());
     EXPECT_EQ(chair->location->ToPath(),
               GS::UniString(path.c_str(), static_cast<GS::USize>(path.size())));
     EXPECT_EQ(project.Folder(), folder.Path());

@@ -1,12 +1,12 @@
 // CharCode.cpp: conversions between UTF-16 and Windows-1250 (by table) and UTF-8 (via utfcpp).
-#include "CharCode.h"
+#include "charcode/CharCode.h"
 
 #include <array>
 #include <cstdint>
 #include <iterator>
 #include <utf8.h>
 
-namespace hostkit {
+namespace charcode {
 
 namespace {
 
@@ -103,12 +103,4 @@ std::string Utf16ToUtf8(std::u16string_view units) {
     return result;
 }
 
-std::u16string ToUtf16(std::string_view bytes, GSCharCode charCode) {
-    return charCode == CC_UTF8 ? Utf8ToUtf16(bytes) : Cp1250ToUtf16(bytes);
-}
-
-std::string FromUtf16(std::u16string_view units, GSCharCode charCode) {
-    return charCode == CC_UTF8 ? Utf16ToUtf8(units) : Utf16ToCp1250(units);
-}
-
-}  // namespace hostkit
+}  // namespace charcode

@@ -1,13 +1,12 @@
-// CharCode.h: the host kit's conversions between UTF-16 and the 8-bit character codes
-// (Windows-1250 and UTF-8), shared by UniString and the resource strings.
+// CharCode.h: conversions between UTF-16 and the 8-bit character codes the host's libraries
+// know (Windows-1250 and UTF-8), made alike wherever text crosses between them: the host kit's
+// strings and resources, the window system's message box and the emulator's files.
 #pragma once
-
-#include "hostkit/GSTypes.h"
 
 #include <string>
 #include <string_view>
 
-namespace hostkit {
+namespace charcode {
 
 // Windows-1250 bytes to UTF-16. Every byte has a value: the five that Windows-1250 leaves
 // undefined become the C1 control of the same number, as Windows converts them.
@@ -21,8 +20,4 @@ std::u16string Utf8ToUtf16(std::string_view bytes);
 // UTF-16 to UTF-8; a lone surrogate becomes '?'.
 std::string Utf16ToUtf8(std::u16string_view units);
 
-// By character code; CC_Default and every code not handled here are Windows-1250.
-std::u16string ToUtf16(std::string_view bytes, GSCharCode charCode);
-std::string FromUtf16(std::u16string_view units, GSCharCode charCode);
-
-}  // namespace hostkit
+}  // namespace charcode
