@@ -15,7 +15,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <fstream>
 #include <optional>
 #include <sstream>
@@ -160,41 +159,6 @@ void FillInServiceAddress(const fs::path& folder, const std::string& baseUrl) {
     }
 }
 
-// The DOS date and time of now, as a member's stamp keeps them (time low, date high).
-uint64_t DosStampNow() {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    const uint32_t date = static_cast<uint32_t>(((std::max(local.tm_year, 80) - 80) << 9) |
-                                                ((local.tm_mon + 1) << 5) | local.tm_mday);
-    const uint32_t time =
-        static_cast<uint32_t>((local.tm_hour << 11) | (local.tm_min << 5) | (local.tm_sec / 2));
-    return (uint64_t{date} << 16) | time;
-}
-
-// The bytes as raw deflate data made of stored blocks, the last one marked final: no
-// compression, so nothing but the framing can go wrong.
-ByteBuffer StoredDeflate(const std::string& bytes) {
-    constexpr std::size_t kBlockLimit = 0xFFFF;
-    ByteBuffer data;
-    std::size_t at = 0;
-    do {
-        const std::size_t length = std::min(kBlockLimit, bytes.size() - at);
-        const bool last = at + length == bytes.size();
-        const auto length16 = static_cast<uint16_t>(length);
-        const auto inverse = static_cast<uint16_t>(~length16);
-        data.push_back(last ? 1 : 0);
-        data.push_back(static_cast<uint8_t>(length16 & 0xFF));
-        data.push_back(static_cast<uint8_t>(length16 >> 8));
-        data.push_back(static_cast<uint8_t>(inverse & 0xFF));
-        data.push_back(static_cast<uint8_t>(inverse >> 8));
-        data.insert(data.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at),
-                    bytes.begin() + static_cast<std::ptrdiff_t>(at + length));
-        at += length;
-    } while (at < bytes.size());
-    return data;
-}
-
 void OpenAndReport(const OpenRequest& request, int& status) {
     const int result = OpenProject(request);
     status = std::max(status, result);
@@ -313,16 +277,9 @@ void BuildZipOfFolder(const fs::path& folder, const fs::path& archive) {
     }
     std::sort(names.begin(), names.end());
     ZipFile zip(CUtils::StringUTF8ToWstring(archive.string()), nullptr, true, false, false);
-    const uint64_t stamp = DosStampNow();
     for (const fs::path& name : names) {
-        const std::string content = ReadWhole(folder / name);
-        ZipPendingMember member;
-        member.name = CUtils::StringUTF8ToWstring(name.string());
-        member.data = StoredDeflate(content);
-        member.crc = CUtils::Crc32OfString(content);
-        member.uncompressedSize = content.size();
-        member.stamp = stamp;
-        zip.addPendingMember(std::move(member));
+        FileInputStream content(CUtils::StringUTF8ToWstring((folder / name).string()));
+        zip.addFile(CUtils::StringUTF8ToWstring(name.string()), content, kZipNotEncrypted);
     }
     if (zip.close() != 0) {
         throw std::runtime_error("cannot write the archive " + archive.string());

@@ -10,23 +10,9 @@
 #include "zip/ZipFile.h"
 #include "zip/ZipMemberStreams.h"
 
-#include <ctime>
-
 using namespace ziprecords;
 
 namespace {
-
-// The present local time as a DOS stamp.
-uint64_t PresentDosStamp() {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    const uint32_t date = static_cast<uint32_t>(((local.tm_year - 80) << 9) |
-                                                ((local.tm_mon + 1) << 5) | local.tm_mday);
-    const uint32_t time =
-        static_cast<uint32_t>((local.tm_hour << 11) | (local.tm_min << 5) | (local.tm_sec / 2));
-    return DosStamp(static_cast<uint16_t>(time), static_cast<uint16_t>(date));
-}
 
 bool ReadExactly(InputStream& stream, uint8_t* buffer, int64_t length) {
     return ReadFully(stream, buffer, length) == length;

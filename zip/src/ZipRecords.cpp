@@ -1,5 +1,8 @@
-// ZipRecords.cpp: walking the extra blocks of a record, and reading a run of bytes.
+// ZipRecords.cpp: walking the extra blocks of a record, reading a run of bytes, and the present
+// time as a member's stamp.
 #include "ZipRecords.h"
+
+#include <ctime>
 
 namespace ziprecords {
 
@@ -30,6 +33,17 @@ int64_t ReadFully(InputStream& stream, uint8_t* buffer, int64_t length) {
         total += got;
     }
     return total;
+}
+
+uint64_t PresentDosStamp() {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    const uint32_t date = static_cast<uint32_t>(((local.tm_year - 80) << 9) |
+                                                ((local.tm_mon + 1) << 5) | local.tm_mday);
+    const uint32_t time =
+        static_cast<uint32_t>((local.tm_hour << 11) | (local.tm_min << 5) | (local.tm_sec / 2));
+    return DosStamp(static_cast<uint16_t>(time), static_cast<uint16_t>(date));
 }
 
 }  // namespace ziprecords

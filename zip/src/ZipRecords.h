@@ -205,6 +205,8 @@ constexpr uint16_t DosTimeOf(uint64_t stamp) { return static_cast<uint16_t>(stam
 constexpr uint16_t DosDateOf(uint64_t stamp) {
     return static_cast<uint16_t>((stamp >> 16) & 0xFFFF);
 }
+// The present local time as a DOS stamp.
+uint64_t PresentDosStamp();
 
 // ---- Extra blocks ----
 

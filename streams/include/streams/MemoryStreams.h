@@ -4,6 +4,7 @@
 #include "streams/OutputStream.h"
 
 #include <cstdint>
+#include <utility>
 
 // Reads a buffer it owns; seekable, resettable.
 class MemoryInputStream : public SeekableInputStream {
@@ -30,6 +31,8 @@ public:
     using OutputStream::write;
 
     const ByteBuffer& getBytes() const { return bytes; }
+    // Hands over what was written, leaving the stream empty.
+    ByteBuffer takeBytes() { return std::exchange(bytes, {}); }
 
 private:
     ByteBuffer bytes;

@@ -125,6 +125,12 @@ public:
 
     // A member to be written by the next save.
     void addPendingMember(ZipPendingMember member);
+    // The rest of `content` as a new member at `memberPath` (relative, "/" between folders),
+    // deflated and, for kZipAes256, encrypted with AES-256 (AE-2) under the provider's password,
+    // the built-in one without a provider; stamped with the present local time. The next save
+    // writes it. Throws OVException for another kind or a path that would leave the folder the
+    // archive is unpacked into.
+    void addFile(const WString& memberPath, InputStream& content, int32_t kind);
 
     const std::vector<ZipMemberInfo>& getMembers() const { return members; }
     const std::vector<ZipPendingMember>& getPendingMembers() const { return pendingMembers; }
