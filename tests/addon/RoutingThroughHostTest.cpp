@@ -1,5 +1,6 @@
 // RoutingThroughHostTest.cpp: the shell's routing seen from the host's side: the emulator loads
 // the shell with a recording monitor behind it and fires real events at it.
+#include "GdlPartXml.h"
 #include "TestFiles.h"
 
 #include <gtest/gtest.h>

@@ -12,15 +12,15 @@
 
 namespace {
 
+using testfiles::TempFolder;
+using testfiles::WriteFileBytes;
 using testsupport::FileConfig;
-using testsupport::TempFolder;
-using testsupport::WriteFile;
 
 // A configuration read from a file with `content`.
 class IniFile {
 public:
     explicit IniFile(const std::string& content) {
-        WriteFile(folder.At("settings.ini"), content);
+        WriteFileBytes(folder.At("settings.ini"), content);
         config = std::make_unique<FileConfig>(folder.WideAt("settings.ini"));
     }
     const FileConfig& Config() const { return *config; }
@@ -44,11 +44,11 @@ TEST(ConfigInit, DummyIsUninitializedUntilInit) {
 TEST(ConfigInit, InitReloadsTheFileAndForgetsOldKeys) {
     TempFolder folder;
     const std::string path = folder.At("settings.ini");
-    WriteFile(path, "[OrvTools]\nfirst=1\n");
+    WriteFileBytes(path, "[OrvTools]\nfirst=1\n");
     FileConfig config(folder.WideAt("settings.ini"));
     EXPECT_EQ(config.GetConfigString(u"first"), u"1");
 
-    WriteFile(path, "[OrvTools]\nsecond=2\n");
+    WriteFileBytes(path, "[OrvTools]\nsecond=2\n");
     config.Init();
     EXPECT_EQ(config.GetConfigString(u"first"), u"");
     EXPECT_EQ(config.GetConfigString(u"second"), u"2");
@@ -292,7 +292,7 @@ void CheckRegisteredFactoryIsUsed() {
     {
         const TempFolder folder;
         factoryFile = folder.WideAt("factory.ini");
-        WriteFile(folder.At("factory.ini"), "[OrvTools]\nfileLog=2\n");
+        WriteFileBytes(folder.At("factory.ini"), "[OrvTools]\nfileLog=2\n");
         ConfigImpl::RegisterFactory(&FileFactory);
         const std::unique_ptr<ConfigImpl> config = ConfigImpl::Config();
         called = factoryCalls == 1 && dynamic_cast<FileConfig*>(config.get()) != nullptr;
@@ -313,9 +313,9 @@ void CheckFileIsReadAgainAtEveryCall() {
         const TempFolder folder;
         factoryFile = folder.WideAt("factory.ini");
         ConfigImpl::RegisterFactory(&FileFactory);
-        WriteFile(folder.At("factory.ini"), "[OrvTools]\nfileLog=2\n");
+        WriteFileBytes(folder.At("factory.ini"), "[OrvTools]\nfileLog=2\n");
         const std::unique_ptr<ConfigImpl> before = ConfigImpl::Config();
-        WriteFile(folder.At("factory.ini"), "[OrvTools]\nfileLog=0\n");
+        WriteFileBytes(folder.At("factory.ini"), "[OrvTools]\nfileLog=0\n");
         const std::unique_ptr<ConfigImpl> after = ConfigImpl::Config();
         readAgain = factoryCalls == 2 && before->GetConfigInt("fileLog", 1) == 2 &&
                     after->GetConfigInt("fileLog", 1) == 0;

@@ -18,13 +18,13 @@ namespace {
 
 namespace fs = std::filesystem;
 using fileutilstest::MakeFolder;
-using fileutilstest::Wide;
-using testsupport::Exists;
-using testsupport::ListNames;
-using testsupport::ReadFile;
+using testfiles::Exists;
+using testfiles::ListNames;
+using testfiles::ReadFileBytes;
+using testfiles::TempFolder;
+using testfiles::Wide;
+using testfiles::WriteFileBytes;
 using testsupport::ScopedCurrentFolder;
-using testsupport::TempFolder;
-using testsupport::WriteFile;
 
 }  // namespace
 
@@ -32,7 +32,7 @@ using testsupport::WriteFile;
 
 TEST(DeleteFileOV, DeletesFileButNotFolderOrMissing) {
     TempFolder folder;
-    WriteFile(folder.At("file"), "x");
+    WriteFileBytes(folder.At("file"), "x");
     MakeFolder(folder.At("dir"));
     EXPECT_TRUE(CUtils::DeleteFileOV(folder.WideAt("file")));
     EXPECT_FALSE(Exists(folder.At("file")));
@@ -44,32 +44,32 @@ TEST(DeleteFileOV, DeletesFileButNotFolderOrMissing) {
 
 TEST(DeleteFileOV, LinkIsDeletedNotItsTarget) {
     TempFolder folder;
-    WriteFile(folder.At("target"), "x");
+    WriteFileBytes(folder.At("target"), "x");
     ASSERT_EQ(::symlink(folder.At("target").c_str(), folder.At("link").c_str()), 0);
     EXPECT_TRUE(CUtils::DeleteFileOV(folder.WideAt("link")));
     EXPECT_FALSE(Exists(folder.At("link")));
-    EXPECT_EQ(ReadFile(folder.At("target")), "x");
+    EXPECT_EQ(ReadFileBytes(folder.At("target")), "x");
 }
 
 TEST(DeleteFileOV, PathWithLoneSurrogateDeletesNothing) {
     TempFolder folder;
     ScopedCurrentFolder inside(folder.Path());
-    WriteFile(folder.At("victim"), "x");
+    WriteFileBytes(folder.At("victim"), "x");
     EXPECT_FALSE(CUtils::DeleteFileOV(folder.WideAt("victim") + u'\xD800'));
     EXPECT_FALSE(CUtils::DeleteFileOV(folder.WideAt("victim") + u'\xDC00' + u"tail"));
-    EXPECT_EQ(ReadFile(folder.At("victim")), "x");
+    EXPECT_EQ(ReadFileBytes(folder.At("victim")), "x");
 }
 
 TEST(DeleteFileOV, PathWithNullCharacterDeletesNothing) {
     TempFolder folder;
-    WriteFile(folder.At("victim"), "x");
+    WriteFileBytes(folder.At("victim"), "x");
     EXPECT_FALSE(CUtils::DeleteFileOV(folder.WideAt("victim") + WString(1, u'\0') + u"tail"));
-    EXPECT_EQ(ReadFile(folder.At("victim")), "x");
+    EXPECT_EQ(ReadFileBytes(folder.At("victim")), "x");
 }
 
 TEST(FileExists, TrueForFileAndFolderFalseOtherwise) {
     TempFolder folder;
-    WriteFile(folder.At("file"), "");
+    WriteFileBytes(folder.At("file"), "");
     EXPECT_TRUE(CUtils::FileExists(folder.WideAt("file")));
     EXPECT_TRUE(CUtils::FileExists(folder.WidePath()));
     EXPECT_FALSE(CUtils::FileExists(folder.WideAt("missing")));
@@ -78,7 +78,7 @@ TEST(FileExists, TrueForFileAndFolderFalseOtherwise) {
 
 TEST(IsDirectory, TrueOnlyForFolder) {
     TempFolder folder;
-    WriteFile(folder.At("file"), "");
+    WriteFileBytes(folder.At("file"), "");
     EXPECT_TRUE(CUtils::IsDirectory(folder.WidePath()));
     EXPECT_FALSE(CUtils::IsDirectory(folder.WideAt("file")));
     EXPECT_FALSE(CUtils::IsDirectory(folder.WideAt("missing")));
@@ -131,7 +131,7 @@ TEST(TouchFile, CreatesMissingFileEmpty) {
 
 TEST(TouchFile, ExistingFileIsOpenedForOutputAndEmptied) {
     TempFolder folder;
-    WriteFile(folder.At("old.txt"), "content");
+    WriteFileBytes(folder.At("old.txt"), "content");
     EXPECT_TRUE(CUtils::TouchFile(folder.WideAt("old.txt")));
     EXPECT_EQ(fs::file_size(folder.At("old.txt")), 0u);
 }
@@ -154,16 +154,16 @@ TEST(WriteStringToFile, WritesBytesUnchanged) {
     TempFolder folder;
     const std::string bytes("line\r\nnext\n\0\xff end", 17);
     EXPECT_TRUE(CUtils::WriteStringToFile(folder.WideAt("out.bin"), bytes, false));
-    EXPECT_EQ(ReadFile(folder.At("out.bin")), bytes);
+    EXPECT_EQ(ReadFileBytes(folder.At("out.bin")), bytes);
 }
 
 TEST(WriteStringToFile, WithoutAppendReplacesWithAppendAdds) {
     TempFolder folder;
-    WriteFile(folder.At("out.bin"), "old content");
+    WriteFileBytes(folder.At("out.bin"), "old content");
     EXPECT_TRUE(CUtils::WriteStringToFile(folder.WideAt("out.bin"), "new", false));
-    EXPECT_EQ(ReadFile(folder.At("out.bin")), "new");
+    EXPECT_EQ(ReadFileBytes(folder.At("out.bin")), "new");
     EXPECT_TRUE(CUtils::WriteStringToFile(folder.WideAt("out.bin"), "+more", true));
-    EXPECT_EQ(ReadFile(folder.At("out.bin")), "new+more");
+    EXPECT_EQ(ReadFileBytes(folder.At("out.bin")), "new+more");
 }
 
 TEST(WriteStringToFile, EmptyBytesMakeEmptyFile) {
@@ -184,7 +184,7 @@ TEST(AppendStringToFile, CreatesThenAppends) {
     TempFolder folder;
     EXPECT_TRUE(CUtils::AppendStringToFile(folder.WideAt("log.txt"), "first\n"));
     EXPECT_TRUE(CUtils::AppendStringToFile(folder.WideAt("log.txt"), "second\n"));
-    EXPECT_EQ(ReadFile(folder.At("log.txt")), "first\nsecond\n");
+    EXPECT_EQ(ReadFileBytes(folder.At("log.txt")), "first\nsecond\n");
 }
 
 TEST(AppendStringToFile, UnopenableFileIsFalse) {
@@ -196,27 +196,28 @@ TEST(AppendStringToFile, UnopenableFileIsFalse) {
 
 TEST(ReadTextFile, ByteOrderMarkComesFirstAsCharacter) {
     TempFolder folder;
-    WriteFile(folder.At("bom.txt"), "\xef\xbb\xbfname = 1");
+    WriteFileBytes(folder.At("bom.txt"), "\xef\xbb\xbfname = 1");
     EXPECT_EQ(CUtils::ReadTextFile(folder.WideAt("bom.txt")), u"\uFEFFname = 1");
 }
 
 TEST(ReadTextFile, MultiByteTextIsDecoded) {
     TempFolder folder;
-    WriteFile(folder.At("text.txt"), "P\xc5\x99\xc3\xadli\xc5\xa1 \xe2\x82\xac \xf0\x9f\x98\x80\n");
+    WriteFileBytes(folder.At("text.txt"),
+                   "P\xc5\x99\xc3\xadli\xc5\xa1 \xe2\x82\xac \xf0\x9f\x98\x80\n");
     EXPECT_EQ(CUtils::ReadTextFile(folder.WideAt("text.txt")), u"Příliš € \U0001F600\n");
 }
 
 TEST(ReadTextFile, StopsAtFirstBytesThatAreNotUtf8) {
     TempFolder folder;
-    WriteFile(folder.At("bad.txt"), "good \xc5\x99 \xff\xfe more");
+    WriteFileBytes(folder.At("bad.txt"), "good \xc5\x99 \xff\xfe more");
     EXPECT_EQ(CUtils::ReadTextFile(folder.WideAt("bad.txt")), u"good ř ");
-    WriteFile(folder.At("cut.txt"), "ends in \xe2\x82");
+    WriteFileBytes(folder.At("cut.txt"), "ends in \xe2\x82");
     EXPECT_EQ(CUtils::ReadTextFile(folder.WideAt("cut.txt")), u"ends in ");
 }
 
 TEST(ReadTextFile, MissingOrEmptyFileGivesEmptyText) {
     TempFolder folder;
-    WriteFile(folder.At("empty.txt"), "");
+    WriteFileBytes(folder.At("empty.txt"), "");
     EXPECT_EQ(CUtils::ReadTextFile(folder.WideAt("missing.txt")), u"");
     EXPECT_EQ(CUtils::ReadTextFile(folder.WideAt("empty.txt")), u"");
     EXPECT_EQ(CUtils::ReadTextFile(u""), u"");

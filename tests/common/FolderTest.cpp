@@ -20,15 +20,15 @@ namespace {
 namespace fs = std::filesystem;
 using fileutilstest::Contains;
 using fileutilstest::MakeFolder;
-using fileutilstest::Narrow;
+using testfiles::Exists;
+using testfiles::ListNames;
+using testfiles::Narrow;
+using testfiles::ReadFileBytes;
+using testfiles::TempFolder;
+using testfiles::WriteFileBytes;
 using testsupport::CountOf;
-using testsupport::Exists;
 using testsupport::IsolatedLog;
-using testsupport::ListNames;
-using testsupport::ReadFile;
 using testsupport::ScopedCurrentFolder;
-using testsupport::TempFolder;
-using testsupport::WriteFile;
 
 std::vector<WString> Sorted(std::vector<WString> items) {
     std::sort(items.begin(), items.end());
@@ -47,7 +47,7 @@ struct GuardWatch {
 GuardWatch guardWatch;
 
 void ReportAlertAndLog(void*, const WString& caption, const WString& text, uint32_t type) {
-    const std::string now = ReadFile(guardWatch.logPath);
+    const std::string now = ReadFileBytes(guardWatch.logPath);
     const std::string added =
         now.size() >= guardWatch.logBefore.size() ? now.substr(guardWatch.logBefore.size()) : now;
     std::fprintf(stderr, "entry logged before alert: %s\n",
@@ -58,7 +58,7 @@ void ReportAlertAndLog(void*, const WString& caption, const WString& text, uint3
 
 void WatchGuard(const std::string& expectedEntry) {
     guardWatch.logPath = Narrow(Logger::Instance()->GetLogFilePath());
-    guardWatch.logBefore = ReadFile(guardWatch.logPath);
+    guardWatch.logBefore = ReadFileBytes(guardWatch.logPath);
     guardWatch.expectedEntry = expectedEntry;
     GetPlatformHooks().messageBox = &ReportAlertAndLog;
 }
@@ -100,9 +100,9 @@ TEST(CreateDirectories, MakesEveryMissingFolderOfTheChain) {
 TEST(CreateDirectories, ExistingFolderIsTrueAndKeepsItsContent) {
     TempFolder folder;
     MakeFolder(folder.At("a"));
-    WriteFile(folder.At("a/keep.txt"), "keep");
+    WriteFileBytes(folder.At("a/keep.txt"), "keep");
     EXPECT_TRUE(CUtils::CreateDirectories(folder.WideAt("a"), false));
-    EXPECT_EQ(ReadFile(folder.At("a/keep.txt")), "keep");
+    EXPECT_EQ(ReadFileBytes(folder.At("a/keep.txt")), "keep");
 }
 
 TEST(CreateDirectories, StripFileNameMakesOnlyTheFolderPart) {
@@ -127,10 +127,10 @@ TEST(CreateDirectories, TrailingSeparatorMakesTheFolder) {
 
 TEST(CreateDirectories, BelowAFileReturnsTrueAndMakesNothing) {
     TempFolder folder;
-    WriteFile(folder.At("file"), "content");
+    WriteFileBytes(folder.At("file"), "content");
     EXPECT_TRUE(CUtils::CreateDirectories(folder.WideAt("file/sub/deeper"), false));
     EXPECT_TRUE(fs::is_regular_file(folder.At("file")));
-    EXPECT_EQ(ReadFile(folder.At("file")), "content");
+    EXPECT_EQ(ReadFileBytes(folder.At("file")), "content");
     EXPECT_EQ(ListNames(folder.Path()), std::vector<std::string>{"file"});
 }
 
@@ -186,8 +186,8 @@ TEST(RemoveDirectoryOV, PathOfExactlyFourCharactersIsRemoved) {
     TempFolder folder;
     ScopedCurrentFolder inside(folder.Path());
     MakeFolder("abcd/sub");
-    WriteFile("abcd/file.txt", "x");
-    WriteFile("abcd/sub/inner.txt", "y");
+    WriteFileBytes("abcd/file.txt", "x");
+    WriteFileBytes("abcd/sub/inner.txt", "y");
     EXPECT_TRUE(CUtils::RemoveDirectoryOV(u"abcd", true, true, false));
     EXPECT_FALSE(Exists(folder.At("abcd")));
 }
@@ -196,9 +196,9 @@ TEST(RemoveDirectoryOV, RemovesWholeTree) {
     TempFolder folder;
     MakeFolder(folder.At("tree/a/b"));
     MakeFolder(folder.At("tree/c"));
-    WriteFile(folder.At("tree/one.txt"), "1");
-    WriteFile(folder.At("tree/a/two.txt"), "2");
-    WriteFile(folder.At("tree/a/b/three.txt"), "3");
+    WriteFileBytes(folder.At("tree/one.txt"), "1");
+    WriteFileBytes(folder.At("tree/a/two.txt"), "2");
+    WriteFileBytes(folder.At("tree/a/b/three.txt"), "3");
     EXPECT_TRUE(CUtils::RemoveDirectoryOV(folder.WideAt("tree"), true, true, false));
     EXPECT_FALSE(Exists(folder.At("tree")));
 }
@@ -206,8 +206,8 @@ TEST(RemoveDirectoryOV, RemovesWholeTree) {
 TEST(RemoveDirectoryOV, KeepDirectoryEmptiesButKeepsTheFolder) {
     TempFolder folder;
     MakeFolder(folder.At("tree/a"));
-    WriteFile(folder.At("tree/one.txt"), "1");
-    WriteFile(folder.At("tree/a/two.txt"), "2");
+    WriteFileBytes(folder.At("tree/one.txt"), "1");
+    WriteFileBytes(folder.At("tree/a/two.txt"), "2");
     EXPECT_TRUE(CUtils::RemoveDirectoryOV(folder.WideAt("tree"), true, true, true));
     EXPECT_TRUE(fs::is_directory(folder.At("tree")));
     EXPECT_TRUE(ListNames(folder.At("tree")).empty());
@@ -216,33 +216,33 @@ TEST(RemoveDirectoryOV, KeepDirectoryEmptiesButKeepsTheFolder) {
 TEST(RemoveDirectoryOV, WithoutRecursiveDeletesOnlyFilesAndStillReturnsTrue) {
     TempFolder folder;
     MakeFolder(folder.At("tree/a"));
-    WriteFile(folder.At("tree/one.txt"), "1");
-    WriteFile(folder.At("tree/a/two.txt"), "2");
+    WriteFileBytes(folder.At("tree/one.txt"), "1");
+    WriteFileBytes(folder.At("tree/a/two.txt"), "2");
     EXPECT_TRUE(CUtils::RemoveDirectoryOV(folder.WideAt("tree"), true, false, false));
     EXPECT_EQ(ListNames(folder.At("tree")), std::vector<std::string>{"a"});
-    EXPECT_EQ(ReadFile(folder.At("tree/a/two.txt")), "2");
+    EXPECT_EQ(ReadFileBytes(folder.At("tree/a/two.txt")), "2");
 }
 
 TEST(RemoveDirectoryOV, WithoutRemoveContentsRemovesOnlyAnEmptyFolder) {
     TempFolder folder;
     MakeFolder(folder.At("empty"));
     MakeFolder(folder.At("full"));
-    WriteFile(folder.At("full/one.txt"), "1");
+    WriteFileBytes(folder.At("full/one.txt"), "1");
     EXPECT_TRUE(CUtils::RemoveDirectoryOV(folder.WideAt("empty"), false, true, false));
     EXPECT_TRUE(CUtils::RemoveDirectoryOV(folder.WideAt("full"), false, true, false));
     EXPECT_FALSE(Exists(folder.At("empty")));
-    EXPECT_EQ(ReadFile(folder.At("full/one.txt")), "1");
+    EXPECT_EQ(ReadFileBytes(folder.At("full/one.txt")), "1");
 }
 
 TEST(RemoveDirectoryOV, DotEntryKeepsTheFolderAndStillReturnsTrue) {
     TempFolder folder;
     MakeFolder(folder.At("tree/.git"));
-    WriteFile(folder.At("tree/.hidden"), "h");
-    WriteFile(folder.At("tree/visible.txt"), "v");
-    WriteFile(folder.At("tree/.git/config"), "c");
+    WriteFileBytes(folder.At("tree/.hidden"), "h");
+    WriteFileBytes(folder.At("tree/visible.txt"), "v");
+    WriteFileBytes(folder.At("tree/.git/config"), "c");
     EXPECT_TRUE(CUtils::RemoveDirectoryOV(folder.WideAt("tree"), true, true, false));
     EXPECT_EQ(ListNames(folder.At("tree")), (std::vector<std::string>{".git", ".hidden"}));
-    EXPECT_EQ(ReadFile(folder.At("tree/.git/config")), "c");
+    EXPECT_EQ(ReadFileBytes(folder.At("tree/.git/config")), "c");
 }
 
 TEST(RemoveDirectoryOV, MissingFolderStillReturnsTrue) {
@@ -253,8 +253,8 @@ TEST(RemoveDirectoryOV, MissingFolderStillReturnsTrue) {
 TEST(RemoveDirectoryOV, LinkToOutsideFolderIsRemovedButNotFollowed) {
     TempFolder folder;
     MakeFolder(folder.At("outside/deep"));
-    WriteFile(folder.At("outside/keep.txt"), "keep");
-    WriteFile(folder.At("outside/deep/also.txt"), "also");
+    WriteFileBytes(folder.At("outside/keep.txt"), "keep");
+    WriteFileBytes(folder.At("outside/deep/also.txt"), "also");
     MakeFolder(folder.At("tree/sub"));
     ASSERT_EQ(::symlink(folder.At("outside").c_str(), folder.At("tree/link").c_str()), 0);
     ASSERT_EQ(::symlink(folder.At("outside").c_str(), folder.At("tree/sub/link").c_str()), 0);
@@ -262,20 +262,20 @@ TEST(RemoveDirectoryOV, LinkToOutsideFolderIsRemovedButNotFollowed) {
               0);
     EXPECT_TRUE(CUtils::RemoveDirectoryOV(folder.WideAt("tree"), true, true, false));
     EXPECT_FALSE(Exists(folder.At("tree")));
-    EXPECT_EQ(ReadFile(folder.At("outside/keep.txt")), "keep");
-    EXPECT_EQ(ReadFile(folder.At("outside/deep/also.txt")), "also");
+    EXPECT_EQ(ReadFileBytes(folder.At("outside/keep.txt")), "keep");
+    EXPECT_EQ(ReadFileBytes(folder.At("outside/deep/also.txt")), "also");
 }
 
 TEST(RemoveDirectoryOV, NameThatIsNotUtf8IsLeftAloneAndNotTakenForAnother) {
     TempFolder folder;
     MakeFolder(folder.At("tree"));
-    WriteFile(folder.At("tree/name"), "plain");
-    WriteFile(folder.At("tree/name\xff.txt"), "odd");
+    WriteFileBytes(folder.At("tree/name"), "plain");
+    WriteFileBytes(folder.At("tree/name\xff.txt"), "odd");
     EXPECT_EQ(CUtils::GetFilesInDirectory(folder.WideAt("tree")),
               std::vector<WString>{folder.WideAt("tree") + u"/name"});
     EXPECT_TRUE(CUtils::RemoveDirectoryOV(folder.WideAt("tree"), true, true, false));
     EXPECT_EQ(ListNames(folder.At("tree")), std::vector<std::string>{"name\xff.txt"});
-    EXPECT_EQ(ReadFile(folder.At("tree/name\xff.txt")), "odd");
+    EXPECT_EQ(ReadFileBytes(folder.At("tree/name\xff.txt")), "odd");
 }
 
 TEST(RemoveDirectoryOV, PathWithLoneSurrogateRemovesNothing) {
@@ -283,11 +283,11 @@ TEST(RemoveDirectoryOV, PathWithLoneSurrogateRemovesNothing) {
     // The failed conversion of the path writes its note into the current folder.
     ScopedCurrentFolder inside(folder.Path());
     MakeFolder(folder.At("tree/empty"));
-    WriteFile(folder.At("tree/file.txt"), "x");
+    WriteFileBytes(folder.At("tree/file.txt"), "x");
     EXPECT_TRUE(CUtils::RemoveDirectoryOV(folder.WideAt("tree") + u'\xD800', true, true, false));
     EXPECT_TRUE(
         CUtils::RemoveDirectoryOV(folder.WideAt("tree/empty") + u'\xD800', true, true, false));
-    EXPECT_EQ(ReadFile(folder.At("tree/file.txt")), "x");
+    EXPECT_EQ(ReadFileBytes(folder.At("tree/file.txt")), "x");
     EXPECT_TRUE(fs::is_directory(folder.At("tree/empty")));
 }
 
@@ -297,7 +297,7 @@ TEST(GetFilesInDirectory, SortedFilesOnlyAsArgumentSeparatorName) {
     TempFolder folder;
     MakeFolder(folder.At("dir/sub"));
     for (const char* name : {"zeta.txt", "Alpha.txt", "beta", "10.gsm", "2.gsm"})
-        WriteFile(folder.At(std::string("dir/") + name), "x");
+        WriteFileBytes(folder.At(std::string("dir/") + name), "x");
     const WString dir = folder.WideAt("dir");
     EXPECT_EQ(CUtils::GetFilesInDirectory(dir),
               (std::vector<WString>{dir + u"/10.gsm", dir + u"/2.gsm", dir + u"/Alpha.txt",
@@ -306,9 +306,9 @@ TEST(GetFilesInDirectory, SortedFilesOnlyAsArgumentSeparatorName) {
 
 TEST(GetFilesInDirectory, LeavesOutNamesBeginningWithDot) {
     TempFolder folder;
-    WriteFile(folder.At(".hidden"), "x");
-    WriteFile(folder.At("..twice"), "x");
-    WriteFile(folder.At("shown"), "x");
+    WriteFileBytes(folder.At(".hidden"), "x");
+    WriteFileBytes(folder.At("..twice"), "x");
+    WriteFileBytes(folder.At("shown"), "x");
     EXPECT_EQ(CUtils::GetFilesInDirectory(folder.WidePath()),
               std::vector<WString>{folder.WideAt("shown")});
 }
@@ -317,7 +317,7 @@ TEST(GetFilesInDirectory, KeepsArgumentAsGiven) {
     TempFolder folder;
     ScopedCurrentFolder inside(folder.Path());
     MakeFolder("ab");
-    WriteFile("ab/f", "x");
+    WriteFileBytes("ab/f", "x");
     // No length guard here, and a relative argument stays relative.
     EXPECT_EQ(CUtils::GetFilesInDirectory(u"ab"), std::vector<WString>{u"ab/f"});
     EXPECT_EQ(CUtils::GetFilesInDirectory(u"ab/"), std::vector<WString>{u"ab//f"});
@@ -326,7 +326,7 @@ TEST(GetFilesInDirectory, KeepsArgumentAsGiven) {
 
 TEST(GetFilesInDirectory, MissingFolderFileOrEmptyPathGiveNothing) {
     TempFolder folder;
-    WriteFile(folder.At("file"), "x");
+    WriteFileBytes(folder.At("file"), "x");
     EXPECT_TRUE(CUtils::GetFilesInDirectory(folder.WideAt("missing")).empty());
     EXPECT_TRUE(CUtils::GetFilesInDirectory(folder.WideAt("file")).empty());
     EXPECT_TRUE(CUtils::GetFilesInDirectory(u"").empty());
@@ -347,7 +347,7 @@ TEST(GetSubdirectoriesInDirectory, FoldersOnlyAsArgumentSeparatorName) {
     MakeFolder(folder.At("dir/b"));
     MakeFolder(folder.At("dir/a/nested"));
     MakeFolder(folder.At("dir/.hidden"));
-    WriteFile(folder.At("dir/file.txt"), "x");
+    WriteFileBytes(folder.At("dir/file.txt"), "x");
     const WString dir = folder.WideAt("dir");
     EXPECT_EQ(Sorted(CUtils::GetSubdirectoriesInDirectory(dir)),
               (std::vector<WString>{dir + u"/a", dir + u"/b"}));

@@ -2,6 +2,7 @@
 #include "common/HostErrors.h"
 
 #include "HostErrorRows.h"
+#include "TestFiles.h"
 #include "common/OVException.h"
 
 #include <gtest/gtest.h>
@@ -9,9 +10,7 @@
 
 namespace {
 
-WString Wide(const char* ascii) {
-    return WString(ascii, ascii + std::char_traits<char>::length(ascii));
-}
+using testfiles::Wide;
 
 bool InNarrow(const HostErrorRow& row) { return std::string(row.table) != "wide"; }
 bool InWide(const HostErrorRow& row) { return std::string(row.table) != "narrow"; }

@@ -15,15 +15,16 @@
 
 namespace {
 
-using testsupport::Exists;
+using testfiles::Exists;
+using testfiles::ListNames;
+using testfiles::ReadFileBytes;
+using testfiles::TempFolder;
+using testfiles::Wide;
+using testfiles::WriteFileBytes;
 using testsupport::FileConfig;
 using testsupport::FixedClock;
-using testsupport::ListNames;
-using testsupport::ReadFile;
 using testsupport::RecordedPlatform;
 using testsupport::ScopedCurrentFolder;
-using testsupport::TempFolder;
-using testsupport::WriteFile;
 
 // The console text in front of a non-error message at 13:05:09.
 const WString kPrefix = u"01:05:09 [Orvanta Tools] ";
@@ -50,7 +51,7 @@ class LogSetup {
 public:
     // Levels from a configuration file with `keys` in the section [OrvTools].
     explicit LogSetup(const std::string& keys) : module(folder.WideAt("tool.apx")) {
-        WriteFile(folder.At("config.ini"), "[OrvTools]\n" + keys);
+        WriteFileBytes(folder.At("config.ini"), "[OrvTools]\n" + keys);
         const FileConfig config(folder.WideAt("config.ini"));
         logger = std::make_unique<Logger>(config);
     }
@@ -79,7 +80,7 @@ public:
     std::string LogText() const {
         const std::vector<std::string> names = LogFiles();
         EXPECT_LE(names.size(), 1u);
-        return names.empty() ? std::string() : ReadFile(folder.At(names.front()));
+        return names.empty() ? std::string() : ReadFileBytes(folder.At(names.front()));
     }
 
     TempFolder folder;
@@ -111,8 +112,6 @@ std::string Letters(size_t count, size_t shift = 0) {
         text[i] = static_cast<char>('a' + (shift + i) % 26);
     return text;
 }
-
-WString Wide(const std::string& ascii) { return WString(ascii.begin(), ascii.end()); }
 
 // The console text of a non-error entry with `message`: the line, less its final character.
 WString ConsoleText(const std::string& message) {
@@ -326,9 +325,9 @@ TEST(LoggerFileName, EachModulePathKeepsItsOwnFile) {
     }
     EXPECT_EQ(setup.LogFiles(),
               (std::vector<std::string>{"other.apx_02_03_03_00.log", "tool.apx_02_03_02_30.log"}));
-    EXPECT_EQ(ReadFile(setup.folder.At("other.apx_02_03_03_00.log")),
+    EXPECT_EQ(ReadFileBytes(setup.folder.At("other.apx_02_03_03_00.log")),
               "03:00:00 [ CUtils::X ] a 7 b (src/utils:42)\n");
-    EXPECT_EQ(ReadFile(setup.folder.At("tool.apx_02_03_02_30.log")),
+    EXPECT_EQ(ReadFileBytes(setup.folder.At("tool.apx_02_03_02_30.log")),
               "02:30:00 [ CUtils::X ] a 7 b (src/utils:42)\n"
               "04:00:00 [ CUtils::X ] a 7 b (src/utils:42)\n");
 }
@@ -616,7 +615,7 @@ TEST(LoggerRendering, BadUtf8ArgumentAlsoLogsTheConversionFailureFirst) {
     const MessageArg arg(&bad);
     ASSERT_TRUE(LogMessage(true, "src/t", 5, "T::f", FormattedMessage("bad {0}", arg)));
 
-    const std::string text = ReadFile(folder.At("tool.apx_02_03_01_05.log"));
+    const std::string text = ReadFileBytes(folder.At("tool.apx_02_03_01_05.log"));
     const std::string inner = "01:05:09 [ CUtils::StringUTF8ToWstring ] StringUTF8ToWstring: "
                               "Invalid UTF-8 (src/utils_platforms:";
     const std::string outer = "01:05:09 [ T::f ] bad x\xFFy (src/t:5)\n";
@@ -646,7 +645,7 @@ TEST(LoggerInstance, LogMessageWritesErrorsWithDefaultKeys) {
     const FixedClock clock(2024, 3, 2, 13, 5, 9);
     const MessageArg seven(int32_t{7});
     ASSERT_TRUE(LogMessage(true, "src/utils", 42, "CUtils::X", FormattedMessage("a {0} b", seven)));
-    EXPECT_EQ(ReadFile(folder.At("tool.apx_02_03_01_05.log")), kFileLine);
+    EXPECT_EQ(ReadFileBytes(folder.At("tool.apx_02_03_01_05.log")), kFileLine);
     const WString& console = Logger::Instance()->GetConsoleBuffer();
     const WString line = kErrorPrefix + u"a 7 ";
     ASSERT_GE(console.size(), line.size());

@@ -10,9 +10,9 @@
 
 namespace {
 
-using testsupport::Exists;
+using testfiles::Exists;
+using testfiles::TempFolder;
 using testsupport::ScopedCurrentFolder;
-using testsupport::TempFolder;
 
 // The same Czech words as UTF-8 and as UTF-16.
 const std::string kCzechNarrow = "Příliš žluťoučký kůň úpěl ďábelské ódy";

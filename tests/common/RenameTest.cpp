@@ -22,38 +22,15 @@ namespace {
 namespace fs = std::filesystem;
 using fileutilstest::Contains;
 using fileutilstest::MakeFolder;
-using fileutilstest::Narrow;
-using fileutilstest::Wide;
+using testfiles::Exists;
+using testfiles::ListNames;
+using testfiles::Narrow;
+using testfiles::ReadFileBytes;
+using testfiles::TempFolder;
+using testfiles::Wide;
+using testfiles::WriteFileBytes;
 using testsupport::CountOf;
-using testsupport::Exists;
 using testsupport::IsolatedLog;
-using testsupport::ListNames;
-using testsupport::ReadFile;
-using testsupport::TempFolder;
-using testsupport::WriteFile;
-
-// A fresh folder in /dev/shm, which is usually another file system than /tmp.
-class ShmFolder {
-public:
-    ShmFolder() {
-        std::string pattern = "/dev/shm/orvtest-XXXXXX";
-        if (::mkdtemp(pattern.data()) != nullptr)
-            path = pattern;
-    }
-    ~ShmFolder() {
-        std::error_code ignored;
-        if (!path.empty())
-            fs::remove_all(path, ignored);
-    }
-    ShmFolder(const ShmFolder&) = delete;
-    ShmFolder& operator=(const ShmFolder&) = delete;
-
-    bool Made() const { return !path.empty(); }
-    std::string At(const std::string& name) const { return path + "/" + name; }
-
-private:
-    std::string path;
-};
 
 bool OnDifferentDevices(const std::string& a, const std::string& b) {
     struct stat first {};
@@ -75,7 +52,7 @@ std::unique_ptr<ConfigImpl> EveryEntryInConsole() {
 // Makes this process's logger keep every entry, error or not, in its console sink (where an
 // error shows as "ERROR " in front of its text), and write nothing to the file.
 Logger* StartLoggerWithEveryEntry(const TempFolder& folder) {
-    WriteFile(folder.At("every-entry.ini"), "[OrvTools]\nfileLog = 0\nconsoleLog = 2\n");
+    WriteFileBytes(folder.At("every-entry.ini"), "[OrvTools]\nfileLog = 0\nconsoleLog = 2\n");
     everyEntryConfigPath = folder.WideAt("every-entry.ini");
     ConfigImpl::RegisterFactory(&EveryEntryInConsole);
     return Logger::Instance();
@@ -89,8 +66,8 @@ void RenameOverExistingFileInFreshProcess(bool overwrite) {
     {
         TempFolder folder;
         Logger* logger = StartLoggerWithEveryEntry(folder);
-        WriteFile(folder.At("from.txt"), "new");
-        WriteFile(folder.At("to.txt"), "old");
+        WriteFileBytes(folder.At("from.txt"), "new");
+        WriteFileBytes(folder.At("to.txt"), "old");
         renamed =
             CUtils::RenameFileOV(folder.WideAt("from.txt"), folder.WideAt("to.txt"), overwrite);
         console = Narrow(logger->GetConsoleBuffer());
@@ -131,10 +108,10 @@ void RenameMissingFileInFreshProcess() {
 TEST(RenameFileOV, RenamesFileToFreeName) {
     IsolatedLog log;
     TempFolder folder;
-    WriteFile(folder.At("from.txt"), "content");
+    WriteFileBytes(folder.At("from.txt"), "content");
     EXPECT_TRUE(CUtils::RenameFileOV(folder.WideAt("from.txt"), folder.WideAt("to.txt"), false));
     EXPECT_FALSE(Exists(folder.At("from.txt")));
-    EXPECT_EQ(ReadFile(folder.At("to.txt")), "content");
+    EXPECT_EQ(ReadFileBytes(folder.At("to.txt")), "content");
     EXPECT_EQ(log.Text(), "");
 }
 
@@ -152,11 +129,11 @@ TEST(RenameFileOV, MissingFromIsFalseAndLoggedAsError) {
 TEST(RenameFileOV, ExistingTargetWithoutOverwriteIsFalseAndWritesNoErrorEntry) {
     IsolatedLog log;
     TempFolder folder;
-    WriteFile(folder.At("from.txt"), "new");
-    WriteFile(folder.At("to.txt"), "old");
+    WriteFileBytes(folder.At("from.txt"), "new");
+    WriteFileBytes(folder.At("to.txt"), "old");
     EXPECT_FALSE(CUtils::RenameFileOV(folder.WideAt("from.txt"), folder.WideAt("to.txt"), false));
-    EXPECT_EQ(ReadFile(folder.At("from.txt")), "new");
-    EXPECT_EQ(ReadFile(folder.At("to.txt")), "old");
+    EXPECT_EQ(ReadFileBytes(folder.At("from.txt")), "new");
+    EXPECT_EQ(ReadFileBytes(folder.At("to.txt")), "old");
     // The default log file takes errors only: a non-error entry leaves no line.
     EXPECT_EQ(log.Text(), "");
 }
@@ -164,11 +141,11 @@ TEST(RenameFileOV, ExistingTargetWithoutOverwriteIsFalseAndWritesNoErrorEntry) {
 TEST(RenameFileOV, ExistingTargetWithOverwriteIsReplaced) {
     IsolatedLog log;
     TempFolder folder;
-    WriteFile(folder.At("from.txt"), "new");
-    WriteFile(folder.At("to.txt"), "old");
+    WriteFileBytes(folder.At("from.txt"), "new");
+    WriteFileBytes(folder.At("to.txt"), "old");
     EXPECT_TRUE(CUtils::RenameFileOV(folder.WideAt("from.txt"), folder.WideAt("to.txt"), true));
     EXPECT_FALSE(Exists(folder.At("from.txt")));
-    EXPECT_EQ(ReadFile(folder.At("to.txt")), "new");
+    EXPECT_EQ(ReadFileBytes(folder.At("to.txt")), "new");
     EXPECT_EQ(log.Text(), "");
 }
 
@@ -187,21 +164,21 @@ TEST(RenameFileOVDeathTest, MissingFromIsLoggedAsErrorEntry) {
 TEST(RenameFileOV, FolderAsFromIsRenamed) {
     TempFolder folder;
     MakeFolder(folder.At("old/sub"));
-    WriteFile(folder.At("old/sub/file.txt"), "x");
+    WriteFileBytes(folder.At("old/sub/file.txt"), "x");
     EXPECT_TRUE(CUtils::RenameFileOV(folder.WideAt("old"), folder.WideAt("new"), false));
     EXPECT_FALSE(Exists(folder.At("old")));
-    EXPECT_EQ(ReadFile(folder.At("new/sub/file.txt")), "x");
+    EXPECT_EQ(ReadFileBytes(folder.At("new/sub/file.txt")), "x");
 }
 
 TEST(RenameFileOV, FolderTargetWithOverwriteFailsAtDeleteAndIsKept) {
     IsolatedLog log;
     TempFolder folder;
-    WriteFile(folder.At("from.txt"), "new");
+    WriteFileBytes(folder.At("from.txt"), "new");
     MakeFolder(folder.At("target"));
-    WriteFile(folder.At("target/inner.txt"), "inner");
+    WriteFileBytes(folder.At("target/inner.txt"), "inner");
     EXPECT_FALSE(CUtils::RenameFileOV(folder.WideAt("from.txt"), folder.WideAt("target"), true));
-    EXPECT_EQ(ReadFile(folder.At("target/inner.txt")), "inner");
-    EXPECT_EQ(ReadFile(folder.At("from.txt")), "new");
+    EXPECT_EQ(ReadFileBytes(folder.At("target/inner.txt")), "inner");
+    EXPECT_EQ(ReadFileBytes(folder.At("from.txt")), "new");
     EXPECT_EQ(
         CountOf(log.Text(), "[ CUtils::RenameFileOV ] Failed to delete rename target file \"" +
                                 folder.At("target") + "\" (src/utils:"),
@@ -221,10 +198,10 @@ TEST(RenameFileOV, FolderTargetWithoutOverwriteIsFalseWithoutErrorEntry) {
 TEST(RenameFileOV, FailedRenameIsLoggedWithMinusOne) {
     IsolatedLog log;
     TempFolder folder;
-    WriteFile(folder.At("from.txt"), "x");
+    WriteFileBytes(folder.At("from.txt"), "x");
     const WString to = folder.WideAt("missing-folder/to.txt");
     EXPECT_FALSE(CUtils::RenameFileOV(folder.WideAt("from.txt"), to, false));
-    EXPECT_EQ(ReadFile(folder.At("from.txt")), "x");
+    EXPECT_EQ(ReadFileBytes(folder.At("from.txt")), "x");
     EXPECT_EQ(CountOf(log.Text(), "[ CUtils::RenameFileOV ] Rename from \"" +
                                       folder.At("from.txt") + "\" to \"" + Narrow(to) +
                                       "\" failed, err: -1 (src/utils:"),
@@ -235,13 +212,12 @@ TEST(RenameFileOV, FileMovesAcrossFileSystems) {
     TempFolder disk;
     if (!OnDifferentDevices(disk.Path(), "/dev/shm"))
         GTEST_SKIP() << "/dev/shm and the temporary folder are one file system here";
-    ShmFolder shm;
-    ASSERT_TRUE(shm.Made());
+    const TempFolder shm("/dev/shm");
     const std::string content(200000, 'z');
-    WriteFile(shm.At("part.gsm"), content);
+    WriteFileBytes(shm.At("part.gsm"), content);
     ASSERT_EQ(::chmod(shm.At("part.gsm").c_str(), 0640), 0);
     EXPECT_TRUE(CUtils::RenameFileOV(Wide(shm.At("part.gsm")), disk.WideAt("part.gsm"), false));
-    EXPECT_EQ(ReadFile(disk.At("part.gsm")), content);
+    EXPECT_EQ(ReadFileBytes(disk.At("part.gsm")), content);
     EXPECT_FALSE(Exists(shm.At("part.gsm")));
     // Neither the copy's temporary name nor anything else is left beside the target.
     EXPECT_EQ(ListNames(disk.Path()), std::vector<std::string>{"part.gsm"});
@@ -254,12 +230,11 @@ TEST(RenameFileOV, FileMovesAcrossFileSystemsOverExistingTarget) {
     TempFolder disk;
     if (!OnDifferentDevices(disk.Path(), "/dev/shm"))
         GTEST_SKIP() << "/dev/shm and the temporary folder are one file system here";
-    ShmFolder shm;
-    ASSERT_TRUE(shm.Made());
-    WriteFile(disk.At("from.txt"), "new");
-    WriteFile(shm.At("to.txt"), "old and longer");
+    const TempFolder shm("/dev/shm");
+    WriteFileBytes(disk.At("from.txt"), "new");
+    WriteFileBytes(shm.At("to.txt"), "old and longer");
     EXPECT_TRUE(CUtils::RenameFileOV(disk.WideAt("from.txt"), Wide(shm.At("to.txt")), true));
-    EXPECT_EQ(ReadFile(shm.At("to.txt")), "new");
+    EXPECT_EQ(ReadFileBytes(shm.At("to.txt")), "new");
     EXPECT_FALSE(Exists(disk.At("from.txt")));
     EXPECT_TRUE(ListNames(disk.Path()).empty());
 }
@@ -268,17 +243,16 @@ TEST(RenameFileOV, FileWithLongestNameMovesAcrossFileSystems) {
     TempFolder disk;
     if (!OnDifferentDevices(disk.Path(), "/dev/shm"))
         GTEST_SKIP() << "/dev/shm and the temporary folder are one file system here";
-    ShmFolder shm;
-    ASSERT_TRUE(shm.Made());
+    const TempFolder shm("/dev/shm");
     // 255 bytes, the most a name may hold: "ř" takes two.
     std::string name;
     for (int i = 0; i < 127; ++i)
         name += "\xc5\x99";
     name += "x";
-    WriteFile(shm.At(name), "long");
+    WriteFileBytes(shm.At(name), "long");
     ASSERT_TRUE(Exists(shm.At(name)));
     EXPECT_TRUE(CUtils::RenameFileOV(Wide(shm.At(name)), disk.WideAt(name), false));
-    EXPECT_EQ(ReadFile(disk.At(name)), "long");
+    EXPECT_EQ(ReadFileBytes(disk.At(name)), "long");
     EXPECT_FALSE(Exists(shm.At(name)));
     EXPECT_EQ(ListNames(disk.Path()), std::vector<std::string>{name});
 }
@@ -288,12 +262,11 @@ TEST(RenameFileOV, FolderDoesNotMoveAcrossFileSystems) {
     TempFolder disk;
     if (!OnDifferentDevices(disk.Path(), "/dev/shm"))
         GTEST_SKIP() << "/dev/shm and the temporary folder are one file system here";
-    ShmFolder shm;
-    ASSERT_TRUE(shm.Made());
+    const TempFolder shm("/dev/shm");
     MakeFolder(disk.At("folder"));
-    WriteFile(disk.At("folder/file.txt"), "x");
+    WriteFileBytes(disk.At("folder/file.txt"), "x");
     EXPECT_FALSE(CUtils::RenameFileOV(disk.WideAt("folder"), Wide(shm.At("folder")), false));
-    EXPECT_EQ(ReadFile(disk.At("folder/file.txt")), "x");
+    EXPECT_EQ(ReadFileBytes(disk.At("folder/file.txt")), "x");
     EXPECT_FALSE(Exists(shm.At("folder")));
     EXPECT_TRUE(Contains(log.Text(), "\" failed, err: -1 (src/utils:"));
 }
@@ -303,24 +276,24 @@ TEST(RenameFileOV, FolderDoesNotMoveAcrossFileSystems) {
 TEST(ReplaceFileOV, PutsTheFileInPlaceOfTheOldOne) {
     IsolatedLog log;
     TempFolder folder;
-    WriteFile(folder.At("new.txt"), "new");
-    WriteFile(folder.At("to.txt"), "old");
+    WriteFileBytes(folder.At("new.txt"), "new");
+    WriteFileBytes(folder.At("to.txt"), "old");
     EXPECT_TRUE(CUtils::ReplaceFileOV(folder.WideAt("new.txt"), folder.WideAt("to.txt")));
     EXPECT_EQ(ListNames(folder.Path()), std::vector<std::string>{"to.txt"});
-    EXPECT_EQ(ReadFile(folder.At("to.txt")), "new");
+    EXPECT_EQ(ReadFileBytes(folder.At("to.txt")), "new");
     EXPECT_EQ(log.Text(), "");
 }
 
 TEST(ReplaceFileOV, FailureLeavesBothFilesAndIsLoggedWithTheSystemError) {
     IsolatedLog log;
     TempFolder folder;
-    WriteFile(folder.At("new.txt"), "new");
+    WriteFileBytes(folder.At("new.txt"), "new");
     MakeFolder(folder.At("target"));
-    WriteFile(folder.At("target/inner.txt"), "inner");
+    WriteFileBytes(folder.At("target/inner.txt"), "inner");
     // A folder is not replaced by a file; unlike RenameFileOV, nothing was deleted beforehand.
     EXPECT_FALSE(CUtils::ReplaceFileOV(folder.WideAt("new.txt"), folder.WideAt("target")));
-    EXPECT_EQ(ReadFile(folder.At("new.txt")), "new");
-    EXPECT_EQ(ReadFile(folder.At("target/inner.txt")), "inner");
+    EXPECT_EQ(ReadFileBytes(folder.At("new.txt")), "new");
+    EXPECT_EQ(ReadFileBytes(folder.At("target/inner.txt")), "inner");
     EXPECT_EQ(CountOf(log.Text(), "[ CUtils::ReplaceFileOV ] Replacing \"" + folder.At("target") +
                                       "\" by \"" + folder.At("new.txt") +
                                       "\" failed, err: " + std::to_string(EISDIR) + " (src/utils:"),
@@ -331,12 +304,11 @@ TEST(ReplaceFileOV, FileReplacesTheOldOneAcrossFileSystems) {
     TempFolder disk;
     if (!OnDifferentDevices(disk.Path(), "/dev/shm"))
         GTEST_SKIP() << "/dev/shm and the temporary folder are one file system here";
-    ShmFolder shm;
-    ASSERT_TRUE(shm.Made());
-    WriteFile(shm.At("new.gsm"), std::string(200000, 'n'));
-    WriteFile(disk.At("part.gsm"), "old");
+    const TempFolder shm("/dev/shm");
+    WriteFileBytes(shm.At("new.gsm"), std::string(200000, 'n'));
+    WriteFileBytes(disk.At("part.gsm"), "old");
     EXPECT_TRUE(CUtils::ReplaceFileOV(Wide(shm.At("new.gsm")), disk.WideAt("part.gsm")));
-    EXPECT_EQ(ReadFile(disk.At("part.gsm")), std::string(200000, 'n'));
+    EXPECT_EQ(ReadFileBytes(disk.At("part.gsm")), std::string(200000, 'n'));
     EXPECT_FALSE(Exists(shm.At("new.gsm")));
     // Neither the copy's temporary name nor anything else is left beside the target.
     EXPECT_EQ(ListNames(disk.Path()), std::vector<std::string>{"part.gsm"});
@@ -347,14 +319,13 @@ TEST(ReplaceFileOV, FailureAcrossFileSystemsLeavesBothFiles) {
     TempFolder disk;
     if (!OnDifferentDevices(disk.Path(), "/dev/shm"))
         GTEST_SKIP() << "/dev/shm and the temporary folder are one file system here";
-    ShmFolder shm;
-    ASSERT_TRUE(shm.Made());
-    WriteFile(shm.At("new.gsm"), "new");
+    const TempFolder shm("/dev/shm");
+    WriteFileBytes(shm.At("new.gsm"), "new");
     MakeFolder(disk.At("target"));
-    WriteFile(disk.At("target/inner.txt"), "inner");
+    WriteFileBytes(disk.At("target/inner.txt"), "inner");
     EXPECT_FALSE(CUtils::ReplaceFileOV(Wide(shm.At("new.gsm")), disk.WideAt("target")));
-    EXPECT_EQ(ReadFile(shm.At("new.gsm")), "new");
-    EXPECT_EQ(ReadFile(disk.At("target/inner.txt")), "inner");
+    EXPECT_EQ(ReadFileBytes(shm.At("new.gsm")), "new");
+    EXPECT_EQ(ReadFileBytes(disk.At("target/inner.txt")), "inner");
     EXPECT_EQ(ListNames(disk.Path()), std::vector<std::string>{"target"});
     EXPECT_EQ(CountOf(log.Text(), "[ CUtils::ReplaceFileOV ] Replacing"), 1u);
 }

@@ -17,14 +17,14 @@ namespace {
 namespace fs = std::filesystem;
 using fileutilstest::Contains;
 using fileutilstest::MakeFolder;
-using fileutilstest::Narrow;
-using fileutilstest::Wide;
+using testfiles::ListNames;
+using testfiles::Narrow;
+using testfiles::ReadFileBytes;
+using testfiles::TempFolder;
+using testfiles::Wide;
+using testfiles::WriteFileBytes;
 using testsupport::CountOf;
 using testsupport::IsolatedLog;
-using testsupport::ListNames;
-using testsupport::ReadFile;
-using testsupport::TempFolder;
-using testsupport::WriteFile;
 
 // Points TMPDIR somewhere else for the test's duration.
 class ScopedTmpdir {
@@ -94,7 +94,7 @@ TEST(GetTempDirectory, IsOrvantaWithTheUserIdBelowTmpdirEndingInSeparatorAndMade
 
 TEST(GetTempDirectory, TmpdirWithTrailingSlashGetsNoSecondOne) {
     TempFolder tmp;
-    ScopedTmpdir env((tmp.Path() + "/").c_str());
+    ScopedTmpdir env((tmp.Path().string() + "/").c_str());
     EXPECT_EQ(CUtils::GetTempDirectory(), tmp.WidePath() + u"/" + Wide(UserTempName()) + u"/");
 }
 
@@ -171,11 +171,11 @@ TEST(GetTempDirectory, FileInPlaceOfTheFolderIsRefused) {
     IsolatedLog log;
     TempFolder tmp;
     ScopedTmpdir env(tmp.Path().c_str());
-    WriteFile(tmp.At(UserTempName()), "x");
+    WriteFileBytes(tmp.At(UserTempName()), "x");
     EXPECT_EQ(CUtils::GetTempDirectory(), u"");
     EXPECT_EQ(CountOf(log.Text(), "Temporary folder refused, not a private folder of this user: "),
               1u);
-    EXPECT_EQ(ReadFile(tmp.At(UserTempName())), "x");
+    EXPECT_EQ(ReadFileBytes(tmp.At(UserTempName())), "x");
 }
 
 TEST(CreateTempFileOV, FreeNameIsUsedWithoutRandomPart) {
@@ -216,7 +216,7 @@ TEST(CreateTempFileOV, LinkPlantedAtTheNameIsNotFollowed) {
     const std::string folder = Narrow(CUtils::GetTempDirectory());
     ASSERT_FALSE(folder.empty());
     // One link leads to a file that is not there yet, one to a file that is.
-    WriteFile(tmp.At("kept"), "kept");
+    WriteFileBytes(tmp.At("kept"), "kept");
     ASSERT_EQ(::symlink(tmp.At("missing").c_str(), (folder + "door.gsm").c_str()), 0);
     ASSERT_EQ(::symlink(tmp.At("kept").c_str(), (folder + "window.gsm").c_str()), 0);
     for (const std::string name : {"door.gsm", "window.gsm"}) {
@@ -228,7 +228,7 @@ TEST(CreateTempFileOV, LinkPlantedAtTheNameIsNotFollowed) {
         EXPECT_TRUE(CUtils::WriteStringToFile(Wide(path), "download", false));
     }
     EXPECT_FALSE(fs::exists(fs::symlink_status(tmp.At("missing"))));
-    EXPECT_EQ(ReadFile(tmp.At("kept")), "kept");
+    EXPECT_EQ(ReadFileBytes(tmp.At("kept")), "kept");
     EXPECT_EQ(fs::read_symlink(folder + "door.gsm"), tmp.At("missing"));
     EXPECT_EQ(fs::read_symlink(folder + "window.gsm"), tmp.At("kept"));
 }
@@ -318,11 +318,11 @@ TEST(CreateTempFileOV, FolderThatCannotBeMadeGivesEmptyAndLogsError) {
     IsolatedLog log;
     TempFolder tmp;
     // TMPDIR names a file, so the temporary folder cannot be made below it.
-    WriteFile(tmp.At("plain-file"), "x");
+    WriteFileBytes(tmp.At("plain-file"), "x");
     ScopedTmpdir env(tmp.At("plain-file").c_str());
     EXPECT_EQ(CUtils::CreateTempFileOV(u"door.gsm"), u"");
     EXPECT_TRUE(Contains(log.Text(), "[ CUtils::CreateTempFileOV ] Failed to create temp file: " +
                                          tmp.At("plain-file") + "/" + UserTempName() +
                                          "/door.gsm (src/utils:"));
-    EXPECT_EQ(ReadFile(tmp.At("plain-file")), "x");
+    EXPECT_EQ(ReadFileBytes(tmp.At("plain-file")), "x");
 }

@@ -7,20 +7,12 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <unistd.h>
 
 namespace testsupport {
 
 namespace fs = std::filesystem;
-
-WString TempFolder::WidePath() const { return CUtils::StringUTF8ToWstring(path); }
-
-WString TempFolder::WideAt(const std::string& name) const {
-    return CUtils::StringUTF8ToWstring(At(name));
-}
 
 ScopedCurrentFolder::ScopedCurrentFolder(const std::string& folder)
     : previous(fs::current_path().string()) {
@@ -72,7 +64,7 @@ IsolatedLog::~IsolatedLog() { CUtils::SetModulePathOverride(saved); }
 
 std::string IsolatedLog::Text() const {
     Logger* logger = Logger::Instance();
-    return logger != nullptr ? ReadFile(CUtils::WstringToStringUTF8(logger->GetLogFilePath()))
+    return logger != nullptr ? testfiles::ReadFileBytes(testfiles::Narrow(logger->GetLogFilePath()))
                              : std::string();
 }
 
@@ -81,29 +73,6 @@ size_t CountOf(const std::string& text, const std::string& part) {
     for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
         ++count;
     return count;
-}
-
-std::string ReadFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
-void WriteFile(const std::string& path, const std::string& bytes) {
-    std::ofstream file(path, std::ios::binary);
-    file << bytes;
-}
-
-bool Exists(const std::string& path) {
-    std::error_code ignored;
-    return fs::exists(fs::symlink_status(path, ignored));
-}
-
-std::vector<std::string> ListNames(const std::string& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder))
-        names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 }  // namespace testsupport

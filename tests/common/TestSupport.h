@@ -13,18 +13,6 @@
 
 namespace testsupport {
 
-// The shared temporary folder, with its paths as the runtime takes them: UTF-8 and wide.
-class TempFolder : public testfiles::TempFolder {
-public:
-    const std::string& Path() const { return path; }
-    WString WidePath() const;
-    // `name` below the folder, wide.
-    WString WideAt(const std::string& name) const;
-
-private:
-    std::string path = testfiles::TempFolder::Path().string();
-};
-
 // Runs the test in another current folder.
 class ScopedCurrentFolder {
 public:
@@ -83,16 +71,11 @@ public:
     std::string Text() const;
 
 private:
-    TempFolder folder;
+    testfiles::TempFolder folder;
     WString saved;
 };
 
-std::string ReadFile(const std::string& path);
-void WriteFile(const std::string& path, const std::string& bytes);
-bool Exists(const std::string& path);
 // How often `part` stands in `text`, overlaps included.
 size_t CountOf(const std::string& text, const std::string& part);
-// Names in a folder, sorted, "." and ".." left out.
-std::vector<std::string> ListNames(const std::string& folder);
 
 }  // namespace testsupport

@@ -15,10 +15,8 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <memory>
-#include <netinet/in.h>
 #include <openssl/ssl.h>
 #include <string>
-#include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -284,17 +282,8 @@ TEST_F(ServiceFixture, NameNotResolved) {
 }
 
 TEST_F(ServiceFixture, NothingListening) {
-    // A port that was free a moment ago, bound and closed again.
-    const int probe = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof(address);
-    ASSERT_EQ(::bind(probe, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
-    ASSERT_EQ(::getsockname(probe, reinterpret_cast<sockaddr*>(&address), &length), 0);
-    ::close(probe);
     const auto failure =
-        FailureOf("http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/");
+        FailureOf("http://127.0.0.1:" + std::to_string(testfiles::UnusedPort()) + "/");
     EXPECT_EQ(failure.text, "Failed to send request: 12029");
 }
 

@@ -1,16 +1,13 @@
 // FileStreamsTest.cpp: the file input and output streams on real files in a temporary folder.
 #include "streams/FileStreams.h"
 
-#include "common/CUtils.h"
+#include "TestFiles.h"
 #include "common/OVException.h"
 
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <optional>
-#include <random>
 #include <string>
 #include <unistd.h>
 
@@ -18,14 +15,16 @@ namespace fs = std::filesystem;
 
 namespace {
 
+using testfiles::ReadFileBytes;
+using testfiles::Wide;
+using testfiles::WriteFileBytes;
+
 ByteBuffer Pattern(size_t size) {
     ByteBuffer data(size);
     for (size_t i = 0; i < size; ++i)
         data[i] = static_cast<uint8_t>((i * 13 + 5) & 0xFF);
     return data;
 }
-
-WString Wide(const std::string& text) { return CUtils::StringUTF8ToWstring(text); }
 
 // The thrown OVException, if any, of `body`.
 template <typename Body> std::optional<OVException> Thrown(Body body) {
@@ -39,31 +38,18 @@ template <typename Body> std::optional<OVException> Thrown(Body body) {
 
 class FileStreamsTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        std::random_device seed;
-        folder = fs::temp_directory_path() /
-                 ("orv-filestreams-" + std::to_string(::getpid()) + "-" + std::to_string(seed()));
-        fs::create_directories(folder);
-    }
-    void TearDown() override {
-        std::error_code ignored;
-        fs::remove_all(folder, ignored);
-    }
-
-    std::string Path(const std::string& name) const { return (folder / name).string(); }
-    WString WidePath(const std::string& name) const { return Wide(Path(name)); }
+    std::string Path(const std::string& name) const { return folder.At(name); }
+    WString WidePath(const std::string& name) const { return folder.WideAt(name); }
 
     void WriteFile(const std::string& name, const ByteBuffer& data) const {
-        std::ofstream out(Path(name), std::ios::binary);
-        out.write(reinterpret_cast<const char*>(data.data()),
-                  static_cast<std::streamsize>(data.size()));
+        WriteFileBytes(Path(name), std::string(data.begin(), data.end()));
     }
     ByteBuffer ReadFile(const std::string& name) const {
-        std::ifstream in(Path(name), std::ios::binary);
-        return ByteBuffer(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+        const std::string bytes = ReadFileBytes(Path(name));
+        return ByteBuffer(bytes.begin(), bytes.end());
     }
 
-    fs::path folder;
+    testfiles::TempFolder folder;
 };
 
 // Both ends of a pipe, reachable by path through /proc, where no seek can succeed.
@@ -220,7 +206,7 @@ TEST_F(FileStreamsTest, SeekOnAClosedStreamThrowsNotOpened) {
 }
 
 TEST_F(FileStreamsTest, ReadOfAFolderThrowsReadError) {
-    fs::create_directories(folder / "sub");
+    fs::create_directories(folder.Path() / "sub");
     FileInputStream stream(WidePath("sub"));
     uint8_t buffer[16] = {};
     const auto e = Thrown([&] { stream.read(buffer, 16); });

@@ -2,8 +2,10 @@
 // published test vectors.
 #include "streams/Hash.h"
 
+#include "StreamTestSupport.h"
 #include "common/CUtils.h"
 #include "common/OVException.h"
+#include "streams/MemoryStreams.h"
 
 #include <algorithm>
 #include <cstring>
@@ -15,6 +17,8 @@
 #include <zlib.h>
 
 namespace {
+
+using streamtest::ScriptedInputStream;
 
 const uint8_t* Bytes(const std::string& text) {
     return reinterpret_cast<const uint8_t*>(text.data());
@@ -96,44 +100,6 @@ public:
     ByteBuffer fed;
     int updates = 0;
     int resets = 0;
-};
-
-// Bytes in memory, delivered at most `chunk` at a time; reset rewinds.
-class MemoryInputStream : public InputStream {
-public:
-    explicit MemoryInputStream(ByteBuffer bytes, int64_t chunk = 1 << 20)
-        : bytes(std::move(bytes)), chunk(chunk) {}
-
-    int64_t read(uint8_t* buffer, int64_t length) override {
-        const int64_t left = static_cast<int64_t>(bytes.size()) - position;
-        if (left <= 0)
-            return -1;
-        const int64_t count = std::min({length, left, chunk});
-        std::memcpy(buffer, bytes.data() + position, static_cast<size_t>(count));
-        position += count;
-        return count;
-    }
-    using InputStream::read;
-    void reset() override {
-        position = 0;
-        ++resets;
-    }
-
-    ByteBuffer bytes;
-    int64_t chunk;
-    int64_t position = 0;
-    int resets = 0;
-};
-
-class MemoryOutputStream : public OutputStream {
-public:
-    explicit MemoryOutputStream(ByteBuffer& target) : target(target) {}
-    void write(const uint8_t* buffer, int64_t length) override {
-        target.insert(target.end(), buffer, buffer + length);
-    }
-    using OutputStream::write;
-
-    ByteBuffer& target;
 };
 
 // ---- Crc32 ----
@@ -458,7 +424,7 @@ TEST(HmacTest, WorksOverAHashWhoseDigestIsLongerThanItsBlock) {
 
 TEST(HashInputStreamTest, BytesReadAreFedToTheHash) {
     const ByteBuffer data = RandomBytes(5000, 1);
-    HashInputStream stream(std::make_unique<MemoryInputStream>(data, 777),
+    HashInputStream stream(std::make_unique<ScriptedInputStream>(data, 777),
                            std::make_unique<Crc32>());
     ByteBuffer got;
     uint8_t buffer[1000];
@@ -498,8 +464,8 @@ TEST(HashInputStreamTest, SkippedBytesAreHashed) {
 }
 
 TEST(HashInputStreamTest, ResetResetsTheHashAndTheSource) {
-    auto source = std::make_unique<MemoryInputStream>(ToBuffer("abcdef"));
-    MemoryInputStream& memory = *source;
+    auto source = std::make_unique<ScriptedInputStream>(ToBuffer("abcdef"), 0, true);
+    ScriptedInputStream& scripted = *source;
     auto hash = std::make_unique<RecordingHash>();
     RecordingHash& recorder = *hash;
     HashInputStream stream(std::move(source), std::move(hash));
@@ -507,17 +473,17 @@ TEST(HashInputStreamTest, ResetResetsTheHashAndTheSource) {
     EXPECT_EQ(stream.read(buffer, 4), 4);
     stream.reset();
     EXPECT_EQ(recorder.resets, 1);
-    EXPECT_EQ(memory.resets, 1);
+    EXPECT_EQ(scripted.resetCalls, 1);
     EXPECT_TRUE(recorder.fed.empty());
     EXPECT_EQ(stream.read(buffer, 2), 2);
     EXPECT_EQ(recorder.fed, ToBuffer("ab"));
 }
 
 TEST(HashOutputStreamTest, BytesWrittenAreFedAndPassedOn) {
-    ByteBuffer written;
+    auto sink = std::make_unique<MemoryOutputStream>();
+    const ByteBuffer& written = sink->getBytes();
     const ByteBuffer data = RandomBytes(3000, 3);
-    HashOutputStream stream(std::make_unique<MemoryOutputStream>(written),
-                            std::make_unique<Sha1>());
+    HashOutputStream stream(std::move(sink), std::make_unique<Sha1>());
     stream.write(data.data(), 1000);
     stream.write(ByteBuffer(data.begin() + 1000, data.end()));
     EXPECT_EQ(written, data);
@@ -529,10 +495,9 @@ TEST(HashOutputStreamTest, BytesWrittenAreFedAndPassedOn) {
 }
 
 TEST(HashOutputStreamTest, HmacThroughTheStreamMatchesMbedTls) {
-    ByteBuffer written;
     const ByteBuffer key = RandomBytes(16, 4);
     const ByteBuffer data = RandomBytes(10000, 8);
-    HashOutputStream stream(std::make_unique<MemoryOutputStream>(written),
+    HashOutputStream stream(std::make_unique<MemoryOutputStream>(),
                             std::make_unique<HMAC>(std::make_unique<Sha1>(), key.data(),
                                                    static_cast<int64_t>(key.size())));
     stream.write(data);

@@ -1,4 +1,5 @@
 // StreamCoreTest.cpp: the stream roots, the window, the suffix filter and the counting sink.
+#include "StreamTestSupport.h"
 #include "common/OVException.h"
 #include "streams/InputStream.h"
 #include "streams/OutputStream.h"
@@ -13,87 +14,15 @@
 
 namespace {
 
+using streamtest::RecordingOutputStream;
+using streamtest::ScriptedInputStream;
+
 ByteBuffer Pattern(size_t size) {
     ByteBuffer data(size);
     for (size_t i = 0; i < size; ++i)
         data[i] = static_cast<uint8_t>((i * 7 + 3) & 0xFF);
     return data;
 }
-
-// A source over memory that records what it was asked and can deliver short reads. With
-// `seekable` it also skips both ways and resets; without, it keeps the root's skip and reset.
-class MemoryInputStream : public InputStream {
-public:
-    explicit MemoryInputStream(ByteBuffer data, int64_t maxChunk = 0, bool seekable = false)
-        : data(std::move(data)), maxChunk(maxChunk), seekable(seekable) {}
-    ~MemoryInputStream() override {
-        if (destroyed != nullptr)
-            *destroyed = true;
-    }
-
-    int64_t read(uint8_t* buffer, int64_t length) override {
-        ++readCalls;
-        asked.push_back(length);
-        const int64_t left = static_cast<int64_t>(data.size()) - position;
-        if (length > 0 && left == 0)
-            return -1;
-        int64_t take = std::min(length, left);
-        if (maxChunk > 0)
-            take = std::min(take, maxChunk);
-        if (take > 0)
-            std::memcpy(buffer, data.data() + position, static_cast<size_t>(take));
-        position += take;
-        return take;
-    }
-    using InputStream::read;
-    void close() override { ++closeCalls; }
-    int64_t skip(int64_t count) override {
-        if (!seekable)
-            return InputStream::skip(count);
-        const int64_t target =
-            std::clamp<int64_t>(position + count, 0, static_cast<int64_t>(data.size()));
-        const int64_t moved = target - position;
-        position = target;
-        return moved;
-    }
-    int64_t available() override { return static_cast<int64_t>(data.size()) - position; }
-    void reset() override {
-        if (!seekable)
-            InputStream::reset();
-        ++resetCalls;
-        position = 0;
-    }
-
-    ByteBuffer data;
-    int64_t maxChunk;
-    bool seekable;
-    int64_t position = 0;
-    int readCalls = 0;
-    int closeCalls = 0;
-    int resetCalls = 0;
-    std::vector<int64_t> asked;
-    bool* destroyed = nullptr;
-};
-
-class MemoryOutputStream : public OutputStream {
-public:
-    ~MemoryOutputStream() override {
-        if (destroyed != nullptr)
-            *destroyed = true;
-    }
-    void write(const uint8_t* buffer, int64_t length) override {
-        data.insert(data.end(), buffer, buffer + length);
-        ++writeCalls;
-    }
-    void close() override { ++closeCalls; }
-    void flush() override { ++flushCalls; }
-
-    ByteBuffer data;
-    int writeCalls = 0;
-    int closeCalls = 0;
-    int flushCalls = 0;
-    bool* destroyed = nullptr;
-};
 
 // Runs `body` and returns the message of the OVException it throws, or "" when it throws none.
 template <typename Body> std::string ThrownMessage(Body body) {
@@ -134,7 +63,7 @@ ByteBuffer SuffixOf(const SuffixInputStream& stream) {
 // ---- Root behaviour ----
 
 TEST(InputStreamRoot, ReadIntoBufferOfZeroReturnsZeroAndDoesNotTouchTheSource) {
-    MemoryInputStream source(Pattern(10));
+    ScriptedInputStream source(Pattern(10));
     ByteBuffer buffer(5, 0xAA);
     EXPECT_EQ(source.read(buffer, 0), 0);
     EXPECT_EQ(source.readCalls, 0);
@@ -142,7 +71,7 @@ TEST(InputStreamRoot, ReadIntoBufferOfZeroReturnsZeroAndDoesNotTouchTheSource) {
 }
 
 TEST(InputStreamRoot, ReadIntoBufferResizesToWhatCame) {
-    MemoryInputStream source(Pattern(10), 4);
+    ScriptedInputStream source(Pattern(10), 4);
     ByteBuffer buffer;
     EXPECT_EQ(source.read(buffer, 8), 4);
     EXPECT_EQ(buffer, Slice(Pattern(10), 0, 4));
@@ -152,14 +81,14 @@ TEST(InputStreamRoot, ReadIntoBufferResizesToWhatCame) {
 }
 
 TEST(InputStreamRoot, ReadIntoBufferAtTheEndEmptiesItAndReturnsMinusOne) {
-    MemoryInputStream source(ByteBuffer{});
+    ScriptedInputStream source(ByteBuffer{});
     ByteBuffer buffer(3, 1);
     EXPECT_EQ(source.read(buffer, 16), -1);
     EXPECT_TRUE(buffer.empty());
 }
 
 TEST(InputStreamRoot, TimedReadBelowOneForwardsToThePlainRead) {
-    MemoryInputStream source(Pattern(10));
+    ScriptedInputStream source(Pattern(10));
     uint8_t buffer[10] = {};
     EXPECT_EQ(source.read(buffer, 10, 0), 10);
     EXPECT_EQ(ByteBuffer(buffer, buffer + 10), Pattern(10));
@@ -167,7 +96,7 @@ TEST(InputStreamRoot, TimedReadBelowOneForwardsToThePlainRead) {
 }
 
 TEST(InputStreamRoot, TimedReadOfOneOrMoreThrows) {
-    MemoryInputStream source(Pattern(10));
+    ScriptedInputStream source(Pattern(10));
     uint8_t buffer[10] = {};
     EXPECT_EQ(ThrownMessage([&] { source.read(buffer, 10, 1); }),
               "Timeout read not implemented by current stream class");
@@ -183,83 +112,83 @@ TEST(InputStreamRoot, CloseAndAvailableDoNothingInTheRoot) {
 }
 
 TEST(InputStreamRoot, SkipReadsThroughInChunksOf65536) {
-    MemoryInputStream source(Pattern(300000));
+    ScriptedInputStream source(Pattern(300000));
     EXPECT_EQ(source.skip(200000), 200000);
     EXPECT_EQ(source.asked, (std::vector<int64_t>{65536, 65536, 65536, 3392}));
     EXPECT_EQ(source.position, 200000);
 }
 
 TEST(InputStreamRoot, SkipGoesOnOverShortReads) {
-    MemoryInputStream source(Pattern(100), 7);
+    ScriptedInputStream source(Pattern(100), 7);
     EXPECT_EQ(source.skip(50), 50);
     EXPECT_EQ(source.position, 50);
 }
 
 TEST(InputStreamRoot, SkipPastTheEndReturnsWhatWasPassedOver) {
-    MemoryInputStream source(Pattern(1000));
+    ScriptedInputStream source(Pattern(1000));
     EXPECT_EQ(source.skip(5000), 1000);
     EXPECT_EQ(source.skip(10), 0);
 }
 
 TEST(InputStreamRoot, SkipOfZeroReadsNothing) {
-    MemoryInputStream source(Pattern(10));
+    ScriptedInputStream source(Pattern(10));
     EXPECT_EQ(source.skip(0), 0);
     EXPECT_EQ(source.readCalls, 0);
 }
 
 TEST(InputStreamRoot, NegativeSkipThrows) {
-    MemoryInputStream source(Pattern(10));
+    ScriptedInputStream source(Pattern(10));
     EXPECT_EQ(ThrownMessage([&] { source.skip(-1); }), "Invalid negative skip");
     EXPECT_EQ(source.readCalls, 0);
 }
 
 TEST(InputStreamRoot, ResetThrows) {
-    MemoryInputStream source(Pattern(10));
+    ScriptedInputStream source(Pattern(10));
     EXPECT_EQ(ThrownMessage([&] { source.reset(); }),
               "Reset is not implemented by the subclass of InputStream");
 }
 
 TEST(InputStreamTransfer, LengthZeroMovesNothingAndReturnsZero) {
-    MemoryInputStream source(Pattern(10));
-    MemoryOutputStream sink;
+    ScriptedInputStream source(Pattern(10));
+    RecordingOutputStream sink;
     EXPECT_EQ(source.transfer(sink, 0), 0);
     EXPECT_EQ(source.readCalls, 0);
     EXPECT_EQ(sink.writeCalls, 0);
 }
 
 TEST(InputStreamTransfer, UntilTheEndOverAnEmptySourceReturnsZero) {
-    MemoryInputStream source(ByteBuffer{});
-    MemoryOutputStream sink;
+    ScriptedInputStream source(ByteBuffer{});
+    RecordingOutputStream sink;
     EXPECT_EQ(source.transfer(sink, -1), 0);
     EXPECT_TRUE(sink.data.empty());
     EXPECT_EQ(sink.writeCalls, 0);
 }
 
 TEST(InputStreamTransfer, KnownLengthMovesExactlyThatInChunks) {
-    MemoryInputStream source(Pattern(200000));
-    MemoryOutputStream sink;
+    ScriptedInputStream source(Pattern(200000));
+    RecordingOutputStream sink;
     EXPECT_EQ(source.transfer(sink, 100000), 100000);
     EXPECT_EQ(source.asked, (std::vector<int64_t>{65536, 34464}));
     EXPECT_EQ(sink.data, Slice(Pattern(200000), 0, 100000));
 }
 
 TEST(InputStreamTransfer, KnownLengthOverAShortSourceThrows) {
-    MemoryInputStream source(Pattern(10));
-    MemoryOutputStream sink;
+    ScriptedInputStream source(Pattern(10));
+    RecordingOutputStream sink;
     EXPECT_EQ(ThrownMessage([&] { source.transfer(sink, 20); }), "transfer error");
     EXPECT_TRUE(sink.data.empty());
 }
 
 TEST(InputStreamTransfer, KnownLengthOverShortReadsThrows) {
-    MemoryInputStream source(Pattern(1000), 100);
-    MemoryOutputStream sink;
+    ScriptedInputStream source(Pattern(1000), 100);
+    RecordingOutputStream sink;
     EXPECT_EQ(ThrownMessage([&] { source.transfer(sink, 1000); }), "transfer error");
 }
 
 TEST(InputStreamTransfer, UntilTheEndGoesOnOverShortReads) {
     const ByteBuffer data = Pattern(150000);
-    MemoryInputStream source(data, 1000);
-    MemoryOutputStream sink;
+    ScriptedInputStream source(data, 1000);
+    RecordingOutputStream sink;
     EXPECT_EQ(source.transfer(sink, -1), 150000);
     EXPECT_EQ(sink.data, data);
     EXPECT_EQ(sink.writeCalls, 150);
@@ -267,8 +196,8 @@ TEST(InputStreamTransfer, UntilTheEndGoesOnOverShortReads) {
 
 TEST(InputStreamTransfer, UntilTheEndOverLargeSourceMovesEverything) {
     const ByteBuffer data = Pattern(140000);
-    MemoryInputStream source(data);
-    MemoryOutputStream sink;
+    ScriptedInputStream source(data);
+    RecordingOutputStream sink;
     EXPECT_EQ(source.transfer(sink, -5), 140000);
     EXPECT_EQ(sink.data, data);
 }
@@ -276,7 +205,7 @@ TEST(InputStreamTransfer, UntilTheEndOverLargeSourceMovesEverything) {
 // ---- PartialInputStream ----
 
 TEST(PartialInputStream, LengthZeroReturnsEndAtFirstReadWithoutReadingTheSource) {
-    MemoryInputStream source(Pattern(10));
+    ScriptedInputStream source(Pattern(10));
     PartialInputStream window(source, 0, 0);
     uint8_t buffer[4] = {};
     EXPECT_EQ(window.read(buffer, 4), -1);
@@ -285,7 +214,7 @@ TEST(PartialInputStream, LengthZeroReturnsEndAtFirstReadWithoutReadingTheSource)
 
 TEST(PartialInputStream, ReadsOnlyTheWindow) {
     const ByteBuffer data = Pattern(100);
-    MemoryInputStream source(data);
+    ScriptedInputStream source(data);
     PartialInputStream window(source, 20, 30);
     ByteBuffer buffer;
     EXPECT_EQ(window.read(buffer, 100), 20);
@@ -296,7 +225,7 @@ TEST(PartialInputStream, ReadsOnlyTheWindow) {
 
 TEST(PartialInputStream, OffsetCountsFromTheSourcesPresentPosition) {
     const ByteBuffer data = Pattern(100);
-    MemoryInputStream source(data, 0, true);
+    ScriptedInputStream source(data, 0, true);
     source.position = 10;
     PartialInputStream window(source, 5, 20);
     ByteBuffer buffer;
@@ -306,7 +235,7 @@ TEST(PartialInputStream, OffsetCountsFromTheSourcesPresentPosition) {
 
 TEST(PartialInputStream, ShortReadsOfTheSourceAreReturnedAsTheyStand) {
     const ByteBuffer data = Pattern(100);
-    MemoryInputStream source(data, 3);
+    ScriptedInputStream source(data, 3);
     PartialInputStream window(source, 10, 0);
     ByteBuffer buffer;
     EXPECT_EQ(window.read(buffer, 8), 3);
@@ -319,7 +248,7 @@ TEST(PartialInputStream, ShortReadsOfTheSourceAreReturnedAsTheyStand) {
 }
 
 TEST(PartialInputStream, SourceEndInsideTheWindowIsPassedOn) {
-    MemoryInputStream source(Pattern(10));
+    ScriptedInputStream source(Pattern(10));
     PartialInputStream window(source, 50, 5);
     ByteBuffer buffer;
     EXPECT_EQ(window.read(buffer, 100), 5);
@@ -328,15 +257,15 @@ TEST(PartialInputStream, SourceEndInsideTheWindowIsPassedOn) {
 }
 
 TEST(PartialInputStream, MoveToTheWindowOverAShortSourceThrows) {
-    MemoryInputStream source(Pattern(10));
+    ScriptedInputStream source(Pattern(10));
     EXPECT_EQ(ThrownMessage([&] { PartialInputStream window(source, 5, 20); }),
               "Failed to reset partial input stream");
 }
 
 TEST(PartialInputStream, OwningFormClosesAndDestroysTheSource) {
     bool destroyed = false;
-    auto source = std::make_unique<MemoryInputStream>(Pattern(10));
-    MemoryInputStream* raw = source.get();
+    auto source = std::make_unique<ScriptedInputStream>(Pattern(10));
+    ScriptedInputStream* raw = source.get();
     source->destroyed = &destroyed;
     {
         PartialInputStream window(std::move(source), 4, 2);
@@ -351,7 +280,7 @@ TEST(PartialInputStream, OwningFormClosesAndDestroysTheSource) {
 
 TEST(PartialInputStream, BorrowingFormLeavesTheSourceOpenAndAlive) {
     bool destroyed = false;
-    MemoryInputStream source(Pattern(10));
+    ScriptedInputStream source(Pattern(10));
     source.destroyed = &destroyed;
     { PartialInputStream window(source, 4, 2); }
     EXPECT_FALSE(destroyed);
@@ -360,22 +289,22 @@ TEST(PartialInputStream, BorrowingFormLeavesTheSourceOpenAndAlive) {
 }
 
 TEST(PartialInputStream, CloseForwardsToAnOwnedSource) {
-    auto owned = std::make_unique<MemoryInputStream>(Pattern(10));
-    MemoryInputStream& source = *owned;
+    auto owned = std::make_unique<ScriptedInputStream>(Pattern(10));
+    ScriptedInputStream& source = *owned;
     PartialInputStream window(std::move(owned), 4, 2);
     window.close();
     EXPECT_EQ(source.closeCalls, 1);
 }
 
 TEST(PartialInputStream, CloseLeavesABorrowedSourceOpen) {
-    MemoryInputStream source(Pattern(10));
+    ScriptedInputStream source(Pattern(10));
     PartialInputStream window(source, 4, 2);
     window.close();
     EXPECT_EQ(source.closeCalls, 0);
 }
 
 TEST(FilterInputStream, ClosingAnOwnedChainStopsAtABorrowedSource) {
-    MemoryInputStream archive(Pattern(10));
+    ScriptedInputStream archive(Pattern(10));
     {
         auto window = std::make_unique<PartialInputStream>(archive, 4, 2);
         PartialInputStream outer(std::move(window), 2, 0);
@@ -386,7 +315,7 @@ TEST(FilterInputStream, ClosingAnOwnedChainStopsAtABorrowedSource) {
 
 TEST(PartialInputStream, SkipPastTheEndStopsAtTheEnd) {
     const ByteBuffer data = Pattern(100);
-    MemoryInputStream source(data, 0, true);
+    ScriptedInputStream source(data, 0, true);
     PartialInputStream window(source, 20, 30);
     EXPECT_EQ(window.skip(5), 5);
     EXPECT_EQ(window.skip(1000), 15);
@@ -398,7 +327,7 @@ TEST(PartialInputStream, SkipPastTheEndStopsAtTheEnd) {
 
 TEST(PartialInputStream, NegativeSkipLargerThanPositionStopsAtTheWindowStart) {
     const ByteBuffer data = Pattern(100);
-    MemoryInputStream source(data, 0, true);
+    ScriptedInputStream source(data, 0, true);
     PartialInputStream window(source, 20, 30);
     EXPECT_EQ(window.skip(8), 8);
     EXPECT_EQ(window.skip(-3), -3);
@@ -410,28 +339,28 @@ TEST(PartialInputStream, NegativeSkipLargerThanPositionStopsAtTheWindowStart) {
 }
 
 TEST(PartialInputStream, SkipMovesByWhatTheSourceReallyPassedOver) {
-    MemoryInputStream source(Pattern(10));
+    ScriptedInputStream source(Pattern(10));
     PartialInputStream window(source, 50, 2);
     EXPECT_EQ(window.skip(30), 8);
     EXPECT_EQ(window.available(), 0);
 }
 
 TEST(PartialInputStream, AvailableIsTheSmallerOfSourceAndWindow) {
-    MemoryInputStream source(Pattern(100));
+    ScriptedInputStream source(Pattern(100));
     PartialInputStream window(source, 20, 30);
     EXPECT_EQ(window.available(), 20);  // source has 70
     uint8_t buffer[15] = {};
     EXPECT_EQ(window.read(buffer, 15), 15);
     EXPECT_EQ(window.available(), 5);
 
-    MemoryInputStream shortSource(Pattern(40));
+    ScriptedInputStream shortSource(Pattern(40));
     PartialInputStream wide(shortSource, 20, 30);
     EXPECT_EQ(wide.available(), 10);  // source has 10
 }
 
 TEST(PartialInputStream, ResetResetsTheSourceAndMovesBackToTheWindow) {
     const ByteBuffer data = Pattern(100);
-    MemoryInputStream source(data, 0, true);
+    ScriptedInputStream source(data, 0, true);
     PartialInputStream window(source, 20, 30);
     ByteBuffer buffer;
     EXPECT_EQ(window.read(buffer, 12), 12);
@@ -444,14 +373,14 @@ TEST(PartialInputStream, ResetResetsTheSourceAndMovesBackToTheWindow) {
 }
 
 TEST(PartialInputStream, ResetOverASourceWithoutResetThrows) {
-    MemoryInputStream source(Pattern(100));
+    ScriptedInputStream source(Pattern(100));
     PartialInputStream window(source, 20, 30);
     EXPECT_EQ(ThrownMessage([&] { window.reset(); }),
               "Reset is not implemented by the subclass of InputStream");
 }
 
 TEST(PartialInputStream, ResetWhenTheSourceShrankThrows) {
-    MemoryInputStream source(Pattern(100), 0, true);
+    ScriptedInputStream source(Pattern(100), 0, true);
     PartialInputStream window(source, 20, 30);
     source.data.resize(10);
     EXPECT_EQ(ThrownMessage([&] { window.reset(); }), "Failed to reset partial input stream");
@@ -461,8 +390,8 @@ TEST(PartialInputStream, ResetWhenTheSourceShrankThrows) {
 
 TEST(SuffixInputStream, OverExactlyTheSuffixDeliversNothingAndReturnsTheSourcesEnd) {
     const ByteBuffer data = Pattern(10);
-    auto owned = std::make_unique<MemoryInputStream>(data);
-    MemoryInputStream* source = owned.get();
+    auto owned = std::make_unique<ScriptedInputStream>(data);
+    ScriptedInputStream* source = owned.get();
     SuffixInputStream stream(std::move(owned), 10);
     uint8_t buffer[16] = {};
     EXPECT_EQ(stream.read(buffer, 16), -1);
@@ -471,28 +400,28 @@ TEST(SuffixInputStream, OverExactlyTheSuffixDeliversNothingAndReturnsTheSourcesE
 }
 
 TEST(SuffixInputStream, OverOneByteFewerThanTheSuffixThrowsAtTheFirstRead) {
-    SuffixInputStream stream(std::make_unique<MemoryInputStream>(Pattern(9)), 10);
+    SuffixInputStream stream(std::make_unique<ScriptedInputStream>(Pattern(9)), 10);
     uint8_t buffer[16] = {};
     EXPECT_EQ(ThrownMessage([&] { stream.read(buffer, 16); }),
               "Stream is too short to get whole suffix");
 }
 
 TEST(SuffixInputStream, EmptySourceThrowsAtTheFirstRead) {
-    SuffixInputStream stream(std::make_unique<MemoryInputStream>(ByteBuffer{}), 10);
+    SuffixInputStream stream(std::make_unique<ScriptedInputStream>(ByteBuffer{}), 10);
     uint8_t buffer[16] = {};
     EXPECT_EQ(ThrownMessage([&] { stream.read(buffer, 16); }),
               "Stream is too short to get whole suffix");
 }
 
 TEST(SuffixInputStream, ConstructionReadsNothing) {
-    auto owned = std::make_unique<MemoryInputStream>(Pattern(5));
-    MemoryInputStream* source = owned.get();
+    auto owned = std::make_unique<ScriptedInputStream>(Pattern(5));
+    ScriptedInputStream* source = owned.get();
     SuffixInputStream stream(std::move(owned), 10);
     EXPECT_EQ(source->readCalls, 0);
 }
 
 TEST(SuffixInputStream, GetSuffixGivesTheSuffixLength) {
-    SuffixInputStream stream(std::make_unique<MemoryInputStream>(Pattern(5)), 7);
+    SuffixInputStream stream(std::make_unique<ScriptedInputStream>(Pattern(5)), 7);
     uint32_t length = 0;
     EXPECT_NE(stream.getSuffix(&length), nullptr);
     EXPECT_EQ(length, 7u);
@@ -508,7 +437,7 @@ TEST(SuffixInputStream, EveryFixedReadSizeGivesThePlainSplit) {
                  ++readSize) {
                 SCOPED_TRACE("suffix " + std::to_string(suffix) + " body " + std::to_string(size) +
                              " read " + std::to_string(readSize));
-                SuffixInputStream stream(std::make_unique<MemoryInputStream>(data), suffix);
+                SuffixInputStream stream(std::make_unique<ScriptedInputStream>(data), suffix);
                 EXPECT_EQ(ReadAll(stream, [&] { return readSize; }), Slice(data, 0, size));
                 EXPECT_EQ(SuffixOf(stream), Slice(data, size, suffix));
             }
@@ -527,7 +456,7 @@ TEST(SuffixInputStream, RandomMixturesOfReadSizesGiveThePlainSplit) {
         const int64_t maxChunk = round % 2 == 0 ? 0 : suffix + random() % 40;
         const int64_t largest = 1 + random() % (3 * suffix + 50);
         SCOPED_TRACE("round " + std::to_string(round));
-        SuffixInputStream stream(std::make_unique<MemoryInputStream>(data, maxChunk), suffix);
+        SuffixInputStream stream(std::make_unique<ScriptedInputStream>(data, maxChunk), suffix);
         const ByteBuffer got = ReadAll(stream, [&] {
             return static_cast<int64_t>(1 + random() % static_cast<uint32_t>(largest));
         });
@@ -538,7 +467,7 @@ TEST(SuffixInputStream, RandomMixturesOfReadSizesGiveThePlainSplit) {
 
 TEST(SuffixInputStream, ReadReturnsWhatTheSourceGave) {
     const ByteBuffer data = Pattern(40);
-    SuffixInputStream stream(std::make_unique<MemoryInputStream>(data, 12), 10);
+    SuffixInputStream stream(std::make_unique<ScriptedInputStream>(data, 12), 10);
     ByteBuffer buffer;
     EXPECT_EQ(stream.read(buffer, 100), 12);
     EXPECT_EQ(buffer, Slice(data, 0, 12));
@@ -548,7 +477,7 @@ TEST(SuffixInputStream, ReadReturnsWhatTheSourceGave) {
 
 TEST(SuffixInputStream, ForwardSkipPassesThroughReadAndKeepsTheSuffix) {
     const ByteBuffer data = Pattern(200);
-    SuffixInputStream stream(std::make_unique<MemoryInputStream>(data), 10);
+    SuffixInputStream stream(std::make_unique<ScriptedInputStream>(data), 10);
     EXPECT_EQ(stream.skip(50), 50);
     ByteBuffer buffer;
     EXPECT_EQ(stream.read(buffer, 20), 20);
@@ -559,8 +488,8 @@ TEST(SuffixInputStream, ForwardSkipPassesThroughReadAndKeepsTheSuffix) {
 
 TEST(SuffixInputStream, NegativeSkipStepsBackAndPrimesAgain) {
     const ByteBuffer data = Pattern(100);
-    auto owned = std::make_unique<MemoryInputStream>(data, 0, true);
-    MemoryInputStream* source = owned.get();
+    auto owned = std::make_unique<ScriptedInputStream>(data, 0, true);
+    ScriptedInputStream* source = owned.get();
     SuffixInputStream stream(std::move(owned), 10);
     ByteBuffer buffer;
     EXPECT_EQ(stream.read(buffer, 30), 30);
@@ -574,15 +503,15 @@ TEST(SuffixInputStream, NegativeSkipStepsBackAndPrimesAgain) {
 }
 
 TEST(SuffixInputStream, NegativeSkipOverASourceWithoutSeekThrows) {
-    SuffixInputStream stream(std::make_unique<MemoryInputStream>(Pattern(100)), 10);
+    SuffixInputStream stream(std::make_unique<ScriptedInputStream>(Pattern(100)), 10);
     ByteBuffer buffer;
     stream.read(buffer, 30);
     EXPECT_EQ(ThrownMessage([&] { stream.skip(-5); }), "Invalid negative skip");
 }
 
 TEST(SuffixInputStream, ResetThrowsEvenOverAResettableSource) {
-    auto owned = std::make_unique<MemoryInputStream>(Pattern(100), 0, true);
-    MemoryInputStream* source = owned.get();
+    auto owned = std::make_unique<ScriptedInputStream>(Pattern(100), 0, true);
+    ScriptedInputStream* source = owned.get();
     SuffixInputStream stream(std::move(owned), 10);
     EXPECT_EQ(ThrownMessage([&] { stream.reset(); }),
               "Reset is not implemented by the subclass of InputStream");
@@ -591,21 +520,21 @@ TEST(SuffixInputStream, ResetThrowsEvenOverAResettableSource) {
 
 TEST(SuffixInputStream, DestroyingItClosesAndDestroysTheSource) {
     bool destroyed = false;
-    auto owned = std::make_unique<MemoryInputStream>(Pattern(100));
+    auto owned = std::make_unique<ScriptedInputStream>(Pattern(100));
     owned->destroyed = &destroyed;
     { SuffixInputStream stream(std::move(owned), 10); }
     EXPECT_TRUE(destroyed);
 }
 
 TEST(SuffixInputStream, AvailableIsTheRootsZero) {
-    SuffixInputStream stream(std::make_unique<MemoryInputStream>(Pattern(100)), 10);
+    SuffixInputStream stream(std::make_unique<ScriptedInputStream>(Pattern(100)), 10);
     EXPECT_EQ(stream.available(), 0);
 }
 
 // ---- CountingOutputStream ----
 
 TEST(CountingOutputStream, CountsAndForwardsEveryWrite) {
-    MemoryOutputStream sink;
+    RecordingOutputStream sink;
     CountingOutputStream counting(sink);
     EXPECT_EQ(counting.getCount(), 0u);
     const ByteBuffer data = Pattern(300);
@@ -618,7 +547,7 @@ TEST(CountingOutputStream, CountsAndForwardsEveryWrite) {
 }
 
 TEST(CountingOutputStream, CloseAndFlushGoToTheSink) {
-    MemoryOutputStream sink;
+    RecordingOutputStream sink;
     CountingOutputStream counting(sink);
     counting.flush();
     counting.close();
@@ -629,8 +558,8 @@ TEST(CountingOutputStream, CloseAndFlushGoToTheSink) {
 
 TEST(CountingOutputStream, OwningFormDestroysTheSinkWithoutClosingIt) {
     bool destroyed = false;
-    auto owned = std::make_unique<MemoryOutputStream>();
-    MemoryOutputStream* sink = owned.get();
+    auto owned = std::make_unique<RecordingOutputStream>();
+    RecordingOutputStream* sink = owned.get();
     owned->destroyed = &destroyed;
     {
         CountingOutputStream counting(std::move(owned));
@@ -642,7 +571,7 @@ TEST(CountingOutputStream, OwningFormDestroysTheSinkWithoutClosingIt) {
 }
 
 TEST(CountingOutputStream, BorrowingFormLeavesTheSinkUnclosed) {
-    MemoryOutputStream sink;
+    RecordingOutputStream sink;
     { CountingOutputStream counting(sink); }
     EXPECT_EQ(sink.closeCalls, 0);
     EXPECT_EQ(sink.flushCalls, 0);

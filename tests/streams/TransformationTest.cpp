@@ -1,23 +1,28 @@
 // TransformationTest.cpp: zlib and AES transformations and the two streams that carry them.
 #include "streams/Transformation.h"
 
+#include "StreamTestSupport.h"
+#include "TestFiles.h"
 #include "common/OVException.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <mbedtls/aes.h>
 #include <random>
 #include <string>
-#include <unistd.h>
 #include <zlib.h>
 
 namespace {
+
+using streamtest::ReadAll;
+using streamtest::ScriptedInputStream;
+using testfiles::Quote;
+using testfiles::ReadFileBytes;
+using testfiles::RunCommand;
+using testfiles::WriteFileBytes;
 
 ByteBuffer randomBytes(size_t size, uint32_t seed) {
     std::mt19937 generator(seed);
@@ -46,31 +51,6 @@ ByteBuffer hex(const std::string& text) {
     return bytes;
 }
 
-// A source over memory; `maxChunk` above 0 makes every read short.
-class BytesSource : public InputStream {
-public:
-    explicit BytesSource(ByteBuffer data, int64_t maxChunk = 0)
-        : data(std::move(data)), maxChunk(maxChunk) {}
-
-    int64_t read(uint8_t* buffer, int64_t length) override {
-        const int64_t left = static_cast<int64_t>(data.size()) - position;
-        if (left == 0)
-            return -1;
-        int64_t take = std::min(length, left);
-        if (maxChunk > 0)
-            take = std::min(take, maxChunk);
-        std::memcpy(buffer, data.data() + position, static_cast<size_t>(take));
-        position += take;
-        return take;
-    }
-    using InputStream::read;
-
-private:
-    ByteBuffer data;
-    int64_t position = 0;
-    int64_t maxChunk;
-};
-
 // A sink into a buffer the test keeps.
 class BytesSink : public OutputStream {
 public:
@@ -90,18 +70,6 @@ private:
     int* flushes;
 };
 
-ByteBuffer readAll(InputStream& stream, int64_t chunk = 4096) {
-    ByteBuffer result;
-    ByteBuffer buffer(static_cast<size_t>(chunk));
-    for (;;) {
-        const int64_t got = stream.read(buffer.data(), chunk);
-        if (got < 0)
-            break;
-        result.insert(result.end(), buffer.begin(), buffer.begin() + got);
-    }
-    return result;
-}
-
 // Writes `data` through `transformation` in pieces of `piece` bytes; the stream's destructor
 // finishes it.
 ByteBuffer writeThrough(std::unique_ptr<MTransformation> transformation, const ByteBuffer& data,
@@ -118,9 +86,9 @@ ByteBuffer writeThrough(std::unique_ptr<MTransformation> transformation, const B
 
 ByteBuffer readThrough(MTransformation& transformation, const ByteBuffer& data,
                        int64_t chunk = 4096, int64_t sourceChunk = 0) {
-    TransformationInputStream stream(std::make_unique<BytesSource>(data, sourceChunk),
+    TransformationInputStream stream(std::make_unique<ScriptedInputStream>(data, sourceChunk),
                                      transformation);
-    return readAll(stream, chunk);
+    return ReadAll(stream, chunk);
 }
 
 ByteBuffer deflateRaw(const ByteBuffer& data) {
@@ -209,7 +177,7 @@ TEST(ZlibTransformationTest, CorruptionAfterGoodDataFailsRatherThanEnding) {
     const ByteBuffer bad = {0x00, 0x05, 0x00, 0xFA, 0xFF, 'h', 'e', 'l', 'l', 'o',
                             0x01, 0x05, 0x00, 0x00, 0x00, 'w', 'o', 'r', 'l', 'd'};
     ZlibTransformation inflater(false, true);
-    TransformationInputStream stream(std::make_unique<BytesSource>(bad), inflater);
+    TransformationInputStream stream(std::make_unique<ScriptedInputStream>(bad), inflater);
     ByteBuffer got;
     uint8_t buffer[5];
     const OVException e = thrown([&] {
@@ -294,40 +262,33 @@ TEST(ZlibTransformationTest, OutputStreamFlushFinishesOnceAndFlushesSink) {
 class PythonZlibTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        dir = std::filesystem::temp_directory_path() /
-              ("orv_transform_" + std::to_string(::getpid()) + "_" +
-               ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::create_directories(dir);
-        std::ofstream(dir / "zlibtool.py") << "import sys, zlib\n"
-                                              "mode, src, dst = sys.argv[1:4]\n"
-                                              "data = open(src, 'rb').read()\n"
-                                              "if mode == 'c':\n"
-                                              "    c = zlib.compressobj(wbits=-15)\n"
-                                              "    out = c.compress(data) + c.flush()\n"
-                                              "else:\n"
-                                              "    d = zlib.decompressobj(-15)\n"
-                                              "    out = d.decompress(data) + d.flush()\n"
-                                              "    assert d.eof, 'stream not finished'\n"
-                                              "open(dst, 'wb').write(out)\n";
+        WriteFileBytes(folder.At("zlibtool.py"), "import sys, zlib\n"
+                                                 "mode, src, dst = sys.argv[1:4]\n"
+                                                 "data = open(src, 'rb').read()\n"
+                                                 "if mode == 'c':\n"
+                                                 "    c = zlib.compressobj(wbits=-15)\n"
+                                                 "    out = c.compress(data) + c.flush()\n"
+                                                 "else:\n"
+                                                 "    d = zlib.decompressobj(-15)\n"
+                                                 "    out = d.decompress(data) + d.flush()\n"
+                                                 "    assert d.eof, 'stream not finished'\n"
+                                                 "open(dst, 'wb').write(out)\n");
     }
-    void TearDown() override { std::filesystem::remove_all(dir); }
 
     ByteBuffer python(char mode, const ByteBuffer& data) {
-        const auto src = dir / "in.bin";
-        const auto dst = dir / "out.bin";
-        std::ofstream(src, std::ios::binary)
-            .write(reinterpret_cast<const char*>(data.data()),
-                   static_cast<std::streamsize>(data.size()));
+        const std::string src = folder.At("in.bin");
+        const std::string dst = folder.At("out.bin");
+        WriteFileBytes(src, std::string(data.begin(), data.end()));
         std::filesystem::remove(dst);
-        const std::string command = std::string("\"") + ORV_PYTHON3 + "\" \"" +
-                                    (dir / "zlibtool.py").string() + "\" " + mode + " \"" +
-                                    src.string() + "\" \"" + dst.string() + "\"";
-        EXPECT_EQ(std::system(command.c_str()), 0) << command;
-        std::ifstream file(dst, std::ios::binary);
-        return ByteBuffer(std::istreambuf_iterator<char>(file), {});
+        const std::string command = Quote(ORV_PYTHON3) + " " + Quote(folder.At("zlibtool.py")) +
+                                    " " + mode + " " + Quote(src) + " " + Quote(dst);
+        std::string output;
+        EXPECT_EQ(RunCommand(command, &output), 0) << command << "\n" << output;
+        const std::string bytes = ReadFileBytes(dst);
+        return ByteBuffer(bytes.begin(), bytes.end());
     }
 
-    std::filesystem::path dir;
+    testfiles::TempFolder folder;
 };
 
 TEST_F(PythonZlibTest, PythonInflatesWhatTheOutputStreamDeflates) {

@@ -1,23 +1,32 @@
 // TestFiles.cpp: the helpers of TestFiles.h.
 #include "TestFiles.h"
 
+#include <algorithm>
+#include <arpa/inet.h>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <netinet/in.h>
 #include <sstream>
 #include <stdexcept>
+#include <sys/socket.h>
 #include <sys/wait.h>
+#include <unistd.h>
+#include <utf8.h>
 
 namespace testfiles {
 
 namespace fs = std::filesystem;
 
-TempFolder::TempFolder() {
-    std::string pattern = (fs::temp_directory_path() / "orvtest-XXXXXX").string();
+TempFolder::TempFolder() : TempFolder(fs::temp_directory_path()) {}
+
+TempFolder::TempFolder(const fs::path& parent) {
+    std::string pattern = (parent / "orvtest-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) {
-        throw std::runtime_error("cannot make a temporary folder");
+        throw std::runtime_error("cannot make a temporary folder below " + parent.string());
     }
     path = pattern;
 }
@@ -35,6 +44,10 @@ TempFolder::~TempFolder() {
     fs::remove_all(path, ignored);
 }
 
+std::u16string TempFolder::WidePath() const { return Wide(path.string()); }
+
+std::u16string TempFolder::WideAt(const std::string& name) const { return Wide(At(name)); }
+
 std::string ReadFileBytes(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::ostringstream bytes;
@@ -50,6 +63,20 @@ bool WriteFileBytes(const std::string& path, const std::string& bytes) {
     return static_cast<bool>(file.flush());
 }
 
+bool Exists(const std::string& path) {
+    std::error_code ignored;
+    return fs::exists(fs::symlink_status(path, ignored));
+}
+
+std::vector<std::string> ListNames(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
 std::map<std::string, std::string> FilesBelow(const std::string& root) {
     std::map<std::string, std::string> files;
     std::error_code ignored;
@@ -62,18 +89,16 @@ std::map<std::string, std::string> FilesBelow(const std::string& root) {
     return files;
 }
 
-std::string MonitoredPartXml(const std::string& checkUrl) {
-    return R"(<?xml version="1.0" encoding="UTF-8"?>
-<Symbol>
-  <ParamSection>
-    <Parameters>
-      <String Name="check_url"><Value><![CDATA[")" +
-           checkUrl + R"("]]></Value></String>
-      <RealNum Name="uptodate"><Value>0</Value></RealNum>
-    </Parameters>
-  </ParamSection>
-</Symbol>
-)";
+std::u16string Wide(const std::string& utf8) {
+    std::u16string utf16;
+    utf8::utf8to16(utf8.begin(), utf8.end(), std::back_inserter(utf16));
+    return utf16;
+}
+
+std::string Narrow(const std::u16string& utf16) {
+    std::string utf8;
+    utf8::utf16to8(utf16.begin(), utf16.end(), std::back_inserter(utf8));
+    return utf8;
 }
 
 std::string Quote(const std::string& text) {
@@ -99,6 +124,25 @@ int RunCommand(const std::string& command, std::string* output) {
         *output = printed;
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+int UnusedPort() {
+    const int fd = socket(AF_INET, SOCK_STREAM, 0);
+    if (fd < 0) {
+        throw std::runtime_error("no socket for a free port");
+    }
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = 0;
+    socklen_t size = sizeof address;
+    const bool found = bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+                       getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) == 0;
+    close(fd);
+    if (!found) {
+        throw std::runtime_error("no free port on 127.0.0.1");
+    }
+    return ntohs(address.sin_port);
 }
 
 }  // namespace testfiles

@@ -1,17 +1,22 @@
 // TestFiles.h: what tests of every subsystem need around them: a temporary folder, whole-file
-// reads and writes, and commands run through the shell.
+// reads and writes, UTF-8 and UTF-16 text, commands run through the shell and a free port.
 #pragma once
 
 #include <filesystem>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace testfiles {
 
-// A fresh folder under the system temporary folder, removed with everything in it at the end.
+// A fresh folder, removed with everything in it at the end. Its paths come as the runtime takes
+// them too: wide text is UTF-16 (the runtime's WString).
 class TempFolder {
 public:
+    // Below the system's temporary folder: TMPDIR when it is set.
     TempFolder();
+    // Below `parent`, for a folder on another file system than the temporary folder's.
+    explicit TempFolder(const std::filesystem::path& parent);
     ~TempFolder();
     TempFolder(const TempFolder&) = delete;
     TempFolder& operator=(const TempFolder&) = delete;
@@ -19,6 +24,8 @@ public:
     const std::filesystem::path& Path() const { return path; }
     // `name` below the folder.
     std::string At(const std::string& name) const { return (path / name).string(); }
+    std::u16string WidePath() const;
+    std::u16string WideAt(const std::string& name) const;
 
 private:
     std::filesystem::path path;
@@ -28,16 +35,24 @@ private:
 std::string ReadFileBytes(const std::string& path);
 // Writes `bytes` as the whole file, making missing folders; true on success.
 bool WriteFileBytes(const std::string& path, const std::string& bytes);
+// Whether anything stands at `path`; a link counts, even one to nothing.
+bool Exists(const std::string& path);
+// The names directly in `folder`, sorted.
+std::vector<std::string> ListNames(const std::string& folder);
 // Every regular file below `root`, by its path relative to `root`, with its bytes.
 std::map<std::string, std::string> FilesBelow(const std::string& root);
 
-// A GDL library part that the add-on monitors: `check_url` and `uptodate` 0, nothing else.
-std::string MonitoredPartXml(const std::string& checkUrl);
+// UTF-8 text as UTF-16, and back; text that is not valid throws.
+std::u16string Wide(const std::string& utf8);
+std::string Narrow(const std::u16string& utf16);
 
 // `text` in single quotes, for a shell command line.
 std::string Quote(const std::string& text);
 // Runs `command` through the shell; its exit status, and what it printed (standard output and
 // standard error together) in `output` when given.
 int RunCommand(const std::string& command, std::string* output = nullptr);
+
+// A port on 127.0.0.1 that was free a moment ago: bound and closed again, so nothing listens.
+int UnusedPort();
 
 }  // namespace testfiles

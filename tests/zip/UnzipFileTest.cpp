@@ -20,6 +20,7 @@ namespace fs = std::filesystem;
 using ziptest::FilesBelow;
 using ziptest::ForbidRenames;
 using ziptest::InChild;
+using ziptest::ListNames;
 using ziptest::Narrow;
 using ziptest::ReadFileBytes;
 using ziptest::RunCommand;
@@ -29,15 +30,6 @@ using ziptest::Wide;
 using ziptest::WriteFileBytes;
 
 namespace {
-
-// Names directly in `folder`, sorted.
-std::vector<std::string> NamesIn(const std::string& folder) {
-    std::vector<std::string> names;
-    for (const auto& item : fs::directory_iterator(folder))
-        names.push_back(item.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
 
 // Keeps the log file of these tests in a temporary folder, and gives what the console sink (which
 // takes the error entries) received since construction.
@@ -106,7 +98,7 @@ TEST_F(UnzipFileTest, TargetEndingInBackslashGetsNoSecondSeparator) {
     ASSERT_TRUE(WriteFileBytes(temp.At("out/blocked"), "a file"));
     EXPECT_THROW(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out\\")), false), OVException);
     EXPECT_EQ(ReadFileBytes(temp.At("out/a.txt")), "alpha");
-    EXPECT_EQ(NamesIn(temp.Path()), (std::vector<std::string>{"a.zip", "out"}));
+    EXPECT_EQ(ListNames(temp.Path()), (std::vector<std::string>{"a.zip", "out"}));
     EXPECT_FALSE(fs::exists(temp.At("out\\")));
     const std::string logged = log.Since();
     EXPECT_NE(logged.find("failed to create target directory: " + temp.At("out/blocked/x.tx")),
@@ -201,12 +193,12 @@ TEST_F(UnzipFileTest, MissingArchiveThrows) {
 void ExpectRefused(const TempFolder& temp, const LogWatch& log, const std::string& name) {
     const std::string archive = temp.At("a.zip");
     MakeArchive(archive, {{"good.txt", "good"}, {name, "evil"}});
-    const std::vector<std::string> before = NamesIn(temp.Path());
+    const std::vector<std::string> before = ListNames(temp.Path());
     EXPECT_TRUE(CUtils::UnzipFile(Wide(archive), Wide(temp.At("box/out")), false));
     const std::map<std::string, std::string> expected = {{"good.txt", "good"}};
     EXPECT_EQ(FilesBelow(temp.At("box/out")), expected) << name;
     EXPECT_EQ(FilesBelow(temp.At("box")).size(), 1u) << name;
-    std::vector<std::string> after = NamesIn(temp.Path());
+    std::vector<std::string> after = ListNames(temp.Path());
     after.erase(std::remove(after.begin(), after.end(), "box"), after.end());
     EXPECT_EQ(after, before) << name;
     // The console sink keeps each line without its last character.

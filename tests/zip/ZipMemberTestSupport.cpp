@@ -130,16 +130,4 @@ std::unique_ptr<ZipFileMemberDataInputStream> Reader(ZipFile* zip, const ByteBuf
                                                           spec.hasCrc, spec.crc, spec.pkwareCheck);
 }
 
-ByteBuffer ReadAll(InputStream& stream, int64_t chunk) {
-    ByteBuffer all;
-    ByteBuffer buffer(static_cast<size_t>(chunk));
-    for (;;) {
-        const int64_t got = stream.read(buffer.data(), chunk);
-        if (got < 0)
-            break;
-        all.insert(all.end(), buffer.begin(), buffer.begin() + got);
-    }
-    return all;
-}
-
 }  // namespace zipmembertest

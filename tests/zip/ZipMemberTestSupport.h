@@ -2,6 +2,7 @@
 // data security provider, sample data and the members made of it, and readers over them.
 #pragma once
 
+#include "StreamTestSupport.h"
 #include "common/OVException.h"
 #include "streams/MemoryStreams.h"
 #include "zip/ZipFile.h"
@@ -70,7 +71,7 @@ struct MemberSpec {
 
 std::unique_ptr<ZipFileMemberDataInputStream> Reader(ZipFile* zip, const ByteBuffer& data,
                                                      const MemberSpec& spec);
-ByteBuffer ReadAll(InputStream& stream, int64_t chunk = 4096);
+using streamtest::ReadAll;
 
 // Runs `action` and gives the OVException it threw; fails the test when nothing was thrown.
 template <typename Action> OVException Thrown(Action action) {

@@ -29,7 +29,8 @@ void MakeArchive(const ziptest::TempFolder& folder, const std::string& content,
                  const std::string& command) {
     ASSERT_TRUE(ziptest::WriteFileBytes(folder.At("f.txt"), content));
     std::string output;
-    ASSERT_EQ(ziptest::RunCommand("cd '" + folder.Path() + "' && " + command, &output), 0)
+    ASSERT_EQ(
+        ziptest::RunCommand("cd " + ziptest::Quote(folder.Path()) + " && " + command, &output), 0)
         << output;
 }
 

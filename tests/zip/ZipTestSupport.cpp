@@ -1,8 +1,6 @@
 // ZipTestSupport.cpp: helpers shared by the ZIP library's tests.
 #include "ZipTestSupport.h"
 
-#include "common/CUtils.h"
-
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -23,8 +21,6 @@ namespace fs = std::filesystem;
 
 namespace ziptest {
 
-WString TempFolder::WideAt(const std::string& name) const { return Wide(At(name)); }
-
 bool RunPython(const std::string& script, const std::string& archive, std::string* output) {
     // The program goes through a file beside the archive, so that no quoting is needed.
     const std::string programPath = archive + ".py";
@@ -34,15 +30,11 @@ bool RunPython(const std::string& script, const std::string& archive, std::strin
     if (!WriteFileBytes(programPath, program))
         return false;
     const int status =
-        RunCommand(std::string(ORV_PYTHON3) + " '" + programPath + "' '" + archive + "'", output);
+        RunCommand(Quote(ORV_PYTHON3) + " " + Quote(programPath) + " " + Quote(archive), output);
     std::error_code ignored;
     fs::remove(programPath, ignored);
     return status == 0;
 }
-
-WString Wide(const std::string& utf8) { return CUtils::StringUTF8ToWstring(utf8); }
-
-std::string Narrow(const WString& wide) { return CUtils::WstringToStringUTF8(wide); }
 
 // Runs `body` in a forked child and gives the report it returned, or what went wrong with it.
 std::string InChild(const std::function<std::string()>& body) {

@@ -1,10 +1,10 @@
-// ZipTestSupport.h: helpers shared by the ZIP library's tests: a temporary folder, shell
-// commands, archives made by python3's zipfile module, and whole-file reads and writes.
+// ZipTestSupport.h: helpers shared by the ZIP library's tests: archives made by python3's zipfile
+// module, damaged inputs, failures kept in a child process, and the shared test helpers (a
+// temporary folder, shell commands, whole-file reads and writes, wide text) under this namespace.
 #pragma once
 
 #include "TestFiles.h"
 #include "common/OVException.h"
-#include "common/WideString.h"
 
 #include <cstdint>
 #include <exception>
@@ -16,20 +16,14 @@
 namespace ziptest {
 
 using testfiles::FilesBelow;
+using testfiles::ListNames;
+using testfiles::Narrow;
 using testfiles::Quote;
 using testfiles::ReadFileBytes;
 using testfiles::RunCommand;
+using testfiles::TempFolder;
+using testfiles::Wide;
 using testfiles::WriteFileBytes;
-
-// The shared temporary folder, with its paths as the ZIP library takes them: UTF-8 and wide.
-class TempFolder : public testfiles::TempFolder {
-public:
-    const std::string& Path() const { return path; }
-    WString WideAt(const std::string& name) const;
-
-private:
-    std::string path = testfiles::TempFolder::Path().string();
-};
 
 // Runs a python3 program (ORV_PYTHON3) whose text is `script`; `archive` is its argument,
 // readable as `sys.argv[1]` and as the variable `path`, with `zipfile` already imported.
@@ -63,9 +57,5 @@ struct DamageTally {
 std::string InChild(const std::function<std::string()>& body);
 // Makes every rename of this process fail with EPERM; false where the system has no filters.
 bool ForbidRenames();
-
-// Text as wide text, and back.
-WString Wide(const std::string& utf8);
-std::string Narrow(const WString& wide);
 
 }  // namespace ziptest

@@ -154,7 +154,7 @@ TEST_F(DeferredPresentation, SummaryDialogListsEveryRecordWithItsState) {
     MakeMonitoredPart("A/Offered.xml", CheckUrl("D01", "1.0"));
     MakeMonitoredPart("B/Current.xml", CheckUrl("D01", "2.0"));
     MakeMonitoredPart("C/Failed.xml", CheckUrl("id=D01&version=1.0&fault_status=500"));
-    MakePart("D/Plain.xml", {NumberParameter("uptodate", 0)});
+    MakePart("D/Plain.xml", {GdlNumberParameter("uptodate", 0)});
     MakeProject({{Guid(1), 6, "A/Offered.xml"}});
 
     const RunResult run = RunScript({});
@@ -197,7 +197,7 @@ TEST_F(DeferredPresentation, SavedProjectHoldsEachElementsState) {
     MakeMonitoredPart("Windows/Beta.xml", CheckUrl("D01", "2.1-beta"));
     MakeMonitoredPart("Objects/Old.xml", CheckUrl("L01", "1.0"));
     MakeMonitoredPart("Lamps/Offered.xml", CheckUrl("D01", "1.1"));
-    MakePart("Objects/Plain.xml", {NumberParameter("uptodate", 0)});
+    MakePart("Objects/Plain.xml", {GdlNumberParameter("uptodate", 0)});
     MakeProject({{Guid(1), 5, "Doors/Current.xml"},
                  {Guid(2), 4, "Windows/Beta.xml"},
                  {Guid(3), 6, "Objects/Old.xml"},

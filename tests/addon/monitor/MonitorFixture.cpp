@@ -3,15 +3,11 @@
 #include "MonitorFixture.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <cctype>
 #include <chrono>
 #include <cstdio>
 #include <future>
-#include <netinet/in.h>
 #include <sstream>
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace monitortest {
 
@@ -53,14 +49,6 @@ std::string JsonText(const Json::Value& value) {
 }
 
 }  // namespace
-
-std::string TextParameter(const std::string& name, const std::string& value) {
-    return "<String Name=\"" + name + "\"><Value><![CDATA[\"" + value + "\"]]></Value></String>";
-}
-
-std::string NumberParameter(const std::string& name, double value) {
-    return "<RealNum Name=\"" + name + "\"><Value>" + NumberText(value) + "</Value></RealNum>";
-}
 
 std::string TextArrayParameter(const std::string& name, const std::string& value) {
     return "<String Name=\"" + name +
@@ -143,34 +131,15 @@ std::string MonitorTest::BodyUrl(const std::string& body) const {
     return CheckUrl("id=D01&version=1.0&fault_body=" + PercentEncoded(body));
 }
 
-int MonitorTest::UnusedPort() {
-    // Bound and closed at once: nobody listens there afterwards.
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = 0;
-    bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    socklen_t size = sizeof address;
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
-    close(fd);
-    return ntohs(address.sin_port);
-}
-
 void MonitorTest::MakePart(const std::string& relative,
                            const std::vector<std::string>& parameters) {
-    std::string xml = "<Symbol>\n  <ParamSection>\n    <Parameters>\n";
-    for (const std::string& parameter : parameters) {
-        xml += "      " + parameter + "\n";
-    }
-    xml += "    </Parameters>\n  </ParamSection>\n</Symbol>\n";
-    ASSERT_TRUE(WriteFileBytes(LibraryPath(relative), xml));
+    ASSERT_TRUE(WriteFileBytes(LibraryPath(relative), testfiles::GdlPartXml(parameters)));
 }
 
 void MonitorTest::MakeMonitoredPart(const std::string& relative, const std::string& checkUrl,
                                     double uptodate) {
-    MakePart(relative, {TextParameter("check_url", checkUrl), NumberParameter("uptodate", uptodate),
-                        NumberParameter("A", 0.9)});
+    MakePart(relative, {GdlTextParameter("check_url", checkUrl),
+                        GdlNumberParameter("uptodate", uptodate), GdlNumberParameter("A", 0.9)});
 }
 
 void MonitorTest::MakeProject(const std::vector<ElementEntry>& elements) {

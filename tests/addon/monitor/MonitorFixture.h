@@ -3,6 +3,7 @@
 // service's request log.
 #pragma once
 
+#include "GdlPartXml.h"
 #include "TestFiles.h"
 #include "service/VersionService.h"
 
@@ -45,9 +46,12 @@ struct RunResult {
     std::vector<Json::Value> trace;  // one parsed object a line
 };
 
-// GDL parameters as they stand in a part's XML.
-std::string TextParameter(const std::string& name, const std::string& value);
-std::string NumberParameter(const std::string& name, double value);
+using testfiles::GdlNumberParameter;
+using testfiles::GdlTextParameter;
+using testfiles::UnusedPort;
+
+// One-value array parameters as they stand in a part's XML, for parts whose parameters the add-on
+// must pass over.
 std::string TextArrayParameter(const std::string& name, const std::string& value);
 std::string NumberArrayParameter(const std::string& name, double value);
 
@@ -79,9 +83,6 @@ protected:
     std::string CheckUrl(const std::string& id, const std::string& version) const;
     // A check_url whose answer is exactly `body`, status 200.
     std::string BodyUrl(const std::string& body) const;
-    // A port on 127.0.0.1 where nothing listens.
-    static int UnusedPort();
-
     // Library/RELATIVE with these parameters.
     void MakePart(const std::string& relative, const std::vector<std::string>& parameters);
     // A monitored part: check_url and uptodate.

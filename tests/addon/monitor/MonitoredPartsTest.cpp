@@ -11,8 +11,8 @@ namespace {
 using MonitoredParts = MonitorTest;
 
 TEST_F(MonitoredParts, LibraryWithoutCheckUrlMakesNoRecordNoTimerNoDialog) {
-    MakePart("Objects/Chair.xml", {NumberParameter("uptodate", 0), NumberParameter("A", 1)});
-    MakePart("Doors/Plain.xml", {TextParameter("title", "door")});
+    MakePart("Objects/Chair.xml", {GdlNumberParameter("uptodate", 0), GdlNumberParameter("A", 1)});
+    MakePart("Doors/Plain.xml", {GdlTextParameter("title", "door")});
     MakeProject({{Guid(1), 6, "Objects/Chair.xml"}, {Guid(2), 5, "Doors/Plain.xml"}});
 
     const RunResult run = RunScript({"wait 5000"});
@@ -26,7 +26,7 @@ TEST_F(MonitoredParts, LibraryWithoutCheckUrlMakesNoRecordNoTimerNoDialog) {
 }
 
 TEST_F(MonitoredParts, PartWithCheckUrlButWithoutUptodateIsNotMonitored) {
-    MakePart("Objects/NoState.xml", {TextParameter("check_url", CheckUrl("D01", "1.0"))});
+    MakePart("Objects/NoState.xml", {GdlTextParameter("check_url", CheckUrl("D01", "1.0"))});
     // A monitored part beside it shows that the scan did run.
     MakeMonitoredPart("Objects/Watched.xml", CheckUrl("L01", "1.5"));
     MakeProject({{Guid(1), 6, "Objects/NoState.xml"}, {Guid(2), 6, "Objects/Watched.xml"}});
@@ -41,7 +41,7 @@ TEST_F(MonitoredParts, PartWithCheckUrlButWithoutUptodateIsNotMonitored) {
 }
 
 TEST_F(MonitoredParts, PartWithUptodateButWithoutCheckUrlIsNotMonitored) {
-    MakePart("Objects/NoUrl.xml", {NumberParameter("uptodate", 0)});
+    MakePart("Objects/NoUrl.xml", {GdlNumberParameter("uptodate", 0)});
     MakeMonitoredPart("Objects/Watched.xml", CheckUrl("L01", "1.5"));
     MakeProject({{Guid(1), 6, "Objects/NoUrl.xml"}, {Guid(2), 6, "Objects/Watched.xml"}});
 
@@ -54,7 +54,8 @@ TEST_F(MonitoredParts, PartWithUptodateButWithoutCheckUrlIsNotMonitored) {
 }
 
 TEST_F(MonitoredParts, PartWithEmptyCheckUrlIsNotMonitored) {
-    MakePart("Objects/Empty.xml", {TextParameter("check_url", ""), NumberParameter("uptodate", 0)});
+    MakePart("Objects/Empty.xml",
+             {GdlTextParameter("check_url", ""), GdlNumberParameter("uptodate", 0)});
     MakeProject({{Guid(1), 6, "Objects/Empty.xml"}});
 
     const RunResult run = RunScript({});
@@ -66,8 +67,8 @@ TEST_F(MonitoredParts, PartWithEmptyCheckUrlIsNotMonitored) {
 }
 
 TEST_F(MonitoredParts, ParameterNamesAreMatchedWithTheirCase) {
-    MakePart("Objects/Upper.xml",
-             {TextParameter("Check_URL", CheckUrl("D01", "1.0")), NumberParameter("UpToDate", 0)});
+    MakePart("Objects/Upper.xml", {GdlTextParameter("Check_URL", CheckUrl("D01", "1.0")),
+                                   GdlNumberParameter("UpToDate", 0)});
     MakeProject({{Guid(1), 6, "Objects/Upper.xml"}});
 
     const RunResult run = RunScript({});
@@ -79,7 +80,7 @@ TEST_F(MonitoredParts, ParameterNamesAreMatchedWithTheirCase) {
 
 TEST_F(MonitoredParts, CheckUrlDeclaredAsArrayIsSkipped) {
     MakePart("Objects/ArrayUrl.xml", {TextArrayParameter("check_url", CheckUrl("D01", "1.0")),
-                                      NumberParameter("uptodate", 0)});
+                                      GdlNumberParameter("uptodate", 0)});
     MakeMonitoredPart("Objects/Watched.xml", CheckUrl("L01", "1.5"));
     MakeProject(
         {{Guid(1), 6, "Objects/ArrayUrl.xml", std::nullopt}, {Guid(2), 6, "Objects/Watched.xml"}});
@@ -94,7 +95,7 @@ TEST_F(MonitoredParts, CheckUrlDeclaredAsArrayIsSkipped) {
 }
 
 TEST_F(MonitoredParts, UptodateDeclaredAsArrayIsSkipped) {
-    MakePart("Objects/ArrayState.xml", {TextParameter("check_url", CheckUrl("D01", "1.0")),
+    MakePart("Objects/ArrayState.xml", {GdlTextParameter("check_url", CheckUrl("D01", "1.0")),
                                         NumberArrayParameter("uptodate", 0)});
     MakeMonitoredPart("Objects/Watched.xml", CheckUrl("L01", "1.5"));
     MakeProject({{Guid(1), 6, "Objects/ArrayState.xml", std::nullopt},
@@ -345,7 +346,7 @@ TEST_F(MonitoredParts, LibraryEventCommandIsRolledBackAndThrowsWhenTheLastListed
 }
 
 TEST_F(MonitoredParts, LibraryEventWithAnIndexOfAnUnmonitoredPartDoesNothing) {
-    MakePart("A/Plain.xml", {NumberParameter("uptodate", 0)});
+    MakePart("A/Plain.xml", {GdlNumberParameter("uptodate", 0)});
     MakeProject({{Guid(1), 6, "A/Plain.xml"}});
 
     const RunResult run = RunScript({"event library 1"});

@@ -99,10 +99,9 @@ std::optional<RowView> RowNamed(const Json::Value& dialog, const std::string& na
 
 // A library part's XML as orvhost reads it, for the files the service hands out.
 std::string PartXml(const std::string& checkUrl, const std::string& marker) {
-    return "<Symbol>\n  <ParamSection>\n    <Parameters>\n      " +
-           TextParameter("check_url", checkUrl) + "\n      " + NumberParameter("uptodate", 0) +
-           "\n      " + TextParameter("origin", marker) +
-           "\n    </Parameters>\n  </ParamSection>\n</Symbol>\n";
+    return testfiles::GdlPartXml({GdlTextParameter("check_url", checkUrl),
+                                  GdlNumberParameter("uptodate", 0),
+                                  GdlTextParameter("origin", marker)});
 }
 
 class ObjectUpdateTest : public MonitorTest {
@@ -252,7 +251,7 @@ protected:
 TEST_F(ObjectUpdateTest, SuccessShowsReopenTextAndRowReadsAsFailure) {
     const std::string newPart = "new part file\n";
     PlainPartOnOffer("P01", {"", "P01.xml", newPart});
-    MakePart("Plain/Other.xml", {NumberParameter("A", 1)});
+    MakePart("Plain/Other.xml", {GdlNumberParameter("A", 1)});
     const std::string other = ReadFileBytes(LibraryPath("Plain/Other.xml"));
 
     const RunResult run = PressOnce();
@@ -384,7 +383,7 @@ TEST_F(ObjectUpdateTest, PartRemovedWhileDialogOpenShowsOldObjectNotFound) {
 TEST_F(ObjectUpdateTest, NoContentDispositionPlainBodyTargetsTheFolderAndFails) {
     PlainPartOnOffer("P01",
                      {"", "P01.xml", "new part file\n", R"({"no_content_disposition": true})"});
-    MakePart("Plain/Other.xml", {NumberParameter("A", 1)});
+    MakePart("Plain/Other.xml", {GdlNumberParameter("A", 1)});
     const auto before = FilesBelow(LibraryPath("Plain"));
 
     const RunResult run = PressOnce();
@@ -488,9 +487,9 @@ TEST_F(ObjectUpdateTest, ZipReplacesTheFilesOfThePartFolderAndLeavesTheRest) {
         ZipBytes({{"Z01.xml", "new zipped part\n"}, {"Sub/New.txt", "a new file\n"}});
     Serve({{"Z01", "Z01-2.0.zip", zip}});
     MakeMonitoredPart("Zipped/Z01.xml", CheckUrl("Z01", "1.0"));
-    MakePart("Zipped/Other.xml", {NumberParameter("A", 1)});
+    MakePart("Zipped/Other.xml", {GdlNumberParameter("A", 1)});
     ASSERT_TRUE(WriteFileBytes(LibraryPath("Zipped/Sub/Old.txt"), "old\n"));
-    MakePart("Elsewhere/E01.xml", {NumberParameter("A", 2)});
+    MakePart("Elsewhere/E01.xml", {GdlNumberParameter("A", 2)});
     MakeProject({});
     auto expected = FilesBelow(LibraryPath(""));
 
@@ -509,7 +508,7 @@ TEST_F(ObjectUpdateTest, ZipOverwritesANeighbouringPartsFileInTheSameFolder) {
         ZipBytes({{"Z01.xml", "new zipped part\n"}, {"Other.xml", "the archive's other\n"}});
     Serve({{"Z01", "Z01-2.0.zip", zip}});
     MakeMonitoredPart("Zipped/Z01.xml", CheckUrl("Z01", "1.0"));
-    MakePart("Zipped/Other.xml", {NumberParameter("A", 1)});
+    MakePart("Zipped/Other.xml", {GdlNumberParameter("A", 1)});
     MakeProject({});
 
     const RunResult run = PressOnce();
@@ -631,7 +630,7 @@ TEST_F(ObjectUpdateTest, OpenUpdateBothKindsThenReopenFindsThemUpToDate) {
 
     MakeMonitoredPart("Keep/K01.xml", CheckUrl("K01", "1.0"));
     MakeMonitoredPart("Plain/P01.xml", CheckUrl("P01", "1.0"));
-    MakePart("Zipped/Other.xml", {NumberParameter("A", 1)});
+    MakePart("Zipped/Other.xml", {GdlNumberParameter("A", 1)});
     MakeMonitoredPart("Zipped/Z01.xml", CheckUrl("Z01", "1.0"));
     MakeProject({{Guid(1), 6, "Plain/P01.xml"},
                  {Guid(2), 6, "Zipped/Z01.xml"},

@@ -1,5 +1,6 @@
 // OrvhostTest.cpp: orvhost as a user runs it: command line, projects on disk, trace, and the
 // probe module that checks every host operation from the add-on's side.
+#include "GdlPartXml.h"
 #include "TestFiles.h"
 
 #include <algorithm>
@@ -25,23 +26,15 @@ const std::string kPlainPart =
     testfiles::MonitoredPartXml("http://127.0.0.1:1/check?id=1&version=1");
 
 std::string ArraysPart() {
-    return R"(<?xml version="1.0" encoding="UTF-8"?>
-<Symbol>
-  <ParamSection>
-    <Parameters>
-      <RealNum Name="grid">
-        <ArrayValues FirstDimension="3" SecondDimension="2">
-          <AVal Row="1" Column="1">1</AVal><AVal Row="1" Column="2">2</AVal>
-          <AVal Row="2" Column="1">3</AVal><AVal Row="2" Column="2">4</AVal>
-          <AVal Row="3" Column="1">5</AVal><AVal Row="3" Column="2">6</AVal>
-        </ArrayValues>
-      </RealNum>
-      <String Name="long"><Value><![CDATA[")" +
-           std::string(300, 'x') + R"("]]></Value></String>
-    </Parameters>
-  </ParamSection>
-</Symbol>
-)";
+    return testfiles::GdlPartXml(
+        {"<RealNum Name=\"grid\">\n"
+         "<ArrayValues FirstDimension=\"3\" SecondDimension=\"2\">\n"
+         "<AVal Row=\"1\" Column=\"1\">1</AVal><AVal Row=\"1\" Column=\"2\">2</AVal>\n"
+         "<AVal Row=\"2\" Column=\"1\">3</AVal><AVal Row=\"2\" Column=\"2\">4</AVal>\n"
+         "<AVal Row=\"3\" Column=\"1\">5</AVal><AVal Row=\"3\" Column=\"2\">6</AVal>\n"
+         "</ArrayValues>\n"
+         "</RealNum>",
+         testfiles::GdlTextParameter("long", std::string(300, 'x'))});
 }
 
 class Orvhost : public ::testing::Test {

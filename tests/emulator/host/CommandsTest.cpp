@@ -28,7 +28,7 @@ TEST_F(Commands, ChangedValuesAreSavedWithTheProject) {
     ASSERT_EQ(CallUndoable("Sync", [&] { return WriteNumber(kChairGuid, "uptodate", 3); }), 0);
     project->Save();
     std::vector<std::string> warnings;
-    Project reread = Project::Load(folder, warnings);
+    Project reread = Project::Load(folder.Path(), warnings);
     const Element* chair = reread.FindElement(GuidOf(kChairGuid));
     ASSERT_NE(chair, nullptr);
     double value = -1;

@@ -193,7 +193,7 @@ TEST_F(Events, ExceptionLeavingAnElementHandlerIsCaughtAndTheBurstEnds) {
 }
 
 TEST_F(Events, EveryCallEventAndCommandIsTraced) {
-    const std::filesystem::path file = folder / "trace.jsonl";
+    const std::filesystem::path file = folder.Path() / "trace.jsonl";
     Trace::Instance().Open(file.string());
     ASSERT_EQ(CatchProjectEvents(ProjectEvent::OpenProject, RecordingProjectHandler), 0);
     session->FireProjectEvent(ProjectEvent::OpenProject, 0);

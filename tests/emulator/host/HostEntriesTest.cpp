@@ -50,7 +50,7 @@ TEST_F(HostEntries, LibPartRecordGetsDocumentNameAndTheHostsLocation) {
     ASSERT_NE(location, nullptr);
     EXPECT_EQ(location, project->PartAt(kChairPart)->location.get());
     const std::string path = location->ToPath().ToCStr(CC_UTF8).Get();
-    EXPECT_EQ(std::filesystem::path(path), folder / "Library/Objects/Chair.xml");
+    EXPECT_EQ(std::filesystem::path(path), folder.Path() / "Library/Objects/Chair.xml");
     EXPECT_EQ(GetField<int32_t>(record, LibPartField::Index), kChairPart);
 }
 

@@ -2,12 +2,12 @@
 // calls for the host side's tests.
 #include "HostTestSupport.h"
 
+#include "GdlPartXml.h"
+#include "TestFiles.h"
 #include "hostkit/GSGuid.h"
 #include "hostkit/UniString.h"
 
-#include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <stdexcept>
 
 namespace orvhost::test {
@@ -21,28 +21,21 @@ const std::string kLongUrl = "http://x/check?id=" + std::string(282, 'c');
 
 namespace {
 
+// A file of the project; failing to write it stops the test.
 void WriteFile(const std::filesystem::path& file, const std::string& content) {
-    std::filesystem::create_directories(file.parent_path());
-    std::ofstream out(file, std::ios::binary);
-    out << content;
-    if (!out.flush()) {
+    if (!testfiles::WriteFileBytes(file, content)) {
         throw std::runtime_error("cannot write " + file.string());
     }
 }
 
-std::string Symbol(const std::string& parameters) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Symbol>\n<ParamSection>\n<Parameters>\n" +
-           parameters + "</Parameters>\n</ParamSection>\n</Symbol>\n";
+// The check_url parameter, and a numeric parameter described by its name, as the sample's parts
+// have them.
+std::string CheckUrl(const std::string& url) {
+    return testfiles::GdlTextParameter("check_url", url, "Check URL");
 }
 
-std::string Number(const std::string& type, const std::string& name, const std::string& value) {
-    return "<" + type + " Name=\"" + name + "\"><Description><![CDATA[\"" + name +
-           "\"]]></Description><Value>" + value + "</Value></" + type + ">\n";
-}
-
-std::string Text(const std::string& name, const std::string& value) {
-    return "<String Name=\"" + name + "\"><Description><![CDATA[\"Check URL\"]]></Description>" +
-           "<Value><![CDATA[\"" + value + "\"]]></Value></String>\n";
+std::string Number(const std::string& type, const std::string& name, double value) {
+    return testfiles::GdlNumberParameter(name, value, type, name);
 }
 
 std::string ElementJson(const char* guid, int type, const std::string& rest) {
@@ -53,23 +46,25 @@ std::string ElementJson(const char* guid, int type, const std::string& rest) {
 void MakeProject(const std::filesystem::path& folder) {
     const std::filesystem::path library = folder / "Library";
     WriteFile(library / "Doors/D01.xml",
-              Symbol(Text("check_url", "http://x/check?id=1&version=1") +
-                     Number("RealNum", "uptodate", "0") + Number("Length", "A", "0.9") +
-                     Number("Length", "B", "2.1")));
+              testfiles::GdlPartXml({CheckUrl("http://x/check?id=1&version=1"),
+                                     Number("RealNum", "uptodate", 0), Number("Length", "A", 0.9),
+                                     Number("Length", "B", 2.1)}));
     WriteFile(library / "Objects/Chair.xml",
-              Symbol(Text("check_url", kLongUrl) + Number("Integer", "uptodate", "0") +
-                     "<RealNum Name=\"grid\"><ArrayValues FirstDimension=\"2\" "
-                     "SecondDimension=\"3\">"
-                     "<AVal Column=\"1\" Row=\"1\">11</AVal><AVal Column=\"2\" Row=\"1\">12</AVal>"
-                     "<AVal Column=\"3\" Row=\"1\">13</AVal><AVal Column=\"1\" Row=\"2\">21</AVal>"
-                     "<AVal Column=\"2\" Row=\"2\">22</AVal><AVal Column=\"3\" Row=\"2\">23</AVal>"
-                     "</ArrayValues></RealNum>\n"
-                     "<String Name=\"names\"><ArrayValues FirstDimension=\"2\" "
-                     "SecondDimension=\"0\"><AVal Row=\"1\"><![CDATA[\"Dveře\"]]></AVal>"
-                     "<AVal Row=\"2\"><![CDATA[\"\"]]></AVal></ArrayValues></String>\n"
-                     "<Title Name=\"title\"><Description><![CDATA[\"Size\"]]></Description>"
-                     "</Title>\n"));
-    WriteFile(library / "Objects/Lamp.xml", Symbol(Number("RealNum", "uptodate", "0")));
+              testfiles::GdlPartXml(
+                  {CheckUrl(kLongUrl), Number("Integer", "uptodate", 0),
+                   "<RealNum Name=\"grid\"><ArrayValues FirstDimension=\"2\" "
+                   "SecondDimension=\"3\">"
+                   "<AVal Column=\"1\" Row=\"1\">11</AVal><AVal Column=\"2\" Row=\"1\">12</AVal>"
+                   "<AVal Column=\"3\" Row=\"1\">13</AVal><AVal Column=\"1\" Row=\"2\">21</AVal>"
+                   "<AVal Column=\"2\" Row=\"2\">22</AVal><AVal Column=\"3\" Row=\"2\">23</AVal>"
+                   "</ArrayValues></RealNum>",
+                   "<String Name=\"names\"><ArrayValues FirstDimension=\"2\" "
+                   "SecondDimension=\"0\"><AVal Row=\"1\"><![CDATA[\"Dveře\"]]></AVal>"
+                   "<AVal Row=\"2\"><![CDATA[\"\"]]></AVal></ArrayValues></String>",
+                   "<Title Name=\"title\"><Description><![CDATA[\"Size\"]]></Description>"
+                   "</Title>"}));
+    WriteFile(library / "Objects/Lamp.xml",
+              testfiles::GdlPartXml({Number("RealNum", "uptodate", 0)}));
     const std::string json =
         "{\"format\": \"orvhost-project/1\", \"library\": \"Library\", \"elements\": [\n" +
         ElementJson(kDoorGuid, 5,
@@ -202,16 +197,9 @@ const ParameterRecord& Named(const std::vector<ParameterRecord>& records, const 
 }
 
 void HostTest::SetUp() {
-    const char* base = std::getenv("TMPDIR");
-    std::string templ =
-        std::string(base != nullptr && *base != 0 ? base : "/tmp") + "/orvhost-host-XXXXXX";
-    std::vector<char> buffer(templ.begin(), templ.end());
-    buffer.push_back('\0');
-    ASSERT_NE(mkdtemp(buffer.data()), nullptr);
-    folder = buffer.data();
-    MakeProject(folder);
+    MakeProject(folder.Path());
     std::vector<std::string> warnings;
-    project = std::make_unique<Project>(Project::Load(folder, warnings));
+    project = std::make_unique<Project>(Project::Load(folder.Path(), warnings));
     EXPECT_TRUE(warnings.empty()) << warnings.front();
     session = std::make_unique<HostSession>(*project);
     table = session->Table();
@@ -226,8 +214,6 @@ void HostTest::TearDown() {
     HandlerLog::Clear();
     session.reset();
     project.reset();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
 }
 
 int32_t HostTest::CallUndoable(const std::string& title, const std::function<int32_t()>& command) {

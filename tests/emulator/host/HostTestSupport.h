@@ -2,6 +2,7 @@
 // table's entries called the way the add-on calls them, for the host side's tests.
 #pragma once
 
+#include "TestFiles.h"
 #include "emulator/HostSession.h"
 #include "emulator/Project.h"
 #include "hostkit/GSMemory.h"
@@ -92,7 +93,7 @@ protected:
     // The element's effective value of a numeric parameter, as the project holds it.
     double NumberOf(const std::string& guid, const std::string& name);
 
-    std::filesystem::path folder;
+    testfiles::TempFolder folder;  // holds the sample project
     std::unique_ptr<Project> project;
     std::unique_ptr<HostSession> session;
     HostFunctionTable table{};

@@ -25,6 +25,7 @@ using test::StringParameterXml;
 using test::SymbolXml;
 using test::TempFolder;
 using test::WriteFileBytes;
+using testfiles::ListNames;
 
 constexpr const char* kGuid1 = "11111111-2222-4333-8444-555555555555";
 
@@ -35,16 +36,6 @@ Json::Value ParseJson(const std::string& text) {
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &root, &errors)) << errors;
     return root;
-}
-
-// The names of the files directly in `folder`.
-std::vector<std::string> FileNames(const std::filesystem::path& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 bool CanCreateIn(const std::filesystem::path& folder) {
@@ -264,7 +255,7 @@ TEST(ProjectSave, KeepsThePermissionsOfProjectJsonAndLeavesNoTemporaryFile) {
     struct stat status {};
     ASSERT_EQ(::stat((folder.Path() / "project.json").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0640u);
-    EXPECT_EQ(FileNames(folder.Path()), (std::vector<std::string>{"Library", "project.json"}));
+    EXPECT_EQ(ListNames(folder.Path()), (std::vector<std::string>{"Library", "project.json"}));
 }
 
 TEST(ProjectSave, SaveThatCannotWriteTheTemporaryFileLeavesProjectJsonIntact) {
@@ -301,7 +292,7 @@ TEST(ProjectSave, SaveThatCannotWriteTheTemporaryFileLeavesProjectJsonIntact) {
         << message;
     EXPECT_NE(message.find("File too large"), std::string::npos) << message;
     EXPECT_EQ(ReadFileBytes(folder.Path() / "project.json"), before);
-    EXPECT_EQ(FileNames(folder.Path()), (std::vector<std::string>{"Library", "project.json"}));
+    EXPECT_EQ(ListNames(folder.Path()), (std::vector<std::string>{"Library", "project.json"}));
 }
 
 TEST(ProjectSave, SaveThatCannotRenameLeavesWhatStandsAtProjectJson) {
@@ -321,7 +312,7 @@ TEST(ProjectSave, SaveThatCannotRenameLeavesWhatStandsAtProjectJson) {
         EXPECT_NE(std::string(e.what()).find(": cannot rename "), std::string::npos) << e.what();
     }
     EXPECT_EQ(test::Snapshot(folder.Path()), before);
-    EXPECT_EQ(FileNames(folder.Path()), (std::vector<std::string>{"Library", "project.json"}));
+    EXPECT_EQ(ListNames(folder.Path()), (std::vector<std::string>{"Library", "project.json"}));
 }
 
 TEST(ProjectSave, SaveIntoAReadOnlyFolderFailsAndLeavesProjectJsonIntact) {

@@ -15,31 +15,14 @@ const char* const kChairGuid = "0A1B2C3D-0002-4000-8000-000000000002";
 const char* const kWallGuid = "0A1B2C3D-0003-4000-8000-000000000003";
 
 std::string SymbolXml(const std::string& parameters) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-           "<Symbol IsArchivable=\"false\" IsPlaceable=\"true\" Version=\"43\">\n"
-           "<Ancestry><MainGUID>1</MainGUID></Ancestry>\n"
-           "<Script_3D SectVersion=\"20\"><![CDATA[BLOCK 1, 1, 1]]></Script_3D>\n"
-           "<ParamSection SectVersion=\"27\" SectionFlags=\"0\" SubIdent=\"0\">\n"
-           "<Parameters>\n" +
-           parameters +
-           "</Parameters>\n"
-           "</ParamSection>\n"
-           "</Symbol>\n";
+    return testfiles::GdlPartXml(
+        {parameters}, "<Ancestry><MainGUID>1</MainGUID></Ancestry>\n"
+                      "<Script_3D SectVersion=\"20\"><![CDATA[BLOCK 1, 1, 1]]></Script_3D>\n");
 }
 
 std::string ParameterXml(const std::string& type, const std::string& name, const std::string& value,
                          const std::string& description, bool cdata) {
-    std::string xml = "<" + type + " Name=\"" + name + "\">\n";
-    if (!description.empty()) {
-        xml += "<Description><![CDATA[\"" + description + "\"]]></Description>\n";
-    }
-    xml += "<Fix/>\n";
-    if (cdata) {
-        xml += "<Value><![CDATA[" + value + "]]></Value>\n";
-    } else {
-        xml += "<Value>" + value + "</Value>\n";
-    }
-    return xml + "</" + type + ">\n";
+    return testfiles::GdlParameterXml(type, name, value, description, cdata, "<Fix/>");
 }
 
 std::string StringParameterXml(const std::string& name, const std::string& text,

@@ -2,6 +2,7 @@
 // project model's tests.
 #pragma once
 
+#include "GdlPartXml.h"
 #include "TestFiles.h"
 
 #include <cstdint>
@@ -16,10 +17,11 @@ using testfiles::ReadFileBytes;
 using testfiles::TempFolder;
 using testfiles::WriteFileBytes;
 
-// A library part: the parameter elements given, inside <Symbol><ParamSection><Parameters>.
+// The parts of these tests carry what exported parts do besides their parameters, which the
+// reader must pass over: an ancestry and a 3D script in the part, a <Fix/> flag in each parameter.
+// A library part with the parameter elements given (see testfiles::GdlPartXml).
 std::string SymbolXml(const std::string& parameters);
-// One parameter element of the XML form: `type` is its element name ("Length", "String", ...).
-// `value` is written as it is inside <Value>; a CDATA section when `cdata`.
+// One parameter element (see testfiles::GdlParameterXml).
 std::string ParameterXml(const std::string& type, const std::string& name, const std::string& value,
                          const std::string& description = "", bool cdata = false);
 // A String parameter with its value quoted in CDATA, as the XML form writes it.

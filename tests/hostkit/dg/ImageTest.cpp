@@ -1,11 +1,10 @@
 // ImageTest.cpp: GX::Image reading PNG files the test writes itself (stored deflate blocks, so no
 // compressor is needed), and taking a missing or broken file as an empty image.
+#include "TestFiles.h"
 #include "hostkit/DG.h"
 #include "hostkit/IOLocation.h"
 
 #include <array>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -80,24 +79,13 @@ Bytes Png(uint32_t width, uint32_t height, uint8_t colourType, const Bytes& pixe
 
 class GxImage : public ::testing::Test {
 protected:
-    void SetUp() override {
-        folder = std::filesystem::temp_directory_path() /
-                 ("hostkit_dg_image_" +
-                  std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "_" +
-                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::create_directories(folder);
-    }
-    void TearDown() override { std::filesystem::remove_all(folder); }
-
     IO::Location Write(const std::string& name, const Bytes& bytes) {
-        const std::filesystem::path path = folder / name;
-        std::ofstream(path, std::ios::binary)
-            .write(reinterpret_cast<const char*>(bytes.data()),
-                   static_cast<std::streamsize>(bytes.size()));
-        return IO::Location(GS::UniString(path.string().c_str(), CC_UTF8));
+        const std::string path = folder.At(name);
+        EXPECT_TRUE(testfiles::WriteFileBytes(path, std::string(bytes.begin(), bytes.end())));
+        return IO::Location(GS::UniString(path.c_str(), CC_UTF8));
     }
 
-    std::filesystem::path folder;
+    testfiles::TempFolder folder;
 };
 
 TEST_F(GxImage, AnRgbaPngIsReadIntoRgbaPixels) {
@@ -125,7 +113,7 @@ TEST_F(GxImage, AnRgbPngGetsOpaqueAlpha) {
 }
 
 TEST_F(GxImage, AMissingFileGivesAnEmptyImageAndAnEmptyIcon) {
-    IO::Location location(GS::UniString((folder / "Graphics").string().c_str(), CC_UTF8));
+    IO::Location location(GS::UniString(folder.At("Graphics").c_str(), CC_UTF8));
     location.AppendToLocal(IO::Name("brennerstein.png"));
     const GX::Image image(location);
     EXPECT_TRUE(image.IsEmpty());

@@ -3,6 +3,7 @@
 // and close boxes ending the modal loop, message boxes, timers firing inside the modal loop, and
 // the refusal without a display.
 #include "GuiTestSupport.h"
+#include "TestFiles.h"
 #include "hostkit/DG.h"
 #include "hostkit/IOLocation.h"
 
@@ -135,13 +136,10 @@ TEST_F(GuiBackend, AScreenshotOfTheDialogIsKeptAndShowsMoreThanOneColour) {
                                                  static_cast<uint8_t>(y * 16), 0x80, 0xFF});
         }
     }
-    // A file of this process only: runs of the tests may overlap.
-    const std::string iconPath = (std::filesystem::temp_directory_path() /
-                                  ("orv-gui-icon-" + std::to_string(getpid()) + ".png"))
-                                     .string();
+    const testfiles::TempFolder folder;
+    const std::string iconPath = folder.At("icon.png");
     ASSERT_TRUE(presentation::WritePng(iconPath, iconPixels.data(), 16, 16, 4));
     const GX::Image iconImage{IO::Location(Utf8(iconPath.c_str()))};
-    std::filesystem::remove(iconPath);
     ASSERT_FALSE(iconImage.IsEmpty());
 
     SummaryDialog dialog;
