@@ -1,16 +1,22 @@
 # Dependencies.cmake: every outside library and program the build uses, found once, each library
 # as an imported target. All come from Debian's packages (scripts/install-packages.sh names them).
 
-find_package(utf8cpp REQUIRED)  # utf8cpp: validating UTF-8 and UTF-16 conversions
+# The Windows build (scripts/build-windows.sh) finds the same libraries in mingw's root and in the
+# prefix where the script builds them from Debian's sources; what it does not build yet is marked.
+if(WIN32)
+    # utfcpp's CMake package is not in the Windows prefix, its headers are.
+    find_path(UTF8CPP_INCLUDE_DIR utf8.h PATH_SUFFIXES utf8cpp REQUIRED)
+    add_library(utf8cpp INTERFACE IMPORTED)
+    set_target_properties(utf8cpp PROPERTIES INTERFACE_INCLUDE_DIRECTORIES ${UTF8CPP_INCLUDE_DIR})
+else()
+    find_package(utf8cpp REQUIRED)  # utf8cpp: validating UTF-8 and UTF-16 conversions
+endif()
+# On Windows zlib is linked in, so that no DLL of it need stand beside the programs.
+set(ZLIB_USE_STATIC_LIBS ${WIN32})
 find_package(ZLIB REQUIRED)     # ZLIB::ZLIB: raw deflate and inflate
-find_package(PNG REQUIRED)      # PNG::PNG: the host kit's image reader
 find_package(jsoncpp REQUIRED)  # JsonCpp::JsonCpp: the service's answers, projects, traces
 find_package(pugixml REQUIRED)  # pugixml::pugixml: the emulator's library parts
-find_package(CURL REQUIRED)     # CURL::libcurl: the network client on Linux
-find_package(OpenSSL REQUIRED)  # OpenSSL::SSL, OpenSSL::Crypto: the service's HTTPS
 find_package(Threads REQUIRED)  # Threads::Threads: the service's own thread
-find_package(PkgConfig REQUIRED)
-pkg_check_modules(HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib)  # PkgConfig::HTTPLIB
 
 # mbed TLS (SHA-1, PBKDF2) comes without a CMake package: its crypto library as our own target.
 find_library(MBEDCRYPTO_LIBRARY mbedcrypto REQUIRED)
@@ -19,6 +25,25 @@ add_library(MbedTLS::mbedcrypto UNKNOWN IMPORTED)
 set_target_properties(MbedTLS::mbedcrypto PROPERTIES
     IMPORTED_LOCATION ${MBEDCRYPTO_LIBRARY}
     INTERFACE_INCLUDE_DIRECTORIES ${MBEDTLS_INCLUDE_DIR})
+
+if(ORV_BUILD_TESTS)
+    find_package(GTest REQUIRED)
+    find_package(Python3 REQUIRED COMPONENTS Interpreter)
+    # The layout check is pinned to clang-format 14, the version Debian 12 ships.
+    find_program(CLANG_FORMAT clang-format-14 REQUIRED)
+    find_program(CURL_EXECUTABLE curl REQUIRED)
+    find_program(OPENSSL_EXECUTABLE openssl REQUIRED)
+endif()
+
+if(WIN32)
+    return()
+endif()
+
+find_package(PNG REQUIRED)      # PNG::PNG: the host kit's image reader
+find_package(CURL REQUIRED)     # CURL::libcurl: the network client on Linux
+find_package(OpenSSL REQUIRED)  # OpenSSL::SSL, OpenSSL::Crypto: the service's HTTPS
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib)  # PkgConfig::HTTPLIB
 
 # FLTK draws the emulator's windows; its OpenGL, forms and fluid parts are not used. Its headers
 # come in as system headers: they are not -Wextra clean.
@@ -31,14 +56,6 @@ set_target_properties(FLTK::FLTK PROPERTIES
     INTERFACE_INCLUDE_DIRECTORIES "${FLTK_INCLUDE_DIR}"
     INTERFACE_LINK_LIBRARIES "${FLTK_LIBRARIES}")
 
-if(ORV_BUILD_TESTS)
-    find_package(GTest REQUIRED)
-    find_package(Python3 REQUIRED COMPONENTS Interpreter)
-    # The layout check is pinned to clang-format 14, the version Debian 12 ships.
-    find_program(CLANG_FORMAT clang-format-14 REQUIRED)
-    find_program(CURL_EXECUTABLE curl REQUIRED)
-    find_program(OPENSSL_EXECUTABLE openssl REQUIRED)
-endif()
 if(ORV_BUILD_BENCHMARKS)
     find_package(benchmark REQUIRED)
 endif()

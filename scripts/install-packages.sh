@@ -2,13 +2,15 @@
 # packages (Debian 12 or a derivative) of the groups a caller names that are missing: as root
 # through apt-get; otherwise it names them and stops the calling script.
 #
-#   install_missing_packages CALLER GROUP...     GROUP: build, test or bench
+#   install_missing_packages CALLER GROUP...     GROUP: build, test, bench or windows
 #
 # build: what configures and builds the products (the demo needs no more). FLTK's CMake package
 #        names /usr/bin/fluid, so fluid belongs here although nothing runs it.
 # test:  what the tests build with and run. clang-format is pinned to major version 14, the one
 #        Debian 12 ships, so that the format check gives the same answer on every machine.
 # bench: what the benchmarks build with and measure against.
+# windows: what scripts/build-windows.sh cross-builds and the Windows tests run with: mingw-w64
+#        with posix threads, its zlib, dpkg-dev to unpack Debian's source packages, and wine.
 build_packages=(
     cmake ninja-build g++ pkg-config
     libutfcpp-dev zlib1g-dev libpng-dev libmbedtls-dev libjsoncpp-dev libpugixml-dev
@@ -22,6 +24,11 @@ bench_packages=(
     libbenchmark-dev python3 curl zip unzip p7zip-full time
 )
 
+windows_packages=(
+    g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64
+    libz-mingw-w64-dev dpkg-dev xz-utils wine wine64
+)
+
 install_missing_packages() {
     local caller=$1
     shift
@@ -31,6 +38,7 @@ install_missing_packages() {
         build) wanted+=("${build_packages[@]}") ;;
         test) wanted+=("${test_packages[@]}") ;;
         bench) wanted+=("${bench_packages[@]}") ;;
+        windows) wanted+=("${windows_packages[@]}") ;;
         *)
             echo "install-packages.sh: unknown package group '$group'" >&2
             exit 2

@@ -1,14 +1,13 @@
 // FileStreams.cpp: input and output streams over the C library's buffered files.
 #include "streams/FileStreams.h"
 
-#include "FileSync.h"
+#include "FilePort.h"
 #include "common/CUtils.h"
 #include "common/OVException.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <string>
-#include <sys/stat.h>
 #include <utility>
 
 namespace {
@@ -30,17 +29,14 @@ void FileInputStream::open(const WString& path, bool createIfMissing) {
     if (file != nullptr) {
         throw OVException("File input stream is already opened");
     }
-    const std::string fsPath = CUtils::ToFileSystemPath(path);
-    struct stat status {};
-    const bool known = ::stat(fsPath.c_str(), &status) == 0;
-    if (known) {
-        size = static_cast<int64_t>(status.st_size);
-    } else if (!createIfMissing) {
+    const bool known = fileport::SizeOf(path, size);
+    if (!known && !createIfMissing) {
         const int32_t code = errno;
         throw OVException(code, "Failed to read file info");
     }
     // A missing file is created empty, and its size stays as it was.
-    file = std::fopen(fsPath.c_str(), known ? "rb" : "wb+");
+    file = fileport::Open(path,
+                          known ? fileport::OpenMode::kRead : fileport::OpenMode::kCreateReadWrite);
     if (file == nullptr) {
         const int32_t code = errno;
         throw OVException(code,
@@ -75,7 +71,7 @@ void FileInputStream::close() {
 
 int64_t FileInputStream::moveTo(int64_t target, const char* failure) {
     const int64_t limited = std::clamp<int64_t>(target, 0, size);
-    if (::fseeko(file, static_cast<off_t>(limited), SEEK_SET) != 0) {
+    if (!fileport::Seek(file, limited, SEEK_SET)) {
         throw OVException(failure + std::to_string(std::ferror(file)));
     }
     position = limited;
@@ -112,11 +108,10 @@ int64_t FileInputStream::seek(int64_t position) {
 }
 
 FileOutputStream::FileOutputStream(const WString& path, int32_t mode) {
-    const std::string fsPath = CUtils::ToFileSystemPath(path);
     if (mode == kAppendExisting) {
-        file = std::fopen(fsPath.c_str(), "rb+");
+        file = fileport::Open(path, fileport::OpenMode::kReadWrite);
         if (file != nullptr) {
-            ::fseeko(file, 0, SEEK_END);
+            fileport::Seek(file, 0, SEEK_END);
         }
     } else {
         if (mode == kCreateNew && CUtils::FileExists(path)) {
@@ -125,7 +120,8 @@ FileOutputStream::FileOutputStream(const WString& path, int32_t mode) {
         }
         // A new file is made exclusively: one that appears after the test above, or a link that
         // leads nowhere, is refused by the open rather than written over or through.
-        file = std::fopen(fsPath.c_str(), mode == kCreateNew ? "wbx" : "wb");
+        file = fileport::Open(path, mode == kCreateNew ? fileport::OpenMode::kCreateExclusive
+                                                       : fileport::OpenMode::kCreate);
     }
     if (file == nullptr) {
         // The output stream reports its open failure with the input stream's words.
@@ -175,7 +171,7 @@ void FileOutputStream::commit(bool toDisk) {
     }
     std::FILE* closing = std::exchange(file, nullptr);
     // The error indicator also keeps a failure that an earlier flush let pass.
-    const bool handedOver = toDisk ? filesync::ToDisk(closing) : std::fflush(closing) == 0;
+    const bool handedOver = toDisk ? fileport::ToDisk(closing) : std::fflush(closing) == 0;
     const bool written = handedOver && std::ferror(closing) == 0;
     const int32_t writeError = errno;
     const bool closed = std::fclose(closing) == 0;
@@ -191,7 +187,7 @@ void FileOutputStream::seek(int64_t position) {
     if (file == nullptr) {
         throw OVException(kOutputClosed);
     }
-    if (::fseeko(file, static_cast<off_t>(position), SEEK_SET) != 0) {
+    if (!fileport::Seek(file, position, SEEK_SET)) {
         throw OVException("Failed to seek to desired position");
     }
 }

@@ -20,6 +20,7 @@ namespace fs = std::filesystem;
 using fileutilstest::MakeFolder;
 using testfiles::Exists;
 using testfiles::ListNames;
+using testfiles::MakeLink;
 using testfiles::ReadFileBytes;
 using testfiles::TempFolder;
 using testfiles::Wide;
@@ -45,7 +46,7 @@ TEST(DeleteFileOV, DeletesFileButNotFolderOrMissing) {
 TEST(DeleteFileOV, LinkIsDeletedNotItsTarget) {
     TempFolder folder;
     WriteFileBytes(folder.At("target"), "x");
-    ASSERT_EQ(::symlink(folder.At("target").c_str(), folder.At("link").c_str()), 0);
+    ASSERT_TRUE(MakeLink(folder.At("target"), folder.At("link")));
     EXPECT_TRUE(CUtils::DeleteFileOV(folder.WideAt("link")));
     EXPECT_FALSE(Exists(folder.At("link")));
     EXPECT_EQ(ReadFileBytes(folder.At("target")), "x");
@@ -116,8 +117,8 @@ TEST(PathSeparators, BothKindsAreReadOnlySlashIsWritten) {
 }
 
 TEST(ToFileSystemPath, IsTheUtf8OfThePath) {
-    EXPECT_EQ(CUtils::ToFileSystemPath(u"/lib/Dveře/D01.gsm"), "/lib/Dve\xc5\x99"
-                                                               "e/D01.gsm");
+    EXPECT_EQ(CUtils::ToFileSystemPath(u"/lib/Dveře/D01.gsm").string(), "/lib/Dve\xc5\x99"
+                                                                        "e/D01.gsm");
 }
 
 // ---- Whole-file reads and writes ----

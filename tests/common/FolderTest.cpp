@@ -22,6 +22,7 @@ using fileutilstest::Contains;
 using fileutilstest::MakeFolder;
 using testfiles::Exists;
 using testfiles::ListNames;
+using testfiles::MakeLink;
 using testfiles::Narrow;
 using testfiles::ReadFileBytes;
 using testfiles::TempFolder;
@@ -131,7 +132,7 @@ TEST(CreateDirectories, BelowAFileReturnsTrueAndMakesNothing) {
     EXPECT_TRUE(CUtils::CreateDirectories(folder.WideAt("file/sub/deeper"), false));
     EXPECT_TRUE(fs::is_regular_file(folder.At("file")));
     EXPECT_EQ(ReadFileBytes(folder.At("file")), "content");
-    EXPECT_EQ(ListNames(folder.Path()), std::vector<std::string>{"file"});
+    EXPECT_EQ(ListNames(folder.At("")), std::vector<std::string>{"file"});
 }
 
 TEST(CreateDirectories, OnRootThatCannotHoldFoldersReturnsTrueAndMakesNothing) {
@@ -256,10 +257,9 @@ TEST(RemoveDirectoryOV, LinkToOutsideFolderIsRemovedButNotFollowed) {
     WriteFileBytes(folder.At("outside/keep.txt"), "keep");
     WriteFileBytes(folder.At("outside/deep/also.txt"), "also");
     MakeFolder(folder.At("tree/sub"));
-    ASSERT_EQ(::symlink(folder.At("outside").c_str(), folder.At("tree/link").c_str()), 0);
-    ASSERT_EQ(::symlink(folder.At("outside").c_str(), folder.At("tree/sub/link").c_str()), 0);
-    ASSERT_EQ(::symlink(folder.At("outside/keep.txt").c_str(), folder.At("tree/file-link").c_str()),
-              0);
+    ASSERT_TRUE(MakeLink(folder.At("outside"), folder.At("tree/link")));
+    ASSERT_TRUE(MakeLink(folder.At("outside"), folder.At("tree/sub/link")));
+    ASSERT_TRUE(MakeLink(folder.At("outside/keep.txt"), folder.At("tree/file-link")));
     EXPECT_TRUE(CUtils::RemoveDirectoryOV(folder.WideAt("tree"), true, true, false));
     EXPECT_FALSE(Exists(folder.At("tree")));
     EXPECT_EQ(ReadFileBytes(folder.At("outside/keep.txt")), "keep");
@@ -336,7 +336,7 @@ TEST(GetFilesInDirectory, LinkToFolderCountsAsFile) {
     TempFolder folder;
     MakeFolder(folder.At("dir"));
     MakeFolder(folder.At("elsewhere"));
-    ASSERT_EQ(::symlink(folder.At("elsewhere").c_str(), folder.At("dir/link").c_str()), 0);
+    ASSERT_TRUE(MakeLink(folder.At("elsewhere"), folder.At("dir/link")));
     EXPECT_EQ(CUtils::GetFilesInDirectory(folder.WideAt("dir")),
               std::vector<WString>{folder.WideAt("dir/link")});
     EXPECT_TRUE(CUtils::GetSubdirectoriesInDirectory(folder.WideAt("dir")).empty());

@@ -67,7 +67,7 @@ public:
 
     // The names of the log files in the folder.
     std::vector<std::string> LogFiles() const {
-        std::vector<std::string> names = ListNames(folder.Path());
+        std::vector<std::string> names = ListNames(folder.At(""));
         names.erase(std::remove_if(names.begin(), names.end(),
                                    [](const std::string& name) {
                                        return name.size() < 4 ||

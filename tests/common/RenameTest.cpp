@@ -220,7 +220,7 @@ TEST(RenameFileOV, FileMovesAcrossFileSystems) {
     EXPECT_EQ(ReadFileBytes(disk.At("part.gsm")), content);
     EXPECT_FALSE(Exists(shm.At("part.gsm")));
     // Neither the copy's temporary name nor anything else is left beside the target.
-    EXPECT_EQ(ListNames(disk.Path()), std::vector<std::string>{"part.gsm"});
+    EXPECT_EQ(ListNames(disk.At("")), std::vector<std::string>{"part.gsm"});
     struct stat info {};
     ASSERT_EQ(::stat(disk.At("part.gsm").c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 07777, 0640u);
@@ -236,7 +236,7 @@ TEST(RenameFileOV, FileMovesAcrossFileSystemsOverExistingTarget) {
     EXPECT_TRUE(CUtils::RenameFileOV(disk.WideAt("from.txt"), Wide(shm.At("to.txt")), true));
     EXPECT_EQ(ReadFileBytes(shm.At("to.txt")), "new");
     EXPECT_FALSE(Exists(disk.At("from.txt")));
-    EXPECT_TRUE(ListNames(disk.Path()).empty());
+    EXPECT_TRUE(ListNames(disk.At("")).empty());
 }
 
 TEST(RenameFileOV, FileWithLongestNameMovesAcrossFileSystems) {
@@ -254,7 +254,7 @@ TEST(RenameFileOV, FileWithLongestNameMovesAcrossFileSystems) {
     EXPECT_TRUE(CUtils::RenameFileOV(Wide(shm.At(name)), disk.WideAt(name), false));
     EXPECT_EQ(ReadFileBytes(disk.At(name)), "long");
     EXPECT_FALSE(Exists(shm.At(name)));
-    EXPECT_EQ(ListNames(disk.Path()), std::vector<std::string>{name});
+    EXPECT_EQ(ListNames(disk.At("")), std::vector<std::string>{name});
 }
 
 TEST(RenameFileOV, FolderDoesNotMoveAcrossFileSystems) {
@@ -279,7 +279,7 @@ TEST(ReplaceFileOV, PutsTheFileInPlaceOfTheOldOne) {
     WriteFileBytes(folder.At("new.txt"), "new");
     WriteFileBytes(folder.At("to.txt"), "old");
     EXPECT_TRUE(CUtils::ReplaceFileOV(folder.WideAt("new.txt"), folder.WideAt("to.txt")));
-    EXPECT_EQ(ListNames(folder.Path()), std::vector<std::string>{"to.txt"});
+    EXPECT_EQ(ListNames(folder.At("")), std::vector<std::string>{"to.txt"});
     EXPECT_EQ(ReadFileBytes(folder.At("to.txt")), "new");
     EXPECT_EQ(log.Text(), "");
 }
@@ -311,7 +311,7 @@ TEST(ReplaceFileOV, FileReplacesTheOldOneAcrossFileSystems) {
     EXPECT_EQ(ReadFileBytes(disk.At("part.gsm")), std::string(200000, 'n'));
     EXPECT_FALSE(Exists(shm.At("new.gsm")));
     // Neither the copy's temporary name nor anything else is left beside the target.
-    EXPECT_EQ(ListNames(disk.Path()), std::vector<std::string>{"part.gsm"});
+    EXPECT_EQ(ListNames(disk.At("")), std::vector<std::string>{"part.gsm"});
 }
 
 TEST(ReplaceFileOV, FailureAcrossFileSystemsLeavesBothFiles) {
@@ -326,6 +326,6 @@ TEST(ReplaceFileOV, FailureAcrossFileSystemsLeavesBothFiles) {
     EXPECT_FALSE(CUtils::ReplaceFileOV(Wide(shm.At("new.gsm")), disk.WideAt("target")));
     EXPECT_EQ(ReadFileBytes(shm.At("new.gsm")), "new");
     EXPECT_EQ(ReadFileBytes(disk.At("target/inner.txt")), "inner");
-    EXPECT_EQ(ListNames(disk.Path()), std::vector<std::string>{"target"});
+    EXPECT_EQ(ListNames(disk.At("")), std::vector<std::string>{"target"});
     EXPECT_EQ(CountOf(log.Text(), "[ CUtils::ReplaceFileOV ] Replacing"), 1u);
 }

@@ -18,6 +18,7 @@ namespace fs = std::filesystem;
 using fileutilstest::Contains;
 using fileutilstest::MakeFolder;
 using testfiles::ListNames;
+using testfiles::MakeLink;
 using testfiles::Narrow;
 using testfiles::ReadFileBytes;
 using testfiles::TempFolder;
@@ -159,7 +160,7 @@ TEST(GetTempDirectory, LinkInPlaceOfTheFolderIsRefusedEvenToAPrivateFolder) {
     ScopedTmpdir env(tmp.Path().c_str());
     MakeFolder(tmp.At("elsewhere"));
     ASSERT_EQ(::chmod(tmp.At("elsewhere").c_str(), 0700), 0);
-    ASSERT_EQ(::symlink(tmp.At("elsewhere").c_str(), tmp.At(UserTempName()).c_str()), 0);
+    ASSERT_TRUE(MakeLink(tmp.At("elsewhere"), tmp.At(UserTempName())));
     EXPECT_EQ(CUtils::GetTempDirectory(), u"");
     EXPECT_EQ(CountOf(log.Text(), "Temporary folder refused, not a private folder of this user: "),
               1u);
@@ -217,8 +218,8 @@ TEST(CreateTempFileOV, LinkPlantedAtTheNameIsNotFollowed) {
     ASSERT_FALSE(folder.empty());
     // One link leads to a file that is not there yet, one to a file that is.
     WriteFileBytes(tmp.At("kept"), "kept");
-    ASSERT_EQ(::symlink(tmp.At("missing").c_str(), (folder + "door.gsm").c_str()), 0);
-    ASSERT_EQ(::symlink(tmp.At("kept").c_str(), (folder + "window.gsm").c_str()), 0);
+    ASSERT_TRUE(MakeLink(tmp.At("missing"), (folder + "door.gsm")));
+    ASSERT_TRUE(MakeLink(tmp.At("kept"), (folder + "window.gsm")));
     for (const std::string name : {"door.gsm", "window.gsm"}) {
         const std::string path = Narrow(CUtils::CreateTempFileOV(Wide(name)));
         if (path.empty())

@@ -8,14 +8,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 namespace testsupport {
 
 namespace fs = std::filesystem;
 
-ScopedCurrentFolder::ScopedCurrentFolder(const std::string& folder)
-    : previous(fs::current_path().string()) {
+ScopedCurrentFolder::ScopedCurrentFolder(const fs::path& folder) : previous(fs::current_path()) {
     fs::current_path(folder);
 }
 

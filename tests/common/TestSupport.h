@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -16,11 +17,11 @@ namespace testsupport {
 // Runs the test in another current folder.
 class ScopedCurrentFolder {
 public:
-    explicit ScopedCurrentFolder(const std::string& folder);
+    explicit ScopedCurrentFolder(const std::filesystem::path& folder);
     ~ScopedCurrentFolder();
 
 private:
-    std::string previous;
+    std::filesystem::path previous;
 };
 
 // Stands in a fixed local time for the system clock while it lives.

@@ -10,7 +10,6 @@
 #include <limits>
 #include <set>
 #include <string>
-#include <sys/stat.h>
 #include <thread>
 #include <vector>
 
@@ -116,7 +115,8 @@ TEST(LogErrorStringToFile, UnopenableFileGoesToStandardError) {
     TempFolder folder;
     ScopedCurrentFolder inside(folder.Path());
     // A folder under the file's name cannot be opened for appending.
-    ASSERT_EQ(::mkdir(folder.At("error_string_log.txt").c_str(), 0777), 0);
+    ASSERT_TRUE(
+        std::filesystem::create_directory(testfiles::PathOf(folder.At("error_string_log.txt"))));
     testing::internal::CaptureStderr();
     CUtils::LogErrorStringToFile("cannot be filed");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "cannot be filed\n");

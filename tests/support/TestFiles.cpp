@@ -2,33 +2,45 @@
 #include "TestFiles.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
-#include <array>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <netinet/in.h>
+#include <random>
 #include <sstream>
 #include <stdexcept>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <utf8.h>
 
 namespace testfiles {
 
 namespace fs = std::filesystem;
 
+fs::path PathOf(const std::string& utf8) {
+    return fs::path(std::u8string(utf8.begin(), utf8.end()));
+}
+
+std::string Utf8Of(const fs::path& path) {
+    const std::u8string text = path.u8string();
+    return std::string(text.begin(), text.end());
+}
+
 TempFolder::TempFolder() : TempFolder(fs::temp_directory_path()) {}
 
 TempFolder::TempFolder(const fs::path& parent) {
-    std::string pattern = (parent / "orvtest-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) {
-        throw std::runtime_error("cannot make a temporary folder below " + parent.string());
+    // A name no folder has: made by this call, never one that was there (mkdtemp's promise).
+    static thread_local std::mt19937_64 draw(std::random_device{}());
+    constexpr char kLetters[] = "abcdefghijklmnopqrstuvwxyz0123456789";
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        std::string name = "orvtest-";
+        for (int i = 0; i < 6; ++i) {
+            name += kLetters[draw() % (sizeof kLetters - 1)];
+        }
+        std::error_code error;
+        if (fs::create_directory(parent / name, error)) {
+            path = parent / name;
+            return;
+        }
     }
-    path = pattern;
+    throw std::runtime_error("cannot make a temporary folder below " + parent.string());
 }
 
 TempFolder::~TempFolder() {
@@ -44,12 +56,14 @@ TempFolder::~TempFolder() {
     fs::remove_all(path, ignored);
 }
 
-std::u16string TempFolder::WidePath() const { return Wide(path.string()); }
+std::string TempFolder::At(const std::string& name) const { return Utf8Of(path / PathOf(name)); }
+
+std::u16string TempFolder::WidePath() const { return Wide(Utf8Of(path)); }
 
 std::u16string TempFolder::WideAt(const std::string& name) const { return Wide(At(name)); }
 
 std::string ReadFileBytes(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file(PathOf(path), std::ios::binary);
     std::ostringstream bytes;
     bytes << file.rdbuf();
     return bytes.str();
@@ -57,21 +71,27 @@ std::string ReadFileBytes(const std::string& path) {
 
 bool WriteFileBytes(const std::string& path, const std::string& bytes) {
     std::error_code ignored;
-    fs::create_directories(fs::path(path).parent_path(), ignored);
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    fs::create_directories(PathOf(path).parent_path(), ignored);
+    std::ofstream file(PathOf(path), std::ios::binary | std::ios::trunc);
     file << bytes;
     return static_cast<bool>(file.flush());
 }
 
 bool Exists(const std::string& path) {
     std::error_code ignored;
-    return fs::exists(fs::symlink_status(path, ignored));
+    return fs::exists(fs::symlink_status(PathOf(path), ignored));
+}
+
+bool MakeLink(const std::string& target, const std::string& link) {
+    std::error_code error;
+    fs::create_symlink(PathOf(target), PathOf(link), error);
+    return !error;
 }
 
 std::vector<std::string> ListNames(const std::string& folder) {
     std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        names.push_back(entry.path().filename().string());
+    for (const auto& entry : fs::directory_iterator(PathOf(folder))) {
+        names.push_back(Utf8Of(entry.path().filename()));
     }
     std::sort(names.begin(), names.end());
     return names;
@@ -80,10 +100,12 @@ std::vector<std::string> ListNames(const std::string& folder) {
 std::map<std::string, std::string> FilesBelow(const std::string& root) {
     std::map<std::string, std::string> files;
     std::error_code ignored;
-    for (auto it = fs::recursive_directory_iterator(root, ignored);
+    for (auto it = fs::recursive_directory_iterator(PathOf(root), ignored);
          it != fs::recursive_directory_iterator(); it.increment(ignored)) {
         if (it->is_regular_file(ignored) && !it->is_symlink(ignored)) {
-            files[fs::relative(it->path(), root).string()] = ReadFileBytes(it->path().string());
+            // "/" between folders on every platform, as the archives name them.
+            const std::u8string name = fs::relative(it->path(), PathOf(root)).generic_u8string();
+            files[std::string(name.begin(), name.end())] = ReadFileBytes(Utf8Of(it->path()));
         }
     }
     return files;
@@ -107,42 +129,6 @@ std::string Quote(const std::string& text) {
         quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
     }
     return quoted + "'";
-}
-
-int RunCommand(const std::string& command, std::string* output) {
-    FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-    if (pipe == nullptr) {
-        return -1;
-    }
-    std::array<char, 4096> buffer;
-    std::string printed;
-    for (std::size_t n; (n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0;) {
-        printed.append(buffer.data(), n);
-    }
-    const int status = pclose(pipe);
-    if (output != nullptr) {
-        *output = printed;
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-int UnusedPort() {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    if (fd < 0) {
-        throw std::runtime_error("no socket for a free port");
-    }
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = 0;
-    socklen_t size = sizeof address;
-    const bool found = bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-                       getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) == 0;
-    close(fd);
-    if (!found) {
-        throw std::runtime_error("no free port on 127.0.0.1");
-    }
-    return ntohs(address.sin_port);
 }
 
 }  // namespace testfiles

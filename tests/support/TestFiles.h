@@ -23,7 +23,7 @@ public:
 
     const std::filesystem::path& Path() const { return path; }
     // `name` below the folder.
-    std::string At(const std::string& name) const { return (path / name).string(); }
+    std::string At(const std::string& name) const;
     std::u16string WidePath() const;
     std::u16string WideAt(const std::string& name) const;
 
@@ -31,12 +31,19 @@ private:
     std::filesystem::path path;
 };
 
+// Paths in these helpers are UTF-8 text; these give the file system's path of one and back (on
+// Windows a narrow path would be read in the ANSI code page).
+std::filesystem::path PathOf(const std::string& utf8);
+std::string Utf8Of(const std::filesystem::path& path);
+
 // The whole file as bytes; empty when it cannot be read.
 std::string ReadFileBytes(const std::string& path);
 // Writes `bytes` as the whole file, making missing folders; true on success.
 bool WriteFileBytes(const std::string& path, const std::string& bytes);
 // Whether anything stands at `path`; a link counts, even one to nothing.
 bool Exists(const std::string& path);
+// Makes `link` a symbolic link to `target`; false when it cannot be made.
+bool MakeLink(const std::string& target, const std::string& link);
 // The names directly in `folder`, sorted.
 std::vector<std::string> ListNames(const std::string& folder);
 // Every regular file below `root`, by its path relative to `root`, with its bytes.
@@ -49,7 +56,8 @@ std::string Narrow(const std::u16string& utf16);
 // `text` in single quotes, for a shell command line.
 std::string Quote(const std::string& text);
 // Runs `command` through the shell; its exit status, and what it printed (standard output and
-// standard error together) in `output` when given.
+// standard error together) in `output` when given. Windows programs have no shell of the Linux
+// tools: there it gives -1 and says so in `output`.
 int RunCommand(const std::string& command, std::string* output = nullptr);
 
 // A port on 127.0.0.1 that was free a moment ago: bound and closed again, so nothing listens.

@@ -108,7 +108,7 @@ TEST(PkwareKeys, DecryptsTheHeaderAndDataOfAnInfoZipEncryptedMember) {
     ziptest::TempFolder folder;
     const std::string content = "hello pkware world, as Info-ZIP encrypts it\n";
     ASSERT_TRUE(ziptest::WriteFileBytes(folder.At("f.txt"), content));
-    ASSERT_EQ(ziptest::RunCommand("cd " + ziptest::Quote(folder.Path()) +
+    ASSERT_EQ(ziptest::RunCommand("cd " + ziptest::Quote(folder.At("")) +
                                   " && zip -q -e -P pw -0 a.zip f.txt"),
               0);
     const std::string archive = ziptest::ReadFileBytes(folder.At("a.zip"));

@@ -30,7 +30,7 @@ void MakeArchive(const ziptest::TempFolder& folder, const std::string& content,
     ASSERT_TRUE(ziptest::WriteFileBytes(folder.At("f.txt"), content));
     std::string output;
     ASSERT_EQ(
-        ziptest::RunCommand("cd " + ziptest::Quote(folder.Path()) + " && " + command, &output), 0)
+        ziptest::RunCommand("cd " + ziptest::Quote(folder.At("")) + " && " + command, &output), 0)
         << output;
 }
 

@@ -52,10 +52,12 @@ struct DamageTally {
     int refused = 0;
 };
 
+#ifndef _WIN32
 // Runs `body` in a forked child and gives the report it returned, or what went wrong with it:
 // for failures that must stay out of the other tests (a system call filter, a file size limit).
 std::string InChild(const std::function<std::string()>& body);
 // Makes every rename of this process fail with EPERM; false where the system has no filters.
 bool ForbidRenames();
+#endif
 
 }  // namespace ziptest

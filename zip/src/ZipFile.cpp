@@ -2,13 +2,12 @@
 // security provider's forwarding, and the table of pending members.
 #include "zip/ZipFile.h"
 
+#include "ZipPort.h"
 #include "common/CUtils.h"
 #include "common/OVException.h"
 #include "zip/ZipCrypto.h"
 
 #include <ctime>
-#include <fstream>
-#include <random>
 
 namespace {
 
@@ -16,10 +15,10 @@ namespace {
 int64_t LocalTimeOffsetNow() {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
-    if (::localtime_r(&now, &local) == nullptr) {
+    if (!zipport::LocalTime(now, local)) {
         return 0;
     }
-    return static_cast<int64_t>(::timegm(&local)) - static_cast<int64_t>(now);
+    return static_cast<int64_t>(zipport::TimeOfUtc(local)) - static_cast<int64_t>(now);
 }
 
 }  // namespace
@@ -159,19 +158,7 @@ void ZipFile::fillSalt(ZipFile& zip, ByteBuffer& buffer) {
         provider->fillSalt(zip, buffer);
         return;
     }
-    if (buffer.empty()) {
-        return;
-    }
-    std::ifstream random("/dev/urandom", std::ios::binary);
-    if (random.read(reinterpret_cast<char*>(buffer.data()),
-                    static_cast<std::streamsize>(buffer.size()))) {
-        return;
-    }
-    // Without the system's source, the library's own generator still gives unpredictable bytes.
-    std::random_device device;
-    for (uint8_t& byte : buffer) {
-        byte = static_cast<uint8_t>(device());
-    }
+    zipport::FillRandom(buffer.data(), buffer.size());
 }
 
 void ZipFile::addPendingMember(ZipPendingMember member) {

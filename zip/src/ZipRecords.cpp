@@ -2,6 +2,8 @@
 // time as a member's stamp.
 #include "ZipRecords.h"
 
+#include "ZipPort.h"
+
 #include <ctime>
 
 namespace ziprecords {
@@ -38,7 +40,7 @@ int64_t ReadFully(InputStream& stream, uint8_t* buffer, int64_t length) {
 uint64_t PresentDosStamp() {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
-    localtime_r(&now, &local);
+    zipport::LocalTime(now, local);
     const uint32_t date = static_cast<uint32_t>(((local.tm_year - 80) << 9) |
                                                 ((local.tm_mon + 1) << 5) | local.tm_mday);
     const uint32_t time =

@@ -13,6 +13,7 @@
 #include "common/WideString.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -59,8 +60,9 @@ public:
     static WString GetPathSeparator();
     static bool IsPathSeparator(char16_t c);
     // The one hook through which a path reaches a file stream: the path as the platform's file
-    // calls take it (UTF-8 on Linux).
-    static std::string ToFileSystemPath(const WString& path);
+    // calls take it (UTF-8 on Linux, UTF-16 on Windows). A path the system cannot name exactly
+    // (a lone surrogate, a null character) is the empty path, which every file call refuses.
+    static std::filesystem::path ToFileSystemPath(const WString& path);
     // Opens `path` for output, which makes it or empties it; true when it exists afterwards.
     static bool TouchFile(WString path);
     // Writes the bytes as they are. True when the file could be opened.

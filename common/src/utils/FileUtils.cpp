@@ -266,15 +266,15 @@ WString CUtils::GetPathSeparator() { return WString(1, platform::kPathSeparator)
 
 bool CUtils::IsPathSeparator(char16_t c) { return c == u'/' || c == u'\\'; }
 
-std::string CUtils::ToFileSystemPath(const WString& path) {
-    const std::string native = WstringToStringUTF8(path);
+std::filesystem::path CUtils::ToFileSystemPath(const WString& path) {
+    const std::string utf8 = WstringToStringUTF8(path);
     // A path the system cannot name exactly (a lone surrogate cuts the conversion short, a null
     // character cuts the system's reading short) would name its own prefix, another file. It
     // becomes the empty path, which every file call refuses.
-    if (native.find('\0') != std::string::npos || StringUTF8ToWstring(native) != path) {
-        return std::string();
+    if (utf8.find('\0') != std::string::npos || StringUTF8ToWstring(utf8) != path) {
+        return std::filesystem::path();
     }
-    return native;
+    return std::filesystem::path(path);
 }
 
 bool CUtils::TouchFile(WString path) {

@@ -1,8 +1,8 @@
 // Platform.h: the machine's calls that the common runtime needs, one small function each.
 //
 // The runtime's algorithms (src/utils, the logger, the exceptions) are written once over these;
-// a platform gives one file that implements them (Platform_linux.cpp here). Paths are wide text,
-// converted at this boundary.
+// a platform gives one file that implements them (Platform_linux.cpp, Platform_windows.cpp). Paths
+// are wide text, converted at this boundary.
 #pragma once
 
 #include "common/WideString.h"
@@ -14,7 +14,11 @@
 
 namespace platform {
 
+#ifdef _WIN32
+constexpr char16_t kPathSeparator = u'\\';
+#else
 constexpr char16_t kPathSeparator = u'/';
+#endif
 
 bool PathExists(const WString& path);
 bool IsFolder(const WString& path);

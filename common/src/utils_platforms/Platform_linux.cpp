@@ -28,7 +28,7 @@ namespace {
 // Seconds from 1601-01-01 to 1970-01-01, the two epochs' distance.
 constexpr uint64_t kEpochDistanceSeconds = 11644473600ull;
 
-std::string Native(const WString& path) { return CUtils::ToFileSystemPath(path); }
+std::string Native(const WString& path) { return CUtils::ToFileSystemPath(path).string(); }
 
 void WriteToStandardError(const WString& text) {
     const std::string bytes = CUtils::WstringToStringUTF8(text);

@@ -1,0 +1,16 @@
+#!/usr/bin/env bash
+# wine-run.sh PROGRAM [ARGUMENT...]: runs a Windows program of the build under wine, in the
+# build's own prefix (build/windows/wine, made on first use), quietly, with a wine server that
+# stays up between the test programs.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+export WINEPREFIX=${WINEPREFIX:-$root/build/windows/wine}
+export WINEDEBUG=${WINEDEBUG:--all}
+# No Mono or Gecko installer dialogs: nothing here needs them.
+export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=}
+if [[ ! -f $WINEPREFIX/system.reg ]]; then
+    mkdir -p "$WINEPREFIX"
+    wineboot --init >/dev/null 2>&1 || true
+fi
+wineserver -p 2>/dev/null || true
+exec wine "$@"

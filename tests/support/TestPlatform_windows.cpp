@@ -1,0 +1,41 @@
+// TestPlatform_windows.cpp: the helpers of TestFiles.h that the platform decides, for the test
+// programs that run under wine: no shell of the Linux tools, and a free port through Winsock.
+#include "TestFiles.h"
+
+#include <stdexcept>
+#include <winsock2.h>
+
+namespace testfiles {
+
+int RunCommand(const std::string& command, std::string* output) {
+    if (output != nullptr) {
+        *output = "no shell of the Linux tools in a Windows program: " + command;
+    }
+    return -1;
+}
+
+int UnusedPort() {
+    WSADATA data{};
+    if (WSAStartup(MAKEWORD(2, 2), &data) != 0) {
+        throw std::runtime_error("no Winsock for a free port");
+    }
+    const SOCKET fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = 0;
+    int size = sizeof address;
+    const bool found = fd != INVALID_SOCKET &&
+                       bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+                       getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) == 0;
+    if (fd != INVALID_SOCKET) {
+        closesocket(fd);
+    }
+    WSACleanup();
+    if (!found) {
+        throw std::runtime_error("no free port on 127.0.0.1");
+    }
+    return ntohs(address.sin_port);
+}
+
+}  // namespace testfiles
