@@ -22,6 +22,7 @@ using testfiles::Exists;
 using testfiles::ListNames;
 using testfiles::MakeLink;
 using testfiles::ReadFileBytes;
+using testfiles::ReadFileText;
 using testfiles::TempFolder;
 using testfiles::Wide;
 using testfiles::WriteFileBytes;
@@ -105,9 +106,13 @@ TEST(GetFileName, NoSeparatorOrEmptyIsEmpty) {
     EXPECT_EQ(CUtils::GetFileName(u""), u"");
 }
 
-TEST(PathSeparators, BothKindsAreReadOnlySlashIsWritten) {
+TEST(PathSeparators, BothKindsAreReadThePlatformsIsWritten) {
     EXPECT_EQ(CUtils::GetPathSeparators(), u"\\/");
+#ifdef _WIN32
+    EXPECT_EQ(CUtils::GetPathSeparator(), u"\\");
+#else
     EXPECT_EQ(CUtils::GetPathSeparator(), u"/");
+#endif
     EXPECT_TRUE(CUtils::IsPathSeparator(47));
     EXPECT_TRUE(CUtils::IsPathSeparator(92));
     EXPECT_FALSE(CUtils::IsPathSeparator(u':'));
@@ -185,7 +190,7 @@ TEST(AppendStringToFile, CreatesThenAppends) {
     TempFolder folder;
     EXPECT_TRUE(CUtils::AppendStringToFile(folder.WideAt("log.txt"), "first\n"));
     EXPECT_TRUE(CUtils::AppendStringToFile(folder.WideAt("log.txt"), "second\n"));
-    EXPECT_EQ(ReadFileBytes(folder.At("log.txt")), "first\nsecond\n");
+    EXPECT_EQ(ReadFileText(folder.At("log.txt")), "first\nsecond\n");
 }
 
 TEST(AppendStringToFile, UnopenableFileIsFalse) {

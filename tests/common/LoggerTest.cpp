@@ -17,7 +17,7 @@ namespace {
 
 using testfiles::Exists;
 using testfiles::ListNames;
-using testfiles::ReadFileBytes;
+using testfiles::ReadFileText;
 using testfiles::TempFolder;
 using testfiles::Wide;
 using testfiles::WriteFileBytes;
@@ -80,7 +80,7 @@ public:
     std::string LogText() const {
         const std::vector<std::string> names = LogFiles();
         EXPECT_LE(names.size(), 1u);
-        return names.empty() ? std::string() : ReadFileBytes(folder.At(names.front()));
+        return names.empty() ? std::string() : ReadFileText(folder.At(names.front()));
     }
 
     TempFolder folder;
@@ -325,9 +325,9 @@ TEST(LoggerFileName, EachModulePathKeepsItsOwnFile) {
     }
     EXPECT_EQ(setup.LogFiles(),
               (std::vector<std::string>{"other.apx_02_03_03_00.log", "tool.apx_02_03_02_30.log"}));
-    EXPECT_EQ(ReadFileBytes(setup.folder.At("other.apx_02_03_03_00.log")),
+    EXPECT_EQ(ReadFileText(setup.folder.At("other.apx_02_03_03_00.log")),
               "03:00:00 [ CUtils::X ] a 7 b (src/utils:42)\n");
-    EXPECT_EQ(ReadFileBytes(setup.folder.At("tool.apx_02_03_02_30.log")),
+    EXPECT_EQ(ReadFileText(setup.folder.At("tool.apx_02_03_02_30.log")),
               "02:30:00 [ CUtils::X ] a 7 b (src/utils:42)\n"
               "04:00:00 [ CUtils::X ] a 7 b (src/utils:42)\n");
 }
@@ -615,7 +615,7 @@ TEST(LoggerRendering, BadUtf8ArgumentAlsoLogsTheConversionFailureFirst) {
     const MessageArg arg(&bad);
     ASSERT_TRUE(LogMessage(true, "src/t", 5, "T::f", FormattedMessage("bad {0}", arg)));
 
-    const std::string text = ReadFileBytes(folder.At("tool.apx_02_03_01_05.log"));
+    const std::string text = ReadFileText(folder.At("tool.apx_02_03_01_05.log"));
     const std::string inner = "01:05:09 [ CUtils::StringUTF8ToWstring ] StringUTF8ToWstring: "
                               "Invalid UTF-8 (src/utils_platforms:";
     const std::string outer = "01:05:09 [ T::f ] bad x\xFFy (src/t:5)\n";
@@ -645,7 +645,7 @@ TEST(LoggerInstance, LogMessageWritesErrorsWithDefaultKeys) {
     const FixedClock clock(2024, 3, 2, 13, 5, 9);
     const MessageArg seven(int32_t{7});
     ASSERT_TRUE(LogMessage(true, "src/utils", 42, "CUtils::X", FormattedMessage("a {0} b", seven)));
-    EXPECT_EQ(ReadFileBytes(folder.At("tool.apx_02_03_01_05.log")), kFileLine);
+    EXPECT_EQ(ReadFileText(folder.At("tool.apx_02_03_01_05.log")), kFileLine);
     const WString& console = Logger::Instance()->GetConsoleBuffer();
     const WString line = kErrorPrefix + u"a 7 ";
     ASSERT_GE(console.size(), line.size());

@@ -62,7 +62,7 @@ IsolatedLog::~IsolatedLog() { CUtils::SetModulePathOverride(saved); }
 
 std::string IsolatedLog::Text() const {
     Logger* logger = Logger::Instance();
-    return logger != nullptr ? testfiles::ReadFileBytes(testfiles::Narrow(logger->GetLogFilePath()))
+    return logger != nullptr ? testfiles::ReadFileText(testfiles::Narrow(logger->GetLogFilePath()))
                              : std::string();
 }
 

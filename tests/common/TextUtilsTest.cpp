@@ -16,6 +16,7 @@
 namespace {
 
 using testfiles::ReadFileBytes;
+using testfiles::ReadFileText;
 using testfiles::TempFolder;
 using testsupport::CountOf;
 using testsupport::IsolatedLog;
@@ -87,7 +88,7 @@ TEST(WstringToStringUTF8, LoneSurrogateGivesTextInFrontAndLineInFailureFileNotIn
     TempFolder folder;
     ScopedCurrentFolder inside(folder.Path());
     EXPECT_EQ(CUtils::WstringToStringUTF8(WString(u"ab") + u'\xD800'), "ab");
-    EXPECT_EQ(ReadFileBytes(folder.At("error_string_log.txt")),
+    EXPECT_EQ(ReadFileText(folder.At("error_string_log.txt")),
               "WstringToStringUTF8 exception: Invalid UTF-16\n");
     EXPECT_EQ(log.Text(), "");
 }
@@ -98,7 +99,7 @@ TEST(WstringToStringUTF8, EachFailureAppendsOneLine) {
     // A trail surrogate alone, and a lead surrogate followed by something other than a trail.
     EXPECT_EQ(CUtils::WstringToStringUTF8(WString(u"x") + u'\xDC00' + u"yz"), "x");
     EXPECT_EQ(CUtils::WstringToStringUTF8(WString(u"\u00e9") + u'\xD800' + u"q"), "\xc3\xa9");
-    EXPECT_EQ(ReadFileBytes(folder.At("error_string_log.txt")),
+    EXPECT_EQ(ReadFileText(folder.At("error_string_log.txt")),
               "WstringToStringUTF8 exception: Invalid UTF-16\n"
               "WstringToStringUTF8 exception: Invalid UTF-16\n");
 }
@@ -108,7 +109,7 @@ TEST(LogErrorStringToFile, AppendsLineToFileInCurrentFolder) {
     ScopedCurrentFolder inside(folder.Path());
     CUtils::LogErrorStringToFile("first");
     CUtils::LogErrorStringToFile("second");
-    EXPECT_EQ(ReadFileBytes(folder.At("error_string_log.txt")), "first\nsecond\n");
+    EXPECT_EQ(ReadFileText(folder.At("error_string_log.txt")), "first\nsecond\n");
 }
 
 TEST(LogErrorStringToFile, UnopenableFileGoesToStandardError) {

@@ -69,6 +69,13 @@ std::string ReadFileBytes(const std::string& path) {
     return bytes.str();
 }
 
+std::string ReadFileText(const std::string& path) {
+    std::ifstream file(PathOf(path));
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
 bool WriteFileBytes(const std::string& path, const std::string& bytes) {
     std::error_code ignored;
     fs::create_directories(PathOf(path).parent_path(), ignored);

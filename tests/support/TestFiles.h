@@ -38,6 +38,9 @@ std::string Utf8Of(const std::filesystem::path& path);
 
 // The whole file as bytes; empty when it cannot be read.
 std::string ReadFileBytes(const std::string& path);
+// The whole file read as text: the platform's line end ("\r\n" on Windows) becomes "\n". For the
+// files that are written as text (the log, the conversion failures).
+std::string ReadFileText(const std::string& path);
 // Writes `bytes` as the whole file, making missing folders; true on success.
 bool WriteFileBytes(const std::string& path, const std::string& bytes);
 // Whether anything stands at `path`; a link counts, even one to nothing.
