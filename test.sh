@@ -1,13 +1,19 @@
 #!/usr/bin/env bash
 # Installs what the build, the tests and the benchmarks need, builds with AddressSanitizer and
-# UndefinedBehaviorSanitizer (preset "asan"), and runs every test through ctest.
+# UndefinedBehaviorSanitizer (preset "asan"), and runs every test through ctest. Then cross-builds
+# the Windows programs (scripts/build-windows.sh) and checks orvzip.exe under wine with the same
+# comparisons against unzip and 7z as the Linux orvzip.
 # Exits non-zero when anything is missing, fails to build, or fails a test.
 set -euo pipefail
 cd "$(dirname "$0")"
 
 source scripts/install-packages.sh
-install_missing_packages test.sh build test bench
+install_missing_packages test.sh build test bench windows
 
 cmake --preset asan
 cmake --build --preset asan
 ctest --preset asan
+
+scripts/build-windows.sh
+ORV_ORVZIP_COMMAND="$PWD/scripts/wine-run.sh $PWD/build/windows/bin/orvzip.exe" \
+    build/asan/tests/zip/zip_tests --gtest_filter='InteropTest.*:OrvzipCommandLine.*'
