@@ -10,24 +10,25 @@
 namespace {
 
 // Frames of the capture itself that a thrown exception does not show: the capture, the
-// Backtrace constructor and the OVThrowable constructor.
+// Backtrace constructor and the OVThrowable constructor. They are real frames in every build:
+// never inlined, and (CMakeLists.txt) never left by a sibling call.
 constexpr int32_t kThrowableFramesSkipped = 3;
 
 }  // namespace
 
-Backtrace::Backtrace(int32_t skip) {
+__attribute__((noinline)) Backtrace::Backtrace(int32_t skip) {
     if (skip >= 0) {
         Capture(skip);
     }
 }
 
-Backtrace::~Backtrace() { Capture(0); }
+__attribute__((noinline)) Backtrace::~Backtrace() { Capture(0); }
 
-void Backtrace::Capture(int32_t skip) {
+__attribute__((noinline)) void Backtrace::Capture(int32_t skip) {
     count = platform::CaptureStack(static_cast<uint32_t>(skip), kMaxFrames, frames, &hash);
 }
 
-OVThrowable::OVThrowable(const std::string& message)
+__attribute__((noinline)) OVThrowable::OVThrowable(const std::string& message)
     : message(message), backtrace(kThrowableFramesSkipped) {
     cause = std::current_exception();
 }
@@ -38,10 +39,11 @@ const char* OVThrowable::what() const noexcept { return message.c_str(); }
 
 WString OVThrowable::GetMessageText() const { return CUtils::StringUTF8ToWstring(what()); }
 
-OVException::OVException(int32_t code, const std::string& message)
+__attribute__((noinline)) OVException::OVException(int32_t code, const std::string& message)
     : OVThrowable(message), code(code) {}
 
-OVException::OVException(const std::string& message) : OVThrowable(message), code(0) {}
+__attribute__((noinline)) OVException::OVException(const std::string& message)
+    : OVThrowable(message), code(0) {}
 
 const char* OVException::what() const noexcept { return OVThrowable::what(); }
 
@@ -64,8 +66,11 @@ WString OVException::GetCodeDescription() const {
     if (!hostText.empty()) {
         return hostText;
     }
-    // The host's platform asks its system message table next; Linux has none, so the C library
-    // gives its words for the number.
+    // The system's message table next (Windows has one, Linux none), then the C library's words.
+    const WString systemMessage = platform::SystemMessage(code);
+    if (!systemMessage.empty()) {
+        return systemMessage;
+    }
     const char* systemText = std::strerror(code);
     if (systemText != nullptr && *systemText != '\0') {
         return CUtils::StringUTF8ToWstring(systemText);

@@ -9,6 +9,9 @@
 #include <cstdint>
 #include <filesystem>
 #include <gtest/gtest.h>
+#ifdef _WIN32
+#include <windows.h>
+#endif
 #include <string>
 #include <unistd.h>
 #include <utility>
@@ -47,7 +50,9 @@ TEST(DeleteFileOV, DeletesFileButNotFolderOrMissing) {
 TEST(DeleteFileOV, LinkIsDeletedNotItsTarget) {
     TempFolder folder;
     WriteFileBytes(folder.At("target"), "x");
-    ASSERT_TRUE(MakeLink(folder.At("target"), folder.At("link")));
+    if (!MakeLink(folder.At("target"), folder.At("link"))) {
+        GTEST_SKIP() << "no symbolic links here";
+    }
     EXPECT_TRUE(CUtils::DeleteFileOV(folder.WideAt("link")));
     EXPECT_FALSE(Exists(folder.At("link")));
     EXPECT_EQ(ReadFileBytes(folder.At("target")), "x");
@@ -249,9 +254,15 @@ TEST(GetModulePath, WithoutOverrideIsTheFileThisCodeIsLinkedInto) {
     const WString directory = CUtils::GetModuleDirectory();
     CUtils::SetModulePathOverride(saved);
     // The runtime is linked statically into this test program.
+#ifdef _WIN32
+    wchar_t file[1024] = {};
+    GetModuleFileNameW(nullptr, file, 1024);
+    const fs::path program(file);
+#else
     const fs::path program = fs::canonical("/proc/self/exe");
-    EXPECT_EQ(path, Wide(program.string()));
-    EXPECT_EQ(directory, Wide(program.parent_path().string()));
+#endif
+    EXPECT_EQ(path, Wide(testfiles::Utf8Of(program)));
+    EXPECT_EQ(directory, Wide(testfiles::Utf8Of(program.parent_path())));
 }
 
 // ---- Time and alerts ----
@@ -296,9 +307,11 @@ TEST(ShowMessageBox, CaptionAndTextReachTheAlert) {
     EXPECT_EQ(testsupport::RecordedPlatform::alerts[0].text, u"Knihovna je aktuální.");
 }
 
+#ifndef _WIN32  // on Windows the alert is the system's message box
 TEST(ShowMessageBox, WithoutHookWritesCaptionAndTextToStandardError) {
     testing::internal::CaptureStderr();
     CUtils::ShowMessageBox(nullptr, u"Alert", u"Něco se stalo", 8);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Alert: N\xc4\x9b"
                                                       "co se stalo\n");
 }
+#endif

@@ -15,6 +15,20 @@
 #include <unistd.h>
 #include <vector>
 
+// The separator the listings write between the folder and a name: the platform's.
+// What a guard's alert leaves on standard error: the Linux runtime writes it there; on Windows
+// it is the system's message box, and nothing is written.
+std::string AlertOnStandardError(const std::string& pattern) {
+#ifdef _WIN32
+    static_cast<void>(pattern);
+    return "^$";
+#else
+    return pattern;
+#endif
+}
+
+const WString kSep = CUtils::GetPathSeparator();
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -169,8 +183,9 @@ TEST(RemoveDirectoryOVDeathTest, EmptyPathLogsThenAlertsThenExitsWith18) {
 TEST(RemoveDirectoryOVDeathTest, DriveRootStopsWithAlertOnStandardErrorAndStatus18) {
     // No message box hook in the child: the machine's own alert writes to standard error.
     EXPECT_EXIT(CUtils::RemoveDirectoryOV(u"C:\\", true, true, false), testing::ExitedWithCode(18),
-                "^Alert: ERROR: RemoveDirectoryOV tried to delete the directory C:\\\\\\.\n "
-                "Aborted\\.\n$");
+                AlertOnStandardError(
+                    "^Alert: ERROR: RemoveDirectoryOV tried to delete the directory C:\\\\\\.\n "
+                    "Aborted\\.\n$"));
 }
 
 TEST(RemoveDirectoryOVDeathTest, StopsAtOnceWithoutExitHandlersOrStaticDestructors) {
@@ -180,7 +195,8 @@ TEST(RemoveDirectoryOVDeathTest, StopsAtOnceWithoutExitHandlersOrStaticDestructo
             CUtils::RemoveDirectoryOV(u"C:", true, true, false);
         },
         testing::ExitedWithCode(18),
-        "^Alert: ERROR: RemoveDirectoryOV tried to delete the directory C:\\.\n Aborted\\.\n$");
+        AlertOnStandardError("^Alert: ERROR: RemoveDirectoryOV tried to delete the directory "
+                             "C:\\.\n Aborted\\.\n$"));
 }
 
 TEST(RemoveDirectoryOV, PathOfExactlyFourCharactersIsRemoved) {
@@ -257,15 +273,22 @@ TEST(RemoveDirectoryOV, LinkToOutsideFolderIsRemovedButNotFollowed) {
     WriteFileBytes(folder.At("outside/keep.txt"), "keep");
     WriteFileBytes(folder.At("outside/deep/also.txt"), "also");
     MakeFolder(folder.At("tree/sub"));
-    ASSERT_TRUE(MakeLink(folder.At("outside"), folder.At("tree/link")));
-    ASSERT_TRUE(MakeLink(folder.At("outside"), folder.At("tree/sub/link")));
-    ASSERT_TRUE(MakeLink(folder.At("outside/keep.txt"), folder.At("tree/file-link")));
+    if (!MakeLink(folder.At("outside"), folder.At("tree/link"))) {
+        GTEST_SKIP() << "no symbolic links here";
+    }
+    if (!MakeLink(folder.At("outside"), folder.At("tree/sub/link"))) {
+        GTEST_SKIP() << "no symbolic links here";
+    }
+    if (!MakeLink(folder.At("outside/keep.txt"), folder.At("tree/file-link"))) {
+        GTEST_SKIP() << "no symbolic links here";
+    }
     EXPECT_TRUE(CUtils::RemoveDirectoryOV(folder.WideAt("tree"), true, true, false));
     EXPECT_FALSE(Exists(folder.At("tree")));
     EXPECT_EQ(ReadFileBytes(folder.At("outside/keep.txt")), "keep");
     EXPECT_EQ(ReadFileBytes(folder.At("outside/deep/also.txt")), "also");
 }
 
+#ifndef _WIN32  // names that are not UTF-8 exist only on Linux
 TEST(RemoveDirectoryOV, NameThatIsNotUtf8IsLeftAloneAndNotTakenForAnother) {
     TempFolder folder;
     MakeFolder(folder.At("tree"));
@@ -277,6 +300,7 @@ TEST(RemoveDirectoryOV, NameThatIsNotUtf8IsLeftAloneAndNotTakenForAnother) {
     EXPECT_EQ(ListNames(folder.At("tree")), std::vector<std::string>{"name\xff.txt"});
     EXPECT_EQ(ReadFileBytes(folder.At("tree/name\xff.txt")), "odd");
 }
+#endif
 
 TEST(RemoveDirectoryOV, PathWithLoneSurrogateRemovesNothing) {
     TempFolder folder;
@@ -300,8 +324,9 @@ TEST(GetFilesInDirectory, SortedFilesOnlyAsArgumentSeparatorName) {
         WriteFileBytes(folder.At(std::string("dir/") + name), "x");
     const WString dir = folder.WideAt("dir");
     EXPECT_EQ(CUtils::GetFilesInDirectory(dir),
-              (std::vector<WString>{dir + u"/10.gsm", dir + u"/2.gsm", dir + u"/Alpha.txt",
-                                    dir + u"/beta", dir + u"/zeta.txt"}));
+              (std::vector<WString>{dir + kSep + u"10.gsm", dir + kSep + u"2.gsm",
+                                    dir + kSep + u"Alpha.txt", dir + kSep + u"beta",
+                                    dir + kSep + u"zeta.txt"}));
 }
 
 TEST(GetFilesInDirectory, LeavesOutNamesBeginningWithDot) {
@@ -319,9 +344,9 @@ TEST(GetFilesInDirectory, KeepsArgumentAsGiven) {
     MakeFolder("ab");
     WriteFileBytes("ab/f", "x");
     // No length guard here, and a relative argument stays relative.
-    EXPECT_EQ(CUtils::GetFilesInDirectory(u"ab"), std::vector<WString>{u"ab/f"});
-    EXPECT_EQ(CUtils::GetFilesInDirectory(u"ab/"), std::vector<WString>{u"ab//f"});
-    EXPECT_EQ(CUtils::GetFilesInDirectory(u"./ab"), std::vector<WString>{u"./ab/f"});
+    EXPECT_EQ(CUtils::GetFilesInDirectory(u"ab"), std::vector<WString>{u"ab" + kSep + u"f"});
+    EXPECT_EQ(CUtils::GetFilesInDirectory(u"ab/"), std::vector<WString>{u"ab/" + kSep + u"f"});
+    EXPECT_EQ(CUtils::GetFilesInDirectory(u"./ab"), std::vector<WString>{u"./ab" + kSep + u"f"});
 }
 
 TEST(GetFilesInDirectory, MissingFolderFileOrEmptyPathGiveNothing) {
@@ -336,7 +361,9 @@ TEST(GetFilesInDirectory, LinkToFolderCountsAsFile) {
     TempFolder folder;
     MakeFolder(folder.At("dir"));
     MakeFolder(folder.At("elsewhere"));
-    ASSERT_TRUE(MakeLink(folder.At("elsewhere"), folder.At("dir/link")));
+    if (!MakeLink(folder.At("elsewhere"), folder.At("dir/link"))) {
+        GTEST_SKIP() << "no symbolic links here";
+    }
     EXPECT_EQ(CUtils::GetFilesInDirectory(folder.WideAt("dir")),
               std::vector<WString>{folder.WideAt("dir/link")});
     EXPECT_TRUE(CUtils::GetSubdirectoriesInDirectory(folder.WideAt("dir")).empty());
@@ -350,14 +377,15 @@ TEST(GetSubdirectoriesInDirectory, FoldersOnlyAsArgumentSeparatorName) {
     WriteFileBytes(folder.At("dir/file.txt"), "x");
     const WString dir = folder.WideAt("dir");
     EXPECT_EQ(Sorted(CUtils::GetSubdirectoriesInDirectory(dir)),
-              (std::vector<WString>{dir + u"/a", dir + u"/b"}));
+              (std::vector<WString>{dir + kSep + u"a", dir + kSep + u"b"}));
 }
 
 TEST(GetSubdirectoriesInDirectory, PathOfExactlyFourCharactersIsListed) {
     TempFolder folder;
     ScopedCurrentFolder inside(folder.Path());
     MakeFolder("abcd/sub");
-    EXPECT_EQ(CUtils::GetSubdirectoriesInDirectory(u"abcd"), std::vector<WString>{u"abcd/sub"});
+    EXPECT_EQ(CUtils::GetSubdirectoriesInDirectory(u"abcd"),
+              std::vector<WString>{u"abcd" + kSep + u"sub"});
 }
 
 TEST(GetSubdirectoriesInDirectory, MissingFolderGivesNothing) {
@@ -373,9 +401,11 @@ TEST(GetSubdirectoriesInDirectoryDeathTest, ShorterPathAlertsWithoutLogEntryThen
 }
 
 TEST(GetSubdirectoriesInDirectoryDeathTest, EmptyPathExitsWith17) {
-    EXPECT_EXIT(CUtils::GetSubdirectoriesInDirectory(u""), testing::ExitedWithCode(17),
-                "^Alert: ERROR: GetSubdirectoriesInDirectory tried to obtain the directory \\.\n "
-                "Aborted\\.\n$");
+    EXPECT_EXIT(
+        CUtils::GetSubdirectoriesInDirectory(u""), testing::ExitedWithCode(17),
+        AlertOnStandardError(
+            "^Alert: ERROR: GetSubdirectoriesInDirectory tried to obtain the directory \\.\n "
+            "Aborted\\.\n$"));
 }
 
 TEST(GetSubdirectoriesInDirectoryDeathTest, StopsAtOnceWithoutExitHandlersOrStaticDestructors) {
@@ -385,6 +415,7 @@ TEST(GetSubdirectoriesInDirectoryDeathTest, StopsAtOnceWithoutExitHandlersOrStat
             CUtils::GetSubdirectoriesInDirectory(u"C:");
         },
         testing::ExitedWithCode(17),
-        "^Alert: ERROR: GetSubdirectoriesInDirectory tried to obtain the directory C:\\.\n "
-        "Aborted\\.\n$");
+        AlertOnStandardError(
+            "^Alert: ERROR: GetSubdirectoriesInDirectory tried to obtain the directory C:\\.\n "
+            "Aborted\\.\n$"));
 }

@@ -4,6 +4,9 @@
 #include <cerrno>
 #include <cstring>
 #include <gtest/gtest.h>
+#ifdef _WIN32
+#include <windows.h>
+#endif
 #include <new>
 #include <stdexcept>
 
@@ -71,16 +74,42 @@ TEST(OVException, HostCodeAppendsTheHostsDescription) {
               u"execute the command generally.");
 }
 
+#ifdef _WIN32
+// FormatMessageW as the description asks it: from the system's table, US English.
+WString SystemTableWords(DWORD code) {
+    wchar_t* buffer = nullptr;
+    const DWORD length =
+        FormatMessageW(0x1300, nullptr, code, 1033, reinterpret_cast<LPWSTR>(&buffer), 0, nullptr);
+    WString text(reinterpret_cast<const char16_t*>(buffer), length);
+    LocalFree(buffer);
+    return text;
+}
+
+TEST(OVException, SystemCodeIsDescribedByTheSystemsTableWithItsLineEnd) {
+    const WString words = SystemTableWords(ERROR_FILE_NOT_FOUND);
+    ASSERT_GE(words.size(), 3u);
+    EXPECT_EQ(words.substr(words.size() - 2), u"\r\n");
+    const OVException failure(ERROR_FILE_NOT_FOUND, "Open");
+    EXPECT_EQ(failure.GetCodeDescription(), words);
+    EXPECT_EQ(failure.GetMessageText(), u"Open (2) - " + words);
+}
+#else
 TEST(OVException, SystemCodeIsDescribedByTheCLibrary) {
     const OVException failure(ENOENT, "Open");
     EXPECT_EQ(failure.GetCodeDescription(), u"No such file or directory");
     EXPECT_EQ(failure.GetMessageText(), u"Open (2) - No such file or directory");
 }
+#endif
 
 TEST(OVException, HostCodeOnlyInTheNarrowTableFallsToTheSystemWords) {
     const OVException failure(static_cast<int32_t>(0x810600E3u), "The reference already exists.");
-    // The C library's words for a number it does not know.
+    // The system's table has no words for it (Windows) or there is none (Linux); the C library's
+    // words for a number it does not know follow.
+#ifdef _WIN32
+    EXPECT_EQ(failure.GetCodeDescription(), u"Unknown error");
+#else
     EXPECT_EQ(failure.GetCodeDescription(), u"Unknown error -2130312989");
+#endif
 }
 
 TEST(OVException, WhatIsTheMessageAsGiven) {

@@ -160,7 +160,9 @@ TEST(GetTempDirectory, LinkInPlaceOfTheFolderIsRefusedEvenToAPrivateFolder) {
     ScopedTmpdir env(tmp.Path().c_str());
     MakeFolder(tmp.At("elsewhere"));
     ASSERT_EQ(::chmod(tmp.At("elsewhere").c_str(), 0700), 0);
-    ASSERT_TRUE(MakeLink(tmp.At("elsewhere"), tmp.At(UserTempName())));
+    if (!MakeLink(tmp.At("elsewhere"), tmp.At(UserTempName()))) {
+        GTEST_SKIP() << "no symbolic links here";
+    }
     EXPECT_EQ(CUtils::GetTempDirectory(), u"");
     EXPECT_EQ(CountOf(log.Text(), "Temporary folder refused, not a private folder of this user: "),
               1u);
@@ -218,8 +220,12 @@ TEST(CreateTempFileOV, LinkPlantedAtTheNameIsNotFollowed) {
     ASSERT_FALSE(folder.empty());
     // One link leads to a file that is not there yet, one to a file that is.
     WriteFileBytes(tmp.At("kept"), "kept");
-    ASSERT_TRUE(MakeLink(tmp.At("missing"), (folder + "door.gsm")));
-    ASSERT_TRUE(MakeLink(tmp.At("kept"), (folder + "window.gsm")));
+    if (!MakeLink(tmp.At("missing"), (folder + "door.gsm"))) {
+        GTEST_SKIP() << "no symbolic links here";
+    }
+    if (!MakeLink(tmp.At("kept"), (folder + "window.gsm"))) {
+        GTEST_SKIP() << "no symbolic links here";
+    }
     for (const std::string name : {"door.gsm", "window.gsm"}) {
         const std::string path = Narrow(CUtils::CreateTempFileOV(Wide(name)));
         if (path.empty())

@@ -209,6 +209,16 @@ TEST_F(FileStreamsTest, SeekOnAClosedStreamThrowsNotOpened) {
     EXPECT_STREQ(e->what(), "File input stream is not opened");
 }
 
+#ifdef _WIN32
+TEST_F(FileStreamsTest, OpenOfAFolderThrowsOpenFailure) {
+    // Windows refuses to open a folder as a file at all.
+    fs::create_directories(folder.Path() / "sub");
+    const auto e = Thrown([&] { FileInputStream stream(WidePath("sub")); });
+    ASSERT_TRUE(e.has_value());
+    EXPECT_EQ(std::string(e->what()), "Failed to open file input stream" + Path("sub"));
+    EXPECT_NE(e->GetCode(), 0);
+}
+#else
 TEST_F(FileStreamsTest, ReadOfAFolderThrowsReadError) {
     fs::create_directories(folder.Path() / "sub");
     FileInputStream stream(WidePath("sub"));
@@ -223,6 +233,7 @@ TEST_F(FileStreamsTest, ReadOfAFolderThrowsReadError) {
     EXPECT_EQ(message.substr(expected.size()).find_first_not_of("-0123456789"), std::string::npos);
     EXPECT_EQ(e->GetCode(), 0);
 }
+#endif
 
 TEST_F(FileStreamsTest, SkipPastTheEndStopsAtSize) {
     const ByteBuffer data = Pattern(50);
@@ -452,7 +463,9 @@ TEST_F(FileStreamsTest, ModeTwoOnAMissingFileCreatesIt) {
 
 TEST_F(FileStreamsTest, ModeTwoRefusesALinkThatLeadsNowhereRatherThanWriteThroughIt) {
     // The link is no file to the existence test; the open, made exclusively, still refuses it.
-    fs::create_symlink(Path("elsewhere.bin"), Path("link.bin"));
+    if (!testfiles::MakeLink(Path("elsewhere.bin"), Path("link.bin"))) {
+        GTEST_SKIP() << "no symbolic links here";
+    }
     const auto e = Thrown([&] { FileOutputStream out(WidePath("link.bin"), 2); });
     ASSERT_TRUE(e.has_value());
     EXPECT_EQ(std::string(e->what()), "Failed to open file input stream" + Path("link.bin"));

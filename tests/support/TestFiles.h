@@ -63,6 +63,15 @@ std::string Quote(const std::string& text);
 // tools: there it gives -1 and says so in `output`.
 int RunCommand(const std::string& command, std::string* output = nullptr);
 
+// Skips a test that makes its inputs or checks its outputs with the Linux tools (zip, python3,
+// 7z): a Windows program cannot run them. The test runs on Linux, and the Windows code it checks
+// is checked from the Linux side (orvzip.exe under wine).
+#ifdef _WIN32
+#define SKIP_WITHOUT_LINUX_TOOLS() GTEST_SKIP() << "needs the Linux tools"
+#else
+#define SKIP_WITHOUT_LINUX_TOOLS() static_cast<void>(0)
+#endif
+
 // A port on 127.0.0.1 that was free a moment ago: bound and closed again, so nothing listens.
 int UnusedPort();
 

@@ -2,14 +2,17 @@
 // programs that run under wine: no shell of the Linux tools, and a free port through Winsock.
 #include "TestFiles.h"
 
+#include <cstdio>
 #include <stdexcept>
 #include <winsock2.h>
 
 namespace testfiles {
 
 int RunCommand(const std::string& command, std::string* output) {
+    const std::string refusal = "no shell of the Linux tools in a Windows program: " + command;
+    std::fprintf(stderr, "%s\n", refusal.c_str());
     if (output != nullptr) {
-        *output = "no shell of the Linux tools in a Windows program: " + command;
+        *output = refusal;
     }
     return -1;
 }

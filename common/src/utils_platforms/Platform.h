@@ -64,6 +64,10 @@ uint64_t SystemTimeMicroseconds();
 // Local calendar time of a time in microseconds since 1601-01-01 UTC.
 std::tm LocalTime(uint64_t microseconds);
 
+// The system message table's words for `code` (FormatMessageW, US English, unaltered, its line
+// end included), or nothing where the platform has no such table (Linux).
+WString SystemMessage(int32_t code);
+
 void MessageBox(void* owner, const WString& caption, const WString& text, uint32_t type);
 void DebugOutput(const WString& text);
 

@@ -298,6 +298,8 @@ std::tm LocalTime(uint64_t microseconds) {
     return local;
 }
 
+WString SystemMessage(int32_t /*code*/) { return WString(); }
+
 void MessageBox(void* /*owner*/, const WString& caption, const WString& text, uint32_t /*type*/) {
     WriteToStandardError(caption + u": " + text + u"\n");
 }

@@ -163,6 +163,23 @@ std::tm LocalTime(uint64_t microseconds) {
     return local;
 }
 
+WString SystemMessage(int32_t code) {
+    constexpr DWORD kFlags = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
+                             FORMAT_MESSAGE_IGNORE_INSERTS;  // 0x1300
+    constexpr DWORD kUsEnglish = 1033;
+    wchar_t* buffer = nullptr;
+    const DWORD length = ::FormatMessageW(kFlags, nullptr, static_cast<DWORD>(code), kUsEnglish,
+                                          reinterpret_cast<LPWSTR>(&buffer), 0, nullptr);
+    WString text;
+    if (length > 0 && buffer != nullptr) {
+        text.assign(reinterpret_cast<const char16_t*>(buffer), length);
+    }
+    if (buffer != nullptr) {
+        ::LocalFree(buffer);
+    }
+    return text;
+}
+
 void MessageBox(void* owner, const WString& caption, const WString& text, uint32_t type) {
     ::MessageBoxW(static_cast<HWND>(owner), reinterpret_cast<LPCWSTR>(text.c_str()),
                   reinterpret_cast<LPCWSTR>(caption.c_str()), type);
@@ -176,7 +193,14 @@ __attribute__((noinline)) uint16_t CaptureStack(uint32_t skip, uint32_t limit, v
                                                 uint32_t* hash) {
     // One more frame skipped: this function's own.
     DWORD sum = 0;
-    const WORD count = ::RtlCaptureStackBackTrace(skip + 1, limit, frames, &sum);
+    WORD count = ::RtlCaptureStackBackTrace(skip + 1, limit, frames, &sum);
+    // An empty entry is where the unwinder lost the stack (wine's, past its own start): the frames
+    // end there.
+    for (WORD i = 0; i < count; ++i) {
+        if (frames[i] == nullptr) {
+            count = i;
+        }
+    }
     *hash = sum;
     return count;
 }
