@@ -98,3 +98,5 @@ fi
 
 cmake --preset windows -DORV_WINDOWS_DEPS="$prefix"
 cmake --build --preset windows
+# The wine prefix is made here, once, so that test programs started side by side find it ready.
+scripts/wine-run.sh cmd.exe /c exit 0

@@ -1,6 +1,8 @@
 // OVExceptionTest.cpp: the exception family: messages, codes, cause and stack.
 #include "common/OVException.h"
 
+#include "TestFiles.h"
+
 #include <cerrno>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -176,6 +178,11 @@ TEST(Backtrace, SkippingDropsThatManyInnermostFrames) {
 }
 
 TEST(Backtrace, DeepStackKeepsOnlyTheInnermostFramesAfterTheThreeSkipped) {
+    if (testfiles::RunningUnderWine()) {
+        // wine's unwinder loses the frames behind the OVThrowable constructor (its exception
+        // handling data): the first frames kept are not the ones Windows gives.
+        GTEST_SKIP() << "wine's stack walk";
+    }
     const Backtrace shallow = CaptureAtDepth(0);
     const Backtrace deep = CaptureAtDepth(100);
     ASSERT_LT(shallow.count, Backtrace::kMaxFrames);

@@ -72,6 +72,9 @@ int RunCommand(const std::string& command, std::string* output = nullptr);
 #define SKIP_WITHOUT_LINUX_TOOLS() static_cast<void>(0)
 #endif
 
+// True in a Windows program that runs under wine rather than on Windows.
+bool RunningUnderWine();
+
 // A port on 127.0.0.1 that was free a moment ago: bound and closed again, so nothing listens.
 int UnusedPort();
 

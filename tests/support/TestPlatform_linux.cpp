@@ -49,4 +49,6 @@ int UnusedPort() {
     return ntohs(address.sin_port);
 }
 
+bool RunningUnderWine() { return false; }
+
 }  // namespace testfiles

@@ -2,6 +2,8 @@
 // programs that run under wine: no shell of the Linux tools, and a free port through Winsock.
 #include "TestFiles.h"
 
+#include <windows.h>
+
 #include <cstdio>
 #include <stdexcept>
 #include <winsock2.h>
@@ -39,6 +41,12 @@ int UnusedPort() {
         throw std::runtime_error("no free port on 127.0.0.1");
     }
     return ntohs(address.sin_port);
+}
+
+bool RunningUnderWine() {
+    // wine's ntdll exports its version; Windows' does not.
+    const HMODULE ntdll = GetModuleHandleW(L"ntdll.dll");
+    return ntdll != nullptr && GetProcAddress(ntdll, "wine_get_version") != nullptr;
 }
 
 }  // namespace testfiles
