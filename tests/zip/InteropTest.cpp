@@ -388,7 +388,11 @@ TEST(OrvzipCommandLine, MissingArchiveExitsWithStatus1AndTheMessage) {
         const std::string tail = command == std::string("extract ") ? " " + temp.At("out") : "";
         EXPECT_EQ(Orvzip(command + Quote(missing) + tail, &output), 1) << command;
         EXPECT_NE(output.find("orvzip: " + missing + ": "), std::string::npos) << output;
-        EXPECT_NE(output.find("No such file or directory"), std::string::npos) << output;
+        EXPECT_NE(output.find("Failed to read file info (2) - "), std::string::npos) << output;
+        // The code's words: the C library's on Linux; on Windows the system's message table's.
+        if (std::getenv("ORV_ORVZIP_COMMAND") == nullptr) {
+            EXPECT_NE(output.find("No such file or directory"), std::string::npos) << output;
+        }
         EXPECT_EQ(output.find("usage:"), std::string::npos) << output;
     }
 }
