@@ -98,5 +98,6 @@ fi
 
 cmake --preset windows -DORV_WINDOWS_DEPS="$prefix"
 cmake --build --preset windows
-# The wine prefix is made here, once, so that test programs started side by side find it ready.
-scripts/wine-run.sh cmd.exe /c exit 0
+# The wine prefix is made here, once, so that test programs started side by side find it ready;
+# the services wine starts with it stay up, detached from any output a later reader waits on.
+scripts/wine-run.sh cmd.exe /c exit 0 </dev/null >/dev/null 2>&1

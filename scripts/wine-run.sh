@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # wine-run.sh PROGRAM [ARGUMENT...]: runs a Windows program of the build under wine, in the
 # build's own prefix (build/windows/wine, made on first use), quietly, with a wine server that
-# stays up between the test programs.
+# stays up between the test programs (`wineserver -k` ends it). The first program also starts
+# wine's services, which keep its output open while they run: scripts/build-windows.sh starts
+# them with its output detached.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 export WINEPREFIX=${WINEPREFIX:-$root/build/windows/wine}
@@ -12,5 +14,7 @@ if [[ ! -f $WINEPREFIX/system.reg ]]; then
     mkdir -p "$WINEPREFIX"
     wineboot --init >/dev/null 2>&1 || true
 fi
-wineserver -p 2>/dev/null || true
+# Detached from this program's output: a server that outlives it must not hold a pipe open for
+# whoever reads that output to its end.
+wineserver -p </dev/null >/dev/null 2>&1 || true
 exec wine "$@"
