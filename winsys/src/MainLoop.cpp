@@ -2,14 +2,12 @@
 // windows, and leaves input, the passing of time and the showing of windows to the backend.
 #include "winsys/MainLoop.h"
 
+#include "LoopPort.h"
 #include "LoopSupport.h"
-#include "Timers.h"
 #include "winsys/WindowSystem.h"
 
 #include <chrono>
-#include <exception>
 #include <iostream>
-#include <thread>
 
 namespace winsys {
 
@@ -38,16 +36,7 @@ uint64_t SteadyMilliseconds() {
                                      .count());
 }
 
-bool WaitWithoutInput(std::optional<uint64_t> deadline) {
-    if (!deadline) {
-        return false;
-    }
-    const uint64_t now = SteadyMilliseconds();
-    if (*deadline > now) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(*deadline - now));
-    }
-    return true;
-}
+bool WaitWithoutInput(std::optional<uint64_t> deadline) { return port::WaitWithoutInput(deadline); }
 
 namespace {
 
@@ -140,32 +129,14 @@ uint64_t MainLoop::NowMilliseconds() { return backend->NowMilliseconds(); }
 uint64_t MainLoop::NowMicroseconds1601() { return backend->NowMicroseconds1601(); }
 
 void MainLoop::FireDueTimers() {
-    const uint64_t now = NowMilliseconds();
-    // The turn looks once; what its handlers kill, re-arm or fire in a nested loop is left out.
-    for (const detail::DueTimer& due : detail::CollectDueTimers(now)) {
-        const auto delivery = detail::BeginFiring(due, now);
-        if (!delivery) {
-            continue;
-        }
-        try {
-            if (delivery->timerProc != nullptr) {
-                delivery->timerProc(delivery->window, WM_TIMER, delivery->id,
-                                    static_cast<DWORD>(now));
-            } else {
-                delivery->windowProc(delivery->window, WM_TIMER, delivery->id, 0);
-            }
-        } catch (const std::exception& error) {
-            TraceException(*this, error.what());
-        } catch (...) {
-            TraceException(*this, "an exception of unknown type");
-        }
-    }
+    port::DeliverDue(NowMilliseconds(),
+                     [this](const std::string& what) { TraceException(*this, what); });
 }
 
 void MainLoop::Run() {
     for (;;) {
         FireDueTimers();
-        if (!backend->Wait(detail::NextTimerDue()) && !detail::NextTimerDue()) {
+        if (!backend->Wait(port::NextDue(NowMilliseconds())) && !port::NextDue(NowMilliseconds())) {
             return;
         }
     }
@@ -178,7 +149,7 @@ void MainLoop::RunModal(ModalWindow& window) {
         if (!window.IsOpen()) {
             break;
         }
-        if (!backend->Wait(detail::NextTimerDue()) && window.IsOpen()) {
+        if (!backend->Wait(port::NextDue(NowMilliseconds())) && window.IsOpen()) {
             Json::Value trace(Json::objectValue);
             trace["kind"] = "script";
             trace["note"] = "script ended with a window open: closed";

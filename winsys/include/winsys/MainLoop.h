@@ -71,7 +71,8 @@ uint64_t SystemMicroseconds1601();
 // when the system time is set.
 uint64_t SteadyMilliseconds();
 // Waits, with nobody there to give input, until `deadline` of SteadyMilliseconds: false at once
-// without a deadline (no input ever comes), else true once it has passed.
+// without a deadline (no input ever comes), else true once it has passed. On Windows a message
+// of the thread's queue ends the wait early.
 bool WaitWithoutInput(std::optional<uint64_t> deadline);
 
 class MainLoop {
