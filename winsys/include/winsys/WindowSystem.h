@@ -9,6 +9,13 @@
 
 #ifdef _WIN32
 #include <windows.h>
+
+namespace winsys {
+// The add-on's UTF-16 text as the system's wide text: the same units under another type.
+inline const wchar_t* SystemText(const char16_t* text) {
+    return reinterpret_cast<const wchar_t*>(text);
+}
+}  // namespace winsys
 #else
 
 #include <cstdint>
@@ -92,5 +99,9 @@ int32_t MessageBoxW(HWND owner, const char16_t* text, const char16_t* caption, U
 UINT RegisterWindowMessageW(const char16_t* name);
 DWORD GetLastError();
 void SetLastError(DWORD error);
+
+namespace winsys {
+inline const char16_t* SystemText(const char16_t* text) { return text; }
+}  // namespace winsys
 
 #endif  // _WIN32
