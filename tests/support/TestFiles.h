@@ -63,6 +63,14 @@ std::string Quote(const std::string& text);
 // tools: there it gives -1 and says so in `output`.
 int RunCommand(const std::string& command, std::string* output = nullptr);
 
+// Whether this program can run the Linux tools (unzip, 7z, python3) that some tests check their
+// results with as well: a Windows program cannot. Such a test checks the rest on both platforms.
+#ifdef _WIN32
+inline constexpr bool kLinuxTools = false;
+#else
+inline constexpr bool kLinuxTools = true;
+#endif
+
 // Skips a test that makes its inputs or checks its outputs with the Linux tools (zip, python3,
 // 7z): a Windows program cannot run them. The test runs on Linux, and the Windows code it checks
 // is checked from the Linux side (orvzip.exe under wine).
