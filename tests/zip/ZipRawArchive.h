@@ -78,13 +78,6 @@ std::vector<std::string> Walk(ZipFile& zip, const std::string& root, uint32_t fl
 class ZipFileTest : public ::testing::Test {
 protected:
     TempFolder folder;
-
-    std::string MakePython(const std::string& name, const std::string& script) {
-        const std::string archive = folder.At(name);
-        std::string output;
-        EXPECT_TRUE(RunPython(script, archive, &output)) << output;
-        return archive;
-    }
 };
 
 }  // namespace ziptest
