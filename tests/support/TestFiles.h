@@ -71,15 +71,6 @@ inline constexpr bool kLinuxTools = false;
 inline constexpr bool kLinuxTools = true;
 #endif
 
-// Skips a test that makes its inputs or checks its outputs with the Linux tools (zip, python3,
-// 7z): a Windows program cannot run them. The test runs on Linux, and the Windows code it checks
-// is checked from the Linux side (orvzip.exe under wine).
-#ifdef _WIN32
-#define SKIP_WITHOUT_LINUX_TOOLS() GTEST_SKIP() << "needs the Linux tools"
-#else
-#define SKIP_WITHOUT_LINUX_TOOLS() static_cast<void>(0)
-#endif
-
 // True in a Windows program that runs under wine rather than on Windows.
 bool RunningUnderWine();
 
