@@ -35,7 +35,6 @@ if(ORV_BUILD_TESTS)
     # The layout check is pinned to clang-format 14, the version Debian 12 ships.
     find_program(CLANG_FORMAT clang-format-14 REQUIRED)
     find_program(CURL_EXECUTABLE curl REQUIRED)
-    find_program(OPENSSL_EXECUTABLE openssl REQUIRED)
 endif()
 
 # cpp-httplib (httplib::httplib): the service, and the client of its tests. On Linux Debian's
