@@ -11,7 +11,11 @@
 #include <mutex>
 #include <shellapi.h>
 #include <winsock2.h>
-#include <winternl.h>
+
+// ntdll's own entry, with the information class as the plain number that it is: winternl.h's
+// enumeration stops short of the class used here.
+extern "C" LONG NTAPI NtQuerySystemInformation(ULONG informationClass, PVOID information,
+                                               ULONG length, PULONG returnedLength);
 
 namespace serviceport {
 
@@ -20,7 +24,7 @@ namespace {
 // The system's table of every process's handles (NtQuerySystemInformation's class 64), the one
 // list of a process's own handles that both Windows and wine give.
 constexpr ULONG kExtendedHandleInformation = 64;
-constexpr NTSTATUS kLengthMismatch = static_cast<NTSTATUS>(0xC0000004);
+constexpr LONG kLengthMismatch = static_cast<LONG>(0xC0000004);
 
 struct HandleEntry {
     PVOID object;
@@ -33,10 +37,10 @@ struct HandleEntry {
     ULONG reserved;
 };
 
-struct HandleTable {
+// The table's head; its entries follow it.
+struct HandleTableHead {
     ULONG_PTR count;
     ULONG_PTR reserved;
-    HandleEntry entries[1];
 };
 
 std::string Utf8(const wchar_t* text) {
@@ -61,7 +65,7 @@ BOOL WINAPI OnConsoleControl(DWORD event) {
     }
     stopChanged.notify_all();
     // The system ends the process once the handler of a closing console returns; waiting here
-    // lets the main thread stop the service first, and its return ends the process.
+    // lets the main thread stop the service first, and the return from main ends the process.
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
         Sleep(INFINITE);
     }
@@ -73,20 +77,22 @@ BOOL WINAPI OnConsoleControl(DWORD event) {
 std::vector<Socket> OwnHandles() {
     std::vector<Socket> handles;
     std::vector<unsigned char> buffer(1 << 20);
-    NTSTATUS status = 0;
-    while ((status = NtQuerySystemInformation(
-                static_cast<SYSTEM_INFORMATION_CLASS>(kExtendedHandleInformation), buffer.data(),
-                static_cast<ULONG>(buffer.size()), nullptr)) == kLengthMismatch) {
+    LONG status = 0;
+    while ((status = NtQuerySystemInformation(kExtendedHandleInformation, buffer.data(),
+                                              static_cast<ULONG>(buffer.size()), nullptr)) ==
+           kLengthMismatch) {
         buffer.resize(buffer.size() * 2);
     }
-    if (!NT_SUCCESS(status)) {
+    if (status < 0) {  // a failure status
         return handles;
     }
-    const auto* table = reinterpret_cast<const HandleTable*>(buffer.data());
+    const auto* head = reinterpret_cast<const HandleTableHead*>(buffer.data());
+    const auto* entries =
+        reinterpret_cast<const HandleEntry*>(buffer.data() + sizeof(HandleTableHead));
     const ULONG_PTR self = GetCurrentProcessId();
-    for (ULONG_PTR i = 0; i < table->count; ++i) {
-        if (table->entries[i].processId == self) {
-            handles.push_back(table->entries[i].handle);
+    for (ULONG_PTR i = 0; i < head->count; ++i) {
+        if (entries[i].processId == self) {
+            handles.push_back(entries[i].handle);
         }
     }
     return handles;
