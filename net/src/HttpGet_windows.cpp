@@ -46,13 +46,16 @@ private:
     HINTERNET handle;
 };
 
-// The resolve limit stays WinHTTP's (none); sending and receiving are both "without data".
+// The name lookup keeps WinHTTP's limit (none). "Without data" is each send and receive, and the
+// wait for the response's headers, which WinHTTP limits on its own (90 s by default).
 void ApplyTimeouts() {
-    if (session != nullptr && timeouts) {
-        WinHttpSetTimeouts(session, 0, static_cast<int>(timeouts->connectMilliseconds),
-                           static_cast<int>(timeouts->idleMilliseconds),
-                           static_cast<int>(timeouts->idleMilliseconds));
+    if (session == nullptr || !timeouts) {
+        return;
     }
+    const auto idle = static_cast<int>(timeouts->idleMilliseconds);
+    WinHttpSetTimeouts(session, 0, static_cast<int>(timeouts->connectMilliseconds), idle, idle);
+    DWORD headers = static_cast<DWORD>(idle);
+    WinHttpSetOption(session, WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &headers, sizeof headers);
 }
 
 const wchar_t* WideText(const GS::UniString::UStr& text) {
