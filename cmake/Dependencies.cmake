@@ -17,6 +17,7 @@ find_package(ZLIB REQUIRED)     # ZLIB::ZLIB: raw deflate and inflate
 find_package(jsoncpp REQUIRED)  # JsonCpp::JsonCpp: the service's answers, projects, traces
 find_package(pugixml REQUIRED)  # pugixml::pugixml: the emulator's library parts
 find_package(Threads REQUIRED)  # Threads::Threads: the service's own thread
+find_package(PNG REQUIRED)      # PNG::PNG: the host kit's image reader
 
 # mbed TLS (SHA-1, PBKDF2) comes without a CMake package: its crypto library as our own target.
 find_library(MBEDCRYPTO_LIBRARY mbedcrypto REQUIRED)
@@ -39,7 +40,6 @@ if(WIN32)
     return()
 endif()
 
-find_package(PNG REQUIRED)      # PNG::PNG: the host kit's image reader
 find_package(CURL REQUIRED)     # CURL::libcurl: the network client on Linux
 find_package(OpenSSL REQUIRED)  # OpenSSL::SSL, OpenSSL::Crypto: the service's HTTPS
 find_package(PkgConfig REQUIRED)

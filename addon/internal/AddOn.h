@@ -29,6 +29,11 @@ constexpr int32_t kAddOnStringsList = 32000;
 // Every project event ProjectEventHandler routes: 0x1, 0x2, 0x4, 0x20 and 0x200000.
 constexpr int32_t kProjectEventMask = 0x00200027;
 
+// The module's load and unload steps, which the platform's loader calls (ModuleLifetime_*.cpp)
+// with the module's handle and its file's path, cut to the capacity.
+void OnModuleLoad(const void* handle, const char16_t* path);
+void OnModuleUnload();
+
 int32_t AddOnDescribe(EnvironmentRecord* environment);
 int32_t AddOnRegister(void* unused);
 int32_t AddOnStart(API_Token token);

@@ -8,7 +8,6 @@
 #include "winsys/WindowSystem.h"
 
 #include <cstring>
-#include <dlfcn.h>
 #include <string>
 
 const void* ModuleHandle = nullptr;
@@ -19,39 +18,32 @@ namespace {
 
 constexpr int32_t kTableNotLoaded = HostError::General;
 
-// The module's path as UTF-16, cut to the capacity like the host's own path buffer.
-void FillModulePath(const char* path) {
-    const GS::UniString wide(path, CC_UTF8);
-    const GS::UniString::UStr units = wide.ToUStr();
-    std::size_t i = 0;
-    for (; i + 1 < kModulePathCapacity && units.Get()[i] != 0; ++i) {
-        ModulePath[i] = units.Get()[i];
-    }
-    ModulePath[i] = 0;
-}
-
 // The runtime's clock and alerts are the host's: its loop's clock (virtual under a script) and
 // its message box.
 uint64_t HostClock() { return winsys::MainLoop::Instance().NowMicroseconds1601(); }
 
 void HostMessageBox(void* owner, const WString& caption, const WString& text, uint32_t type) {
-    MessageBoxW(static_cast<HWND>(owner), text.c_str(), caption.c_str(), type);
+    MessageBoxW(static_cast<HWND>(owner), winsys::SystemText(text.c_str()),
+                winsys::SystemText(caption.c_str()), type);
 }
 
-__attribute__((constructor)) void OnModuleLoad() {
-    RegisterWindowMessageW(u"commdlg_FileNameOK");
-    Dl_info info{};
-    if (dladdr(reinterpret_cast<const void*>(&OnModuleLoad), &info) != 0) {
-        ModuleHandle = info.dli_fbase;
-        FillModulePath(info.dli_fname != nullptr ? info.dli_fname : "");
+}  // namespace
+
+void OnModuleLoad(const void* handle, const char16_t* path) {
+    RegisterWindowMessageW(winsys::SystemText(u"commdlg_FileNameOK"));
+    ModuleHandle = handle;
+    std::size_t i = 0;
+    for (; path != nullptr && i + 1 < kModulePathCapacity && path[i] != 0; ++i) {
+        ModulePath[i] = path[i];
     }
+    ModulePath[i] = 0;
     ResourceCache = RSInitModuleImageCache(reinterpret_cast<const void*>(&OnModuleLoad));
     PlatformHooks& hooks = GetPlatformHooks();
     hooks.clock = &HostClock;
     hooks.messageBox = &HostMessageBox;
 }
 
-__attribute__((destructor)) void OnModuleUnload() {
+void OnModuleUnload() {
     if (ResourceCache != kNoResourceModule) {
         RSRemoveModuleImageCache(ResourceCache);
         ResourceCache = kNoResourceModule;
@@ -63,8 +55,6 @@ __attribute__((destructor)) void OnModuleUnload() {
         HostToken = nullptr;
     }
 }
-
-}  // namespace
 
 int32_t GetExportedFuncAddrs(ExportRecord* record) {
     ZeroRecord(*record);

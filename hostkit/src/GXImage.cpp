@@ -1,12 +1,14 @@
 // GXImage.cpp: an image file read into RGBA pixels with libpng. A file that is missing or cannot
 // be read gives an empty image, which the caller takes as it comes.
 #include "PngCheck.h"
-#include "charcode/CharCode.h"
 #include "hostkit/DG.h"
 #include "hostkit/IOLocation.h"
 
 #include <csetjmp>
-#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <png.h>
 
 namespace GX {
@@ -17,11 +19,39 @@ namespace {
 void QuietError(png_structp png, png_const_charp /*message*/) { png_longjmp(png, 1); }
 void QuietWarning(png_structp /*png*/, png_const_charp /*message*/) {}
 
+// The bytes libpng has not read yet.
+struct Unread {
+    const uint8_t* next;
+    size_t left;
+};
+
+void ReadFromMemory(png_structp png, png_bytep into, size_t count) {
+    auto& unread = *static_cast<Unread*>(png_get_io_ptr(png));
+    if (count > unread.left) {
+        png_error(png, "past the end");
+    }
+    std::memcpy(into, unread.next, count);
+    unread.next += count;
+    unread.left -= count;
+}
+
+// The whole file; empty when it cannot be read. The path goes to the system as wide text where
+// the system takes it so.
+std::vector<uint8_t> ReadFile(const GS::UniString& path) {
+    try {
+        std::ifstream file(std::filesystem::path(std::u16string(path.ToUStr().Get())),
+                           std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    } catch (const std::exception&) {
+        return {};  // a path that is no text
+    }
+}
+
 // The image as 8-bit samples of `channels` per pixel (1 grey, 2 grey and alpha, 3 colour,
 // 4 colour and alpha): palettes expanded, small depths unpacked, 16 bits cut to their high byte,
 // a transparent colour turned into alpha. False when libpng cannot read the file. No object
 // with a destructor may begin its life between the setjmp and the end of the reading.
-bool ReadSamples(FILE* file, std::vector<uint8_t>& samples, std::vector<png_bytep>& rows,
+bool ReadSamples(Unread file, std::vector<uint8_t>& samples, std::vector<png_bytep>& rows,
                  png_uint_32& width, png_uint_32& height, int& channels) {
     png_structp png =
         png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, QuietError, QuietWarning);
@@ -37,7 +67,7 @@ bool ReadSamples(FILE* file, std::vector<uint8_t>& samples, std::vector<png_byte
         png_destroy_read_struct(&png, &info, nullptr);
         return false;
     }
-    png_init_io(png, file);
+    png_set_read_fn(png, &file, ReadFromMemory);
     png_read_info(png, info);
     const png_byte colourType = png_get_color_type(png, info);
     const png_byte bitDepth = png_get_bit_depth(png, info);
@@ -79,13 +109,9 @@ bool ReadSamples(FILE* file, std::vector<uint8_t>& samples, std::vector<png_byte
 }  // namespace
 
 Image::Image(const IO::Location& location) {
-    const std::string path = charcode::Utf16ToUtf8(location.ToPath().ToUStr().Get());
+    const std::vector<uint8_t> bytes = ReadFile(location.ToPath());
     // A file cut short or damaged anywhere is refused as a whole, before libpng reads it.
-    if (!hostkit::PngChunksIntact(path)) {
-        return;
-    }
-    FILE* file = std::fopen(path.c_str(), "rb");
-    if (file == nullptr) {
+    if (!hostkit::PngChunksIntact(bytes)) {
         return;
     }
     std::vector<uint8_t> samples;
@@ -93,8 +119,8 @@ Image::Image(const IO::Location& location) {
     png_uint_32 fileWidth = 0;
     png_uint_32 fileHeight = 0;
     int depth = 0;
-    const bool read = ReadSamples(file, samples, rows, fileWidth, fileHeight, depth);
-    std::fclose(file);
+    const bool read =
+        ReadSamples({bytes.data(), bytes.size()}, samples, rows, fileWidth, fileHeight, depth);
     if (!read || fileWidth > 0x7FFFFFFF || fileHeight > 0x7FFFFFFF) {
         return;
     }

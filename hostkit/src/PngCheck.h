@@ -2,11 +2,13 @@
 // cut short or damaged anywhere, even in a chunk the decoder would skip, is refused as a whole.
 #pragma once
 
-#include <string>
+#include <cstdint>
+#include <vector>
 
 namespace hostkit {
 
-// True when the file has the PNG signature and whole chunks with good checksums up to IEND.
-bool PngChunksIntact(const std::string& path);
+// True when the file's bytes have the PNG signature and whole chunks with good checksums up to
+// IEND.
+bool PngChunksIntact(const std::vector<uint8_t>& bytes);
 
 }  // namespace hostkit

@@ -2,14 +2,13 @@
 // windows, and leaves input, the passing of time and the showing of windows to the backend.
 #include "winsys/MainLoop.h"
 
+#include "LoopPort.h"
 #include "LoopSupport.h"
-#include "Timers.h"
 #include "winsys/WindowSystem.h"
 
+#include <algorithm>
 #include <chrono>
-#include <exception>
 #include <iostream>
-#include <thread>
 
 namespace winsys {
 
@@ -38,16 +37,7 @@ uint64_t SteadyMilliseconds() {
                                      .count());
 }
 
-bool WaitWithoutInput(std::optional<uint64_t> deadline) {
-    if (!deadline) {
-        return false;
-    }
-    const uint64_t now = SteadyMilliseconds();
-    if (*deadline > now) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(*deadline - now));
-    }
-    return true;
-}
+bool WaitWithoutInput(std::optional<uint64_t> deadline) { return port::WaitWithoutInput(deadline); }
 
 namespace {
 
@@ -117,7 +107,9 @@ MainLoop& MainLoop::Instance() {
     return *loop;
 }
 
-MainLoop::MainLoop() : backend(std::make_unique<UnattendedBackend>()) {}
+MainLoop::MainLoop() : backend(std::make_unique<UnattendedBackend>()) {
+    port::WatchSystemModals(*this);
+}
 
 void MainLoop::SetBackend(std::unique_ptr<UiBackend> newBackend) {
     backend = newBackend ? std::move(newBackend) : std::make_unique<UnattendedBackend>();
@@ -140,35 +132,29 @@ uint64_t MainLoop::NowMilliseconds() { return backend->NowMilliseconds(); }
 uint64_t MainLoop::NowMicroseconds1601() { return backend->NowMicroseconds1601(); }
 
 void MainLoop::FireDueTimers() {
-    const uint64_t now = NowMilliseconds();
-    // The turn looks once; what its handlers kill, re-arm or fire in a nested loop is left out.
-    for (const detail::DueTimer& due : detail::CollectDueTimers(now)) {
-        const auto delivery = detail::BeginFiring(due, now);
-        if (!delivery) {
-            continue;
-        }
-        try {
-            if (delivery->timerProc != nullptr) {
-                delivery->timerProc(delivery->window, WM_TIMER, delivery->id,
-                                    static_cast<DWORD>(now));
-            } else {
-                delivery->windowProc(delivery->window, WM_TIMER, delivery->id, 0);
-            }
-        } catch (const std::exception& error) {
-            TraceException(*this, error.what());
-        } catch (...) {
-            TraceException(*this, "an exception of unknown type");
-        }
-    }
+    port::DeliverDue(NowMilliseconds(),
+                     [this](const std::string& what) { TraceException(*this, what); });
 }
 
 void MainLoop::Run() {
     for (;;) {
         FireDueTimers();
-        if (!backend->Wait(detail::NextTimerDue()) && !detail::NextTimerDue()) {
+        if (!backend->Wait(port::NextDue(NowMilliseconds())) && !port::NextDue(NowMilliseconds())) {
             return;
         }
     }
+}
+
+bool MainLoop::WaitInModal(ModalWindow& window) {
+    if (backend->Wait(port::NextDue(NowMilliseconds())) || !window.IsOpen()) {
+        return true;
+    }
+    Json::Value trace(Json::objectValue);
+    trace["kind"] = "script";
+    trace["note"] = "script ended with a window open: closed";
+    Trace(detail::JsonLine(trace));
+    window.Close();
+    return false;
 }
 
 void MainLoop::RunModal(ModalWindow& window) {
@@ -178,16 +164,32 @@ void MainLoop::RunModal(ModalWindow& window) {
         if (!window.IsOpen()) {
             break;
         }
-        if (!backend->Wait(detail::NextTimerDue()) && window.IsOpen()) {
-            Json::Value trace(Json::objectValue);
-            trace["kind"] = "script";
-            trace["note"] = "script ended with a window open: closed";
-            Trace(detail::JsonLine(trace));
-            window.Close();
-            if (window.IsOpen()) {
-                break;  // a window that cannot close must not hold the loop for ever
-            }
+        if (!WaitInModal(window) && window.IsOpen()) {
+            break;  // a window that cannot close must not hold the loop for ever
         }
+    }
+}
+
+void MainLoop::BeginSystemModal(ModalWindow& window) {
+    modals.push_back(&window);
+    backend->ModalOpened(window);
+}
+
+void MainLoop::SystemModalTurn(ModalWindow& window) {
+    if (window.IsOpen()) {
+        WaitInModal(window);
+    }
+}
+
+void MainLoop::EndSystemModal(ModalWindow& window) {
+    try {
+        backend->ModalClosing(window);
+    } catch (...) {
+        // As for our own modal windows: the loop goes on.
+    }
+    const auto it = std::find(modals.begin(), modals.end(), &window);
+    if (it != modals.end()) {
+        modals.erase(it);
     }
 }
 

@@ -71,6 +71,9 @@ WString SystemMessage(int32_t code);
 void MessageBox(void* owner, const WString& caption, const WString& text, uint32_t type);
 void DebugOutput(const WString& text);
 
+// The return addresses of the calling thread's stack, innermost first, up to `capacity`: the
+// platform's walk, its own frames included; it ends where the walk lost the stack.
+uint32_t WalkStack(void** stack, uint32_t capacity);
 // Fills up to `limit` return addresses, innermost first, after skipping `skip` frames of the
 // caller's stack; gives their count and a 32-bit hash of them.
 uint16_t CaptureStack(uint32_t skip, uint32_t limit, void** frames, uint32_t* hash);

@@ -306,29 +306,8 @@ void MessageBox(void* /*owner*/, const WString& caption, const WString& text, ui
 
 void DebugOutput(const WString& text) { WriteToStandardError(text); }
 
-__attribute__((noinline)) uint16_t CaptureStack(uint32_t skip, uint32_t limit, void** frames,
-                                                uint32_t* hash) {
-    constexpr int kMostFrames = 256;
-    void* stack[kMostFrames];
-    const int depth = ::backtrace(stack, kMostFrames);
-    // The innermost entries belong to the capture itself (this function, and an interceptor in
-    // an instrumented build): the caller's frame is the one holding this call's return address.
-    void* const callerFrame = __builtin_return_address(0);
-    int start = 0;
-    while (start < depth && stack[start] != callerFrame) {
-        ++start;
-    }
-    if (start == depth) {
-        start = 1;
-    }
-    uint16_t count = 0;
-    uint32_t sum = 0;
-    for (uint64_t i = uint64_t(start) + skip; i < uint64_t(depth) && count < limit; ++i, ++count) {
-        frames[count] = stack[i];
-        sum += static_cast<uint32_t>(reinterpret_cast<uintptr_t>(stack[i]));
-    }
-    *hash = sum;
-    return count;
+uint32_t WalkStack(void** stack, uint32_t capacity) {
+    return static_cast<uint32_t>(::backtrace(stack, static_cast<int>(capacity)));
 }
 
 void StopProcess(int status) {

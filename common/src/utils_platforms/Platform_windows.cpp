@@ -189,32 +189,15 @@ void DebugOutput(const WString& text) {
     ::OutputDebugStringW(reinterpret_cast<LPCWSTR>(text.c_str()));
 }
 
-__attribute__((noinline)) uint16_t CaptureStack(uint32_t skip, uint32_t limit, void** frames,
-                                                uint32_t* hash) {
-    constexpr DWORD kMostFrames = 256;
-    void* stack[kMostFrames];
+uint32_t WalkStack(void** stack, uint32_t capacity) {
     DWORD ignored = 0;
-    const WORD depth = ::RtlCaptureStackBackTrace(0, kMostFrames, stack, &ignored);
-    // The caller's frame is the one holding this call's return address: counting from there
-    // leaves out whatever the walk gives of the capture itself.
-    void* const callerFrame = __builtin_return_address(0);
-    WORD start = 0;
-    while (start < depth && stack[start] != callerFrame) {
-        ++start;
-    }
-    if (start == depth) {
-        start = 1;
-    }
-    uint16_t count = 0;
-    uint32_t sum = 0;
+    const WORD depth = ::RtlCaptureStackBackTrace(0, capacity, stack, &ignored);
     // An empty entry is where the walk lost the stack (wine's, past its own start): the frames end
     // there.
-    for (uint64_t i = uint64_t(start) + skip; i < depth && count < limit && stack[i] != nullptr;
-         ++i, ++count) {
-        frames[count] = stack[i];
-        sum += static_cast<uint32_t>(reinterpret_cast<uintptr_t>(stack[i]));
+    WORD count = 0;
+    while (count < depth && stack[count] != nullptr) {
+        ++count;
     }
-    *hash = sum;
     return count;
 }
 

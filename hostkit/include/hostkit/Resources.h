@@ -1,8 +1,10 @@
 // Resources.h: the module's resource strings and the host's debug output.
 //
-// A module carries its string lists in an ELF note of its own image, named "OrvRes", the way a
-// Windows module carries a string table: see ResourceNote.h for the layout and the macro that
-// writes one. The cache finds the note through the module's load address.
+// A module carries its string lists in its own image: on Windows as "STR#" resources numbered by
+// list, each holding its entries as terminated UTF-8 texts in order (compiled by windres from the
+// module's .rc file); on Linux in an ELF note named "OrvRes" that holds the same (ResourceNote.h
+// has the layout and the macro that writes one). The cache finds them from any address inside
+// the module.
 #pragma once
 
 #include <cstdint>

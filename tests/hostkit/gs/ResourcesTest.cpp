@@ -1,16 +1,24 @@
 // ResourcesTest.cpp: resource strings read back from a note this test executable carries, and the
 // host's debug output.
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 #include "hostkit/Resources.h"
 
+#ifndef _WIN32
 #include "hostkit/ResourceNote.h"
+
+#include <dlfcn.h>
+#endif
 
 #include <cstdio>
 #include <cstring>
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
 
+#ifndef _WIN32
 // The executable's own string lists, among them Czech text (stored as UTF-8) and a text longer
 // than the 255 bytes a caller receives.
 ORV_RESOURCE_NOTE(
@@ -26,6 +34,7 @@ ORV_RESOURCE_NOTE(
                         "89012345678901234567890123456789012345678901234567890123456789012345678901"
                         "2345678901234567890123456789012345678901234567890123456789")
                         ORV_RESOURCE_STRING(32002, 2, "Жук"))
+#endif  // on Windows the same lists are ResourcesTest.rc
 
 namespace {
 
@@ -137,6 +146,14 @@ TEST(ResourceStrings, EachInitGivesItsOwnHandle) {
     EXPECT_EQ(Read(32000, 1, second.handle), "OrvUpdate Brennerstein");
 }
 
+#ifdef _WIN32
+TEST(ResourceStrings, AddressInAModuleWithoutLists) {
+    const void* insideKernel32 = reinterpret_cast<const void*>(
+        GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "GetTickCount"));
+    ASSERT_NE(insideKernel32, nullptr);
+    EXPECT_EQ(RSInitModuleImageCache(insideKernel32), kNoResourceModule);
+}
+#else
 TEST(ResourceStrings, AddressInAModuleWithoutANoteGivesMinusOne) {
     const void* insideLibc = reinterpret_cast<const void*>(&std::printf);
     Dl_info info{};
@@ -146,6 +163,7 @@ TEST(ResourceStrings, AddressInAModuleWithoutANoteGivesMinusOne) {
     ASSERT_NE(info.dli_fbase, own.dli_fbase) << "printf resolved inside the test executable";
     EXPECT_EQ(RSInitModuleImageCache(insideLibc), kNoResourceModule);
 }
+#endif
 
 TEST(ResourceStrings, AddressOutsideEveryModuleGivesMinusOne) {
     const auto heap = std::make_unique<char[]>(64);

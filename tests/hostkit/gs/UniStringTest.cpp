@@ -1,12 +1,18 @@
 // UniStringTest.cpp: GS::UniString, and the character codes it converts through (Windows-1250,
-// checked against glibc's iconv, and UTF-8).
+// checked against the system's own reading, glibc's iconv or Windows', and UTF-8).
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 #include "hostkit/UniString.h"
 
 #include <cerrno>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <iconv.h>
 #include <string>
+#ifndef _WIN32
+#include <iconv.h>
+#endif
 
 namespace {
 
@@ -15,8 +21,17 @@ using GS::UniString;
 
 std::u16string Units(const UniString& text) { return std::u16string(text.ToUStr().Get()); }
 
+#ifdef _WIN32
+// The system's Windows-1250 reading of one byte, as UTF-16; empty when it has no character for it.
+std::u16string SystemCp1250(unsigned char byte) {
+    const char in[1] = {static_cast<char>(byte)};
+    wchar_t out[4] = {};
+    const int count = MultiByteToWideChar(1250, MB_ERR_INVALID_CHARS, in, 1, out, 4);
+    return std::u16string(out, out + count);
+}
+#else
 // glibc's Windows-1250 reading of one byte, as UTF-16; empty when iconv has no character for it.
-std::u16string IconvCp1250(unsigned char byte) {
+std::u16string SystemCp1250(unsigned char byte) {
     iconv_t converter = iconv_open("UTF-16LE", "CP1250");
     if (converter == reinterpret_cast<iconv_t>(-1)) {
         ADD_FAILURE() << "iconv has no CP1250";
@@ -40,6 +55,7 @@ std::u16string IconvCp1250(unsigned char byte) {
     }
     return units;
 }
+#endif
 
 bool IsUndefinedInCp1250(int byte) {
     return byte == 0x81 || byte == 0x83 || byte == 0x88 || byte == 0x90 || byte == 0x98;
@@ -287,13 +303,13 @@ TEST(Cp1250, EveryByteRoundTrips) {
     EXPECT_TRUE(UniString("", CC_WinEE).IsEmpty());  // byte 0 ends the text
 }
 
-TEST(Cp1250, DefinedBytesReadAsIconvReadsThem) {
+TEST(Cp1250, DefinedBytesReadAsTheSystemReadsThem) {
     for (int byte = 1; byte < 256; ++byte) {
         if (IsUndefinedInCp1250(byte)) {
             continue;
         }
         const char in[2] = {static_cast<char>(byte), '\0'};
-        EXPECT_EQ(Units(UniString(in, CC_WinEE)), IconvCp1250(static_cast<unsigned char>(byte)))
+        EXPECT_EQ(Units(UniString(in, CC_WinEE)), SystemCp1250(static_cast<unsigned char>(byte)))
             << "byte " << byte;
     }
 }

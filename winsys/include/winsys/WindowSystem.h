@@ -1,11 +1,22 @@
 // WindowSystem.h: the window-system calls an add-on makes, under their Windows names. On Windows
-// they are the system's own and this is not built.
+// they are the system's own, and this header stands for <windows.h>.
 //
 // There are message-only windows (parent HWND_MESSAGE) with a window procedure, timers per window
 // and id, and the message box. Timers fire on the main loop of MainLoop.h, also while a modal
 // dialog or message box runs its nested loop; a timer repeats every interval until killed, and
 // fires once per loop turn however late it is.
 #pragma once
+
+#ifdef _WIN32
+#include <windows.h>
+
+namespace winsys {
+// The add-on's UTF-16 text as the system's wide text: the same units under another type.
+inline const wchar_t* SystemText(const char16_t* text) {
+    return reinterpret_cast<const wchar_t*>(text);
+}
+}  // namespace winsys
+#else
 
 #include <cstdint>
 
@@ -88,3 +99,9 @@ int32_t MessageBoxW(HWND owner, const char16_t* text, const char16_t* caption, U
 UINT RegisterWindowMessageW(const char16_t* name);
 DWORD GetLastError();
 void SetLastError(DWORD error);
+
+namespace winsys {
+inline const char16_t* SystemText(const char16_t* text) { return text; }
+}  // namespace winsys
+
+#endif  // _WIN32

@@ -1,4 +1,4 @@
-// Resources.cpp: the module's resources: string list 32000 (name, description) and the
+// Resources_linux.cpp: the module's resources: string list 32000 (name, description) and the
 // identification 32500 the host reads for itself.
 #include "hostkit/ResourceNote.h"
 
