@@ -10,6 +10,8 @@ cd "$(dirname "$0")/.."
 export WINEPREFIX=$PWD/build/windows/wine
 wineserver -k 2>/dev/null || true
 trap 'wineserver -k 2>/dev/null || true' EXIT
-xvfb-run -a -s "-screen 0 1280x1024x24" bash -c '
+# The search for a free display starts at a number of its own, so that runs side by side do not
+# race for the same one.
+xvfb-run -a -n $((100 + RANDOM % 800)) -s "-screen 0 1280x1024x24" bash -c '
     scripts/wine-run.sh cmd.exe /c exit 0 </dev/null >/dev/null 2>&1
     ctest --preset windows "$@"' windows-tests "$@"
