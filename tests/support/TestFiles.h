@@ -63,13 +63,12 @@ std::string Quote(const std::string& text);
 // tools: there it gives -1 and says so in `output`.
 int RunCommand(const std::string& command, std::string* output = nullptr);
 
-// Skips a test that makes its inputs or checks its outputs with the Linux tools (zip, python3,
-// 7z): a Windows program cannot run them. The test runs on Linux, and the Windows code it checks
-// is checked from the Linux side (orvzip.exe under wine).
+// Whether this program can run the Linux tools (unzip, 7z, python3) that some tests check their
+// results with as well: a Windows program cannot. Such a test checks the rest on both platforms.
 #ifdef _WIN32
-#define SKIP_WITHOUT_LINUX_TOOLS() GTEST_SKIP() << "needs the Linux tools"
+inline constexpr bool kLinuxTools = false;
 #else
-#define SKIP_WITHOUT_LINUX_TOOLS() static_cast<void>(0)
+inline constexpr bool kLinuxTools = true;
 #endif
 
 // True in a Windows program that runs under wine rather than on Windows.

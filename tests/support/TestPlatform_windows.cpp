@@ -2,11 +2,9 @@
 // programs that run under wine: no shell of the Linux tools, and a free port through Winsock.
 #include "TestFiles.h"
 
-#include <windows.h>
-
 #include <cstdio>
 #include <stdexcept>
-#include <winsock2.h>
+#include <winsock2.h>  // before any <windows.h>, as Winsock wants
 
 namespace testfiles {
 

@@ -5,7 +5,6 @@
 #include "common/CUtils.h"
 #include "common/Logger.h"
 #include "common/OVException.h"
-#include "zip/ZipCrypto.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -26,14 +25,14 @@ using ziptest::ForbidRenames;
 using ziptest::InChild;
 #endif
 using ziptest::Build;
+using ziptest::CopyFixture;
+using ziptest::Deflated;
 using ziptest::ListNames;
 using ziptest::Member;
 using ziptest::Narrow;
 using ziptest::RawArchive;
 using ziptest::RawMember;
 using ziptest::ReadFileBytes;
-using ziptest::RunCommand;
-using ziptest::RunPython;
 using ziptest::TempFolder;
 using ziptest::Wide;
 using ziptest::WriteFileBytes;
@@ -279,20 +278,12 @@ TEST_F(UnzipFileTest, CorruptedStoredMemberLeavesTheOldFileAndNoPartialFile) {
 }
 
 TEST_F(UnzipFileTest, MemberInflatingPastItsDeclaredSizeFailsAndLeavesTheOldFile) {
-    SKIP_WITHOUT_LINUX_TOOLS();
     const std::string archive = temp.At("bomb.zip");
     // A megabyte of zeros declared, in both headers, as a thousand bytes.
-    ASSERT_TRUE(RunPython("import struct\n"
-                          "with zipfile.ZipFile(path, 'w', zipfile.ZIP_DEFLATED) as z:\n"
-                          "    z.writestr('a.txt', 'first')\n"
-                          "    z.writestr('b.txt', bytes(1 << 20))\n"
-                          "data = bytearray(open(path, 'rb').read())\n"
-                          "central = data.rfind(b'PK\\x01\\x02')\n"
-                          "struct.pack_into('<I', data, central + 24, 1000)\n"
-                          "local = struct.unpack_from('<I', data, central + 42)[0]\n"
-                          "struct.pack_into('<I', data, local + 22, 1000)\n"
-                          "open(path, 'wb').write(data)\n",
-                          archive));
+    RawArchive raw;
+    raw.members = {Deflated("a.txt", "first"), Deflated("b.txt", std::string(1 << 20, '\0'))};
+    raw.members[1].size = 1000;
+    ASSERT_TRUE(WriteFileBytes(archive, Build(raw)));
     fs::create_directories(temp.At("out"));
     ASSERT_TRUE(WriteFileBytes(temp.At("out/b.txt"), "old b"));
     try {
@@ -306,21 +297,11 @@ TEST_F(UnzipFileTest, MemberInflatingPastItsDeclaredSizeFailsAndLeavesTheOldFile
 }
 
 TEST_F(UnzipFileTest, CorruptedAesMemberFailsAuthenticationAndLeavesNoFileUnderItsName) {
-    SKIP_WITHOUT_LINUX_TOOLS();
-    const std::string source = temp.At("src");
-    fs::create_directories(source);
-    std::string payload;
-    for (int i = 0; i < 3000; ++i)
-        payload += std::to_string(i * 7919 % 10007) + ",";
-    ASSERT_TRUE(WriteFileBytes(source + "/a.txt", "first"));
-    ASSERT_TRUE(WriteFileBytes(source + "/b.txt", payload));
-    const std::string archive = temp.At("aes.zip");
-    ASSERT_EQ(RunCommand("cd '" + source + "' && 7z a -tzip -mem=AES256 -mx=0 '-p" +
-                         Narrow(kZipDefaultPassword) + "' '" + archive + "' a.txt b.txt"),
-              0);
+    // a.txt "first" and b.txt, stored and encrypted with the built-in password by 7z.
+    const std::string archive = CopyFixture("7z-aes256-stored-default-password.zip", temp);
     // Stored and encrypted: the middle of the file is the middle of b.txt's cipher text.
     std::string bytes = ReadFileBytes(archive);
-    const size_t middle = bytes.size() - 3000;
+    const size_t middle = bytes.size() / 2;
     bytes[middle] ^= 0x01;
     ASSERT_TRUE(WriteFileBytes(archive, bytes));
     try {
@@ -412,28 +393,17 @@ TEST_F(UnzipFileTest, AMemberWhoseNameLeavesNoRoomForThePartEndingIsExtracted) {
 }
 
 TEST_F(UnzipFileTest, EncryptedMembersAreReadWithTheBuiltInPassword) {
-    SKIP_WITHOUT_LINUX_TOOLS();
-    const std::string source = temp.At("src");
-    fs::create_directories(source + "/sub");
-    ASSERT_TRUE(WriteFileBytes(source + "/a.txt", "secret a"));
-    ASSERT_TRUE(WriteFileBytes(source + "/sub/b.txt", std::string(10000, 'b')));
-    const std::string archive = temp.At("aes.zip");
-    ASSERT_EQ(RunCommand("cd '" + source + "' && 7z a -tzip -mem=AES256 '-p" +
-                         Narrow(kZipDefaultPassword) + "' '" + archive + "' a.txt sub"),
-              0);
+    // Made by 7z with the built-in password: a.txt, and sub/b.txt deflated.
+    const std::string archive = CopyFixture("7z-aes256-default-password.zip", temp);
     EXPECT_TRUE(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false));
-    EXPECT_EQ(FilesBelow(temp.At("out")), FilesBelow(source));
+    const std::map<std::string, std::string> expected = {{"a.txt", "secret a"},
+                                                         {"sub/b.txt", std::string(10000, 'b')}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
 }
 
 TEST_F(UnzipFileTest, WrongPasswordThrowsAndWritesNothingUnderTheName) {
-    SKIP_WITHOUT_LINUX_TOOLS();
-    const std::string source = temp.At("src");
-    fs::create_directories(source);
-    ASSERT_TRUE(WriteFileBytes(source + "/a.txt", "secret a"));
-    const std::string archive = temp.At("aes.zip");
-    ASSERT_EQ(RunCommand("cd '" + source + "' && 7z a -tzip -mem=AES256 -pnot-the-default '" +
-                         archive + "' a.txt"),
-              0);
+    // f.txt, encrypted by 7z with the password "secret".
+    const std::string archive = CopyFixture("7z-aes256-deflated.zip", temp);
     EXPECT_THROW(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false), OVException);
     EXPECT_TRUE(FilesBelow(temp.At("out")).empty());
 }

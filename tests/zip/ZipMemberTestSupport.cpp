@@ -108,8 +108,10 @@ ByteBuffer DefaultSalt() {
 
 // A PKWARE member: a 12-byte header ending in `check`, then the data, all encrypted.
 ByteBuffer PkwareMember(const ByteBuffer& data, const std::string& password, uint8_t check) {
-    ByteBuffer plain = {9, 8, 7, 6, 5, 4, 3, 2, 1, 0, 0x55, check};
-    plain.insert(plain.end(), data.begin(), data.end());
+    const uint8_t header[12] = {9, 8, 7, 6, 5, 4, 3, 2, 1, 0, 0x55, check};
+    ByteBuffer plain(header, header + sizeof header);
+    plain.resize(sizeof header + data.size());
+    std::copy(data.begin(), data.end(), plain.begin() + sizeof header);
     PkwareKeys keys(password);
     for (uint8_t& byte : plain)
         byte = keys.encrypt(byte);

@@ -102,13 +102,12 @@ TEST_F(ZipFileTest, StreamArchiveWithDuplicatesIsNeverSaved) {
     EXPECT_EQ(zip->close(), 0);
 }
 
+#ifndef _WIN32  // an archive that is open cannot be deleted on Windows
 TEST_F(ZipFileTest, CloseReportsFourteenWhenTheRewriteFails) {
-    SKIP_WITHOUT_LINUX_TOOLS();
-    const std::string path = MakePython("vanish.zip", R"(
-with zipfile.ZipFile(path, 'w') as z:
-    z.writestr('a', '1')
-    z.writestr('a', '2')
-)");
+    RawArchive raw;
+    raw.members = {Member("a", "1"), Member("a", "2")};
+    const std::string path = folder.At("vanish.zip");
+    ASSERT_TRUE(WriteFileBytes(path, Build(raw)));
     ZipFile zip(Wide(path), nullptr, false, false, false);
     ASSERT_TRUE(zip.isModified());
     // The old archive is gone, so its members cannot be copied.
@@ -116,13 +115,13 @@ with zipfile.ZipFile(path, 'w') as z:
     EXPECT_EQ(zip.close(), 14);
     EXPECT_FALSE(CUtils::FileExists(Wide(path + ".temp")));
 }
+#endif
 
 TEST_F(ZipFileTest, PendingMemberIsWrittenAndReadableByUnzip) {
-    SKIP_WITHOUT_LINUX_TOOLS();
-    const std::string path = MakePython("pending.zip", R"(
-with zipfile.ZipFile(path, 'w', zipfile.ZIP_DEFLATED) as z:
-    z.writestr('old.txt', 'old content ' * 20)
-)");
+    RawArchive raw;
+    raw.members = {Deflated("old.txt", Repeat("old content ", 20))};
+    const std::string path = folder.At("pending.zip");
+    ASSERT_TRUE(WriteFileBytes(path, Build(raw)));
     const std::string content = "pending member text, Příliš";
     {
         ZipFile zip(Wide(path), nullptr, false, false, false);
@@ -145,6 +144,14 @@ with zipfile.ZipFile(path, 'w', zipfile.ZIP_DEFLATED) as z:
         EXPECT_TRUE(zip.getPendingMembers().empty());
         EXPECT_EQ(Paths(zip), (std::vector<std::string>{"old.txt", "new/přidaný.txt"}));
     }
+    // What this library reads back is checked everywhere; the other tools only on Linux.
+    {
+        ZipFile again(Wide(path), nullptr, false, false, false);
+        EXPECT_EQ(MemberText(again, 0), Repeat("old content ", 20));
+        EXPECT_EQ(MemberText(again, 1), content);
+    }
+    if (!kLinuxTools)
+        return;
     std::string output;
     EXPECT_EQ(RunCommand("unzip -t '" + path + "'", &output), 0) << output;
     EXPECT_EQ(RunCommand("7z t '" + path + "'", &output), 0) << output;
@@ -155,7 +162,6 @@ with zipfile.ZipFile(path, 'w', zipfile.ZIP_DEFLATED) as z:
 }
 
 TEST_F(ZipFileTest, ArchiveSavedWithTheTableUnchangedListsTheSameMembers) {
-    SKIP_WITHOUT_LINUX_TOOLS();
     RawArchive raw;
     raw.members = {Member("z.txt", "zz"), Member("a/b.txt", "bb"), Member("a/b.txt", "cc")};
     raw.members[0].host = 0;
@@ -178,23 +184,22 @@ TEST_F(ZipFileTest, ArchiveSavedWithTheTableUnchangedListsTheSameMembers) {
         EXPECT_EQ(zip.getMembers()[i].attributes, before[i].attributes);
     }
     EXPECT_EQ(std::string(zip.getComment().begin(), zip.getComment().end()), "kept comment");
+    // What the other tools make of it is checked on Linux only.
+    if (!kLinuxTools)
+        return;
     std::string output;
     EXPECT_EQ(RunCommand("unzip -t '" + path + "'", &output), 0) << output;
 }
 
 TEST_F(ZipFileTest, BitThreeIsClearedAndSizesWrittenIntoTheLocalHeaderOnRewrite) {
-    SKIP_WITHOUT_LINUX_TOOLS();
-    // Written to a stream that cannot seek, python puts the sizes behind the data.
-    const std::string path = MakePython("streamed.zip", R"(
-class Unseekable:
-    def __init__(self, f): self.f = f
-    def write(self, b): return self.f.write(b)
-    def flush(self): self.f.flush()
-with open(path, 'wb') as raw:
-    with zipfile.ZipFile(Unseekable(raw), 'w', zipfile.ZIP_DEFLATED) as z:
-        for name in ('s.txt', 's.txt', 't.txt'):
-            z.writestr(name, 'streamed ' * 30)
-)");
+    // Written to a stream that cannot seek, the sizes come behind the data.
+    RawArchive raw;
+    for (const char* name : {"s.txt", "s.txt", "t.txt"}) {
+        raw.members.push_back(Deflated(name, Repeat("streamed ", 30)));
+        raw.members.back().descriptor = true;
+    }
+    const std::string path = folder.At("streamed.zip");
+    ASSERT_TRUE(WriteFileBytes(path, Build(raw)));
     const std::string before = ReadFileBytes(path);
     ASSERT_GT(before.size(), 30u);
     ASSERT_EQ(static_cast<uint8_t>(before[6]) & 8, 8);
@@ -210,6 +215,9 @@ with open(path, 'wb') as raw:
     EXPECT_EQ(static_cast<uint8_t>(bytes[6]) & 8, 0);
     EXPECT_EQ(bytes.substr(22, 4), LE32(270));
     EXPECT_NE(bytes.substr(18, 4), LE32(0));
+    // What the other tools make of it is checked on Linux only.
+    if (!kLinuxTools)
+        return;
     std::string output;
     EXPECT_EQ(RunCommand("unzip -t '" + path + "'", &output), 0) << output;
     EXPECT_EQ(RunCommand("7z t '" + path + "'", &output), 0) << output;

@@ -5,6 +5,8 @@
 #include "common/OVException.h"
 #include "streams/MemoryStreams.h"
 
+#include <zlib.h>
+
 namespace ziptest {
 
 std::string LE16(uint32_t value) {
@@ -19,28 +21,60 @@ std::string Block(uint16_t id, const std::string& data) {
 }
 uint32_t Crc(const std::string& bytes) { return CUtils::Crc32OfString(bytes); }
 
+namespace {
+
+constexpr uint32_t kSaturated = 0xFFFFFFFF;
+
+uint32_t VersionNeeded(const RawMember& m) { return m.zip64Local || m.zip64Central ? 45 : 20; }
+
+std::string LocalHeader(const RawMember& m) {
+    const uint32_t crc = m.descriptor ? 0 : m.crc;
+    uint32_t packed = m.descriptor ? 0 : static_cast<uint32_t>(m.data.size());
+    uint32_t plain = m.descriptor ? 0 : static_cast<uint32_t>(m.size);
+    std::string extra = m.localExtra;
+    if (m.zip64Local) {
+        packed = plain = kSaturated;
+        extra = Block(1, LE64(m.size) + LE64(m.data.size())) + extra;
+    }
+    return LE32(0x04034B50) + LE16(VersionNeeded(m)) + LE16(m.flags | (m.descriptor ? 8 : 0)) +
+           LE16(m.method) + LE16(m.time) + LE16(m.date) + LE32(crc) + LE32(packed) + LE32(plain) +
+           LE16(static_cast<uint32_t>(m.name.size())) + LE16(static_cast<uint32_t>(extra.size())) +
+           m.name + extra;
+}
+
+std::string Descriptor(const RawMember& m) {
+    return LE32(0x08074B50) + LE32(m.crc) + LE32(static_cast<uint32_t>(m.data.size())) +
+           LE32(static_cast<uint32_t>(m.size));
+}
+
+std::string CentralRecord(const RawMember& m, uint64_t offset) {
+    uint32_t packed = static_cast<uint32_t>(m.data.size());
+    uint32_t plain = static_cast<uint32_t>(m.size);
+    uint32_t local = static_cast<uint32_t>(offset);
+    std::string extra = m.centralExtra;
+    if (m.zip64Central) {
+        packed = plain = local = kSaturated;
+        extra = Block(1, LE64(m.size) + LE64(m.data.size()) + LE64(offset)) + extra;
+    }
+    return LE32(0x02014B50) + std::string(1, '\x14') + std::string(1, static_cast<char>(m.host)) +
+           LE16(VersionNeeded(m)) + LE16(m.flags | (m.descriptor ? 8 : 0)) + LE16(m.method) +
+           LE16(m.time) + LE16(m.date) + LE32(m.crc) + LE32(packed) + LE32(plain) +
+           LE16(static_cast<uint32_t>(m.name.size())) + LE16(static_cast<uint32_t>(extra.size())) +
+           LE16(0) + LE16(0) + LE16(0) + LE32(m.attributes) + LE32(local) + m.name + extra;
+}
+
+}  // namespace
+
 std::string Build(const RawArchive& archive) {
     std::string out;
-    std::vector<uint32_t> offsets;
+    std::vector<uint64_t> offsets;
     for (const RawMember& m : archive.members) {
-        offsets.push_back(static_cast<uint32_t>(out.size()));
-        out += LE32(0x04034B50) + LE16(20) + LE16(m.flags) + LE16(m.method) + LE16(m.time) +
-               LE16(m.date) + LE32(Crc(m.data)) + LE32(static_cast<uint32_t>(m.data.size())) +
-               LE32(static_cast<uint32_t>(m.data.size())) +
-               LE16(static_cast<uint32_t>(m.name.size())) + LE16(0) + m.name + m.data;
+        offsets.push_back(out.size());
+        out += LocalHeader(m) + m.data + (m.descriptor ? Descriptor(m) : "");
     }
     const uint64_t cdOffset = out.size();
-    for (size_t i = 0; i < archive.members.size(); ++i) {
-        const RawMember& m = archive.members[i];
-        out += LE32(0x02014B50) + std::string(1, '\x14') +
-               std::string(1, static_cast<char>(m.host)) + LE16(20) + LE16(m.flags) +
-               LE16(m.method) + LE16(m.time) + LE16(m.date) + LE32(Crc(m.data)) +
-               LE32(static_cast<uint32_t>(m.data.size())) +
-               LE32(static_cast<uint32_t>(m.data.size())) +
-               LE16(static_cast<uint32_t>(m.name.size())) +
-               LE16(static_cast<uint32_t>(m.centralExtra.size())) + LE16(0) + LE16(0) + LE16(0) +
-               LE32(m.attributes) + LE32(offsets[i]) + m.name + m.centralExtra;
-    }
+    for (size_t i = 0; i < archive.members.size(); ++i)
+        out += CentralRecord(archive.members[i], offsets[i]);
     const uint64_t cdSize = out.size() - cdOffset + archive.cdSizeAdjust;
     out += archive.afterDirectory;
     const uint64_t count = archive.members.size() + archive.countAdjust;
@@ -51,7 +85,7 @@ std::string Build(const RawArchive& archive) {
                LE64(count) + LE64(cdSize) + LE64(offset);
         out += LE32(0x07064B50) + LE32(0) + LE64(zip64End) + LE32(1);
         out += LE32(0x06054B50) + LE16(0) + LE16(0) + LE16(0xFFFF) + LE16(0xFFFF) +
-               LE32(0xFFFFFFFF) + LE32(0xFFFFFFFF);
+               LE32(kSaturated) + LE32(kSaturated);
     } else {
         out += LE32(0x06054B50) + LE16(0) + LE16(0) + LE16(static_cast<uint32_t>(count)) +
                LE16(static_cast<uint32_t>(count)) + LE32(static_cast<uint32_t>(cdSize)) +
@@ -83,6 +117,15 @@ std::vector<std::string> Paths(const ZipFile& zip) {
     return paths;
 }
 
+std::string MemberText(ZipFile& zip, int32_t index) {
+    const std::unique_ptr<InputStream> reader = zip.openMember(index, nullptr, false);
+    std::string text;
+    char buffer[4096];
+    for (int64_t got; (got = reader->read(reinterpret_cast<uint8_t*>(buffer), sizeof buffer)) >= 0;)
+        text.append(buffer, static_cast<size_t>(got));
+    return text;
+}
+
 std::vector<std::string> Walk(ZipFile& zip, const std::string& root, uint32_t flags) {
     ZipDirectoryIterator walk(zip, Wide(root), flags);
     ZipDirectoryEntry entry;
@@ -97,6 +140,33 @@ RawMember Member(const std::string& name, const std::string& data) {
     RawMember m;
     m.name = name;
     m.data = data;
+    m.crc = Crc(data);
+    m.size = data.size();
+    return m;
+}
+
+std::string Repeat(const std::string& text, int times) {
+    std::string repeated;
+    for (int i = 0; i < times; ++i)
+        repeated += text;
+    return repeated;
+}
+
+RawMember Deflated(const std::string& name, const std::string& data) {
+    RawMember m = Member(name, data);
+    m.method = 8;
+    // Raw deflate at zlib's default level, as python's zipfile writes it.
+    z_stream zs{};
+    deflateInit2(&zs, Z_DEFAULT_COMPRESSION, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY);
+    std::string packed(deflateBound(&zs, static_cast<uLong>(data.size())), '\0');
+    zs.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
+    zs.avail_in = static_cast<uInt>(data.size());
+    zs.next_out = reinterpret_cast<Bytef*>(packed.data());
+    zs.avail_out = static_cast<uInt>(packed.size());
+    deflate(&zs, Z_FINISH);
+    packed.resize(zs.total_out);
+    deflateEnd(&zs);
+    m.data = packed;
     return m;
 }
 

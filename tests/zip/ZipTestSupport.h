@@ -1,6 +1,7 @@
-// ZipTestSupport.h: helpers shared by the ZIP library's tests: archives made by python3's zipfile
-// module, damaged inputs, failures kept in a child process, and the shared test helpers (a
-// temporary folder, shell commands, whole-file reads and writes, wide text) under this namespace.
+// ZipTestSupport.h: helpers shared by the ZIP library's tests: archives that other tools made once,
+// python3's zipfile module, damaged inputs, failures kept in a child process, and the shared test
+// helpers (a temporary folder, shell commands, whole-file reads and writes, wide text) under this
+// namespace.
 #pragma once
 
 #include "TestFiles.h"
@@ -16,6 +17,7 @@
 namespace ziptest {
 
 using testfiles::FilesBelow;
+using testfiles::kLinuxTools;
 using testfiles::ListNames;
 using testfiles::Narrow;
 using testfiles::Quote;
@@ -24,6 +26,12 @@ using testfiles::RunCommand;
 using testfiles::TempFolder;
 using testfiles::Wide;
 using testfiles::WriteFileBytes;
+
+// The bytes of the archive `name` in the fixtures folder (fixtures/README.md says what made it).
+std::string Fixture(const std::string& name);
+// A copy of that archive in `folder`, under its own name, and its path: what a test opens may be
+// rewritten or patched, the fixture never.
+std::string CopyFixture(const std::string& name, const TempFolder& folder);
 
 // Runs a python3 program (ORV_PYTHON3) whose text is `script`; `archive` is its argument,
 // readable as `sys.argv[1]` and as the variable `path`, with `zipfile` already imported.
