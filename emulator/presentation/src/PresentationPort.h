@@ -8,7 +8,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 
@@ -16,15 +15,17 @@ namespace presentation::port {
 
 class ScriptClock {
 public:
-    virtual ~ScriptClock() = default;
+    ScriptClock();
     // Milliseconds since the script began.
-    virtual uint64_t Now() = 0;
+    uint64_t Now() const;
     // Lets time pass until `target`. The virtual clock stands there at once; the system's
     // returns then, or sooner when a message comes for the loop to deliver.
-    virtual void PassUntil(uint64_t target) = 0;
-};
+    void PassUntil(uint64_t target);
 
-std::unique_ptr<ScriptClock> MakeScriptClock();
+private:
+    // The virtual time on Linux; on Windows the steady clock's reading when the script began.
+    uint64_t reading;
+};
 
 // Waits until input can be read from `fd` or until `deadline` of winsys::SteadyMilliseconds
 // (none: no limit), and appends what came to `buffer`. On Windows a message for the loop ends

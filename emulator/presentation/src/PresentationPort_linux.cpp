@@ -11,21 +11,12 @@
 
 namespace presentation::port {
 
-namespace {
+// The virtual clock starts at 0 and moves only when asked: the window system's timers run on it.
+ScriptClock::ScriptClock() : reading(0) {}
 
-// Starts at 0 and moves only when asked: the window system's timers run on the same clock.
-class VirtualClock final : public ScriptClock {
-public:
-    uint64_t Now() override { return clock; }
-    void PassUntil(uint64_t target) override { clock = std::max(clock, target); }
+uint64_t ScriptClock::Now() const { return reading; }
 
-private:
-    uint64_t clock = 0;
-};
-
-}  // namespace
-
-std::unique_ptr<ScriptClock> MakeScriptClock() { return std::make_unique<VirtualClock>(); }
+void ScriptClock::PassUntil(uint64_t target) { reading = std::max(reading, target); }
 
 bool ReadInput(int fd, std::optional<uint64_t> deadline, std::string& buffer) {
     int timeout = -1;

@@ -13,16 +13,6 @@ namespace presentation::port {
 
 namespace {
 
-// The steady clock since the script began: the add-on's timers are the system's and run on it.
-class SystemClock final : public ScriptClock {
-public:
-    uint64_t Now() override { return winsys::SteadyMilliseconds() - start; }
-    void PassUntil(uint64_t target) override { winsys::WaitWithoutInput(start + target); }
-
-private:
-    uint64_t start = winsys::SteadyMilliseconds();
-};
-
 // An anonymous pipe cannot be waited on: it is looked at this often while the thread's queue is
 // waited on.
 constexpr DWORD kPipeLookMilliseconds = 10;
@@ -88,7 +78,12 @@ bool ReadConsole(HANDLE console, std::optional<uint64_t> deadline, std::string& 
 
 }  // namespace
 
-std::unique_ptr<ScriptClock> MakeScriptClock() { return std::make_unique<SystemClock>(); }
+// The steady clock since the script began: the add-on's timers are the system's and run on it.
+ScriptClock::ScriptClock() : reading(winsys::SteadyMilliseconds()) {}
+
+uint64_t ScriptClock::Now() const { return winsys::SteadyMilliseconds() - reading; }
+
+void ScriptClock::PassUntil(uint64_t target) { winsys::WaitWithoutInput(reading + target); }
 
 bool ReadInput(int fd, std::optional<uint64_t> deadline, std::string& buffer) {
     const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(fd));

@@ -53,13 +53,13 @@ public:
 
     std::string Name() const override { return "script"; }
 
-    uint64_t NowMilliseconds() override { return clock->Now(); }
+    uint64_t NowMilliseconds() override { return clock.Now(); }
 
-    uint64_t NowMicroseconds1601() override { return startMicroseconds1601 + clock->Now() * 1000; }
+    uint64_t NowMicroseconds1601() override { return startMicroseconds1601 + clock.Now() * 1000; }
 
     bool Wait(std::optional<uint64_t> deadline) override {
         // A timer already due fires before the user acts, as at the same instant.
-        if (deadline && *deadline <= clock->Now()) {
+        if (deadline && *deadline <= clock.Now()) {
             return true;
         }
         if (waitEnd) {
@@ -70,7 +70,7 @@ public:
             if (!deadline) {
                 return false;
             }
-            clock->PassUntil(*deadline);
+            clock.PassUntil(*deadline);
             return true;
         }
         const ScriptAction action = std::move(actions.front());
@@ -85,8 +85,8 @@ public:
 private:
     // Lets time pass to the end of the wait, or to the deadline when that comes first.
     void AdvanceWait(std::optional<uint64_t> deadline) {
-        clock->PassUntil(deadline ? std::min(*waitEnd, *deadline) : *waitEnd);
-        if (clock->Now() >= *waitEnd) {
+        clock.PassUntil(deadline ? std::min(*waitEnd, *deadline) : *waitEnd);
+        if (clock.Now() >= *waitEnd) {
             waitEnd.reset();
         }
     }
@@ -100,7 +100,7 @@ private:
 
         if (action.verb == "wait") {
             const auto milliseconds = ParseMilliseconds(action.words);
-            const uint64_t now = clock->Now();
+            const uint64_t now = clock.Now();
             if (!milliseconds || *milliseconds > std::numeric_limits<uint64_t>::max() - now) {
                 ReportScriptError(action.line, "wait needs one number of milliseconds");
                 return;
@@ -129,7 +129,7 @@ private:
     std::deque<ScriptAction> actions;
     std::function<void(const ScriptAction&)> emulatorVerb;
     uint64_t startMicroseconds1601 = 0;
-    std::unique_ptr<port::ScriptClock> clock = port::MakeScriptClock();
+    port::ScriptClock clock;
     std::optional<uint64_t> waitEnd;
 };
 
