@@ -8,7 +8,15 @@
 #include <optional>
 #include <string>
 
+namespace winsys {
+class MainLoop;
+}
+
 namespace winsys::port {
+
+// Makes the system's own modal windows shown on this thread modal windows of `loop` (on Windows
+// the message boxes of user32; on Linux our MessageBoxW runs on the loop itself).
+void WatchSystemModals(MainLoop& loop);
 
 // Delivers what is due at `now` on the loop's clock: the due timers, or on Windows every queued
 // message. An exception that leaves a handler is handed to `onException` with its text, and the

@@ -32,6 +32,8 @@ void DeliverDue(uint64_t now, const std::function<void(const std::string& what)>
     }
 }
 
+void WatchSystemModals(MainLoop& /*loop*/) {}
+
 std::optional<uint64_t> NextDue(uint64_t /*now*/) { return detail::NextTimerDue(); }
 
 bool WaitWithoutInput(std::optional<uint64_t> deadline) {

@@ -6,6 +6,7 @@
 #include "LoopSupport.h"
 #include "winsys/WindowSystem.h"
 
+#include <algorithm>
 #include <chrono>
 #include <iostream>
 
@@ -106,7 +107,9 @@ MainLoop& MainLoop::Instance() {
     return *loop;
 }
 
-MainLoop::MainLoop() : backend(std::make_unique<UnattendedBackend>()) {}
+MainLoop::MainLoop() : backend(std::make_unique<UnattendedBackend>()) {
+    port::WatchSystemModals(*this);
+}
 
 void MainLoop::SetBackend(std::unique_ptr<UiBackend> newBackend) {
     backend = newBackend ? std::move(newBackend) : std::make_unique<UnattendedBackend>();
@@ -142,6 +145,18 @@ void MainLoop::Run() {
     }
 }
 
+bool MainLoop::WaitInModal(ModalWindow& window) {
+    if (backend->Wait(port::NextDue(NowMilliseconds())) || !window.IsOpen()) {
+        return true;
+    }
+    Json::Value trace(Json::objectValue);
+    trace["kind"] = "script";
+    trace["note"] = "script ended with a window open: closed";
+    Trace(detail::JsonLine(trace));
+    window.Close();
+    return false;
+}
+
 void MainLoop::RunModal(ModalWindow& window) {
     ModalScope scope(modals, *backend, window);
     while (window.IsOpen()) {
@@ -149,16 +164,32 @@ void MainLoop::RunModal(ModalWindow& window) {
         if (!window.IsOpen()) {
             break;
         }
-        if (!backend->Wait(port::NextDue(NowMilliseconds())) && window.IsOpen()) {
-            Json::Value trace(Json::objectValue);
-            trace["kind"] = "script";
-            trace["note"] = "script ended with a window open: closed";
-            Trace(detail::JsonLine(trace));
-            window.Close();
-            if (window.IsOpen()) {
-                break;  // a window that cannot close must not hold the loop for ever
-            }
+        if (!WaitInModal(window) && window.IsOpen()) {
+            break;  // a window that cannot close must not hold the loop for ever
         }
+    }
+}
+
+void MainLoop::BeginSystemModal(ModalWindow& window) {
+    modals.push_back(&window);
+    backend->ModalOpened(window);
+}
+
+void MainLoop::SystemModalTurn(ModalWindow& window) {
+    if (window.IsOpen()) {
+        WaitInModal(window);
+    }
+}
+
+void MainLoop::EndSystemModal(ModalWindow& window) {
+    try {
+        backend->ModalClosing(window);
+    } catch (...) {
+        // As for our own modal windows: the loop goes on.
+    }
+    const auto it = std::find(modals.begin(), modals.end(), &window);
+    if (it != modals.end()) {
+        modals.erase(it);
     }
 }
 

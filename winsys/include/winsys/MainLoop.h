@@ -98,9 +98,19 @@ public:
     // The modal window on top, or null.
     ModalWindow* TopModal();
 
+    // A modal window whose nested loop is the system's own (on Windows the message box the add-on
+    // shows through user32): on the stack and shown through the backend from Begin to End. In
+    // between, the system's loop calls Turn, which hands the backend its input as RunModal does,
+    // and closes the window when no more input can come.
+    void BeginSystemModal(ModalWindow& window);
+    void SystemModalTurn(ModalWindow& window);
+    void EndSystemModal(ModalWindow& window);
+
 private:
     MainLoop();
     void FireDueTimers();
+    // Hands the backend one wait; false when the window had to be closed for want of input.
+    bool WaitInModal(ModalWindow& window);
 
     std::unique_ptr<UiBackend> backend;
     std::function<void(const std::string&)> traceSink;
