@@ -205,19 +205,17 @@ TEST_F(ModalDialog, TheSystemsTimersFireInsideItsNestedLoopWhileTheScriptWaits) 
 }
 #endif
 
-#ifndef _WIN32  // the system's message box does not reach the loop's backends yet
 TEST_F(ModalDialog, AClickHandlerMayOpenAMessageBoxInsideIt) {
     UseScript({"click 1", "ok", "close"});
     SampleDialog dialog;
     int answer = 0;
     ClickObserver boxOpener([&](DG::ButtonItem*) {
-        answer = MessageBoxW(nullptr, u"Hotovo", u"OrvUpdate", MB_OKCANCEL);
+        answer = looptest::ShowMessageBox(u"Hotovo", u"OrvUpdate", MB_OKCANCEL);
     });
     dialog.first.Attach(boxOpener);
     EXPECT_TRUE(dialog.Invoke());
     EXPECT_EQ(answer, IDOK);
     EXPECT_EQ(presentation::ScriptErrorCount(), 0);
 }
-#endif
 
 }  // namespace
