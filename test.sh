@@ -17,7 +17,6 @@ ctest --preset asan
 # wine's server stays up between the Windows programs; it goes when this script ends.
 trap 'WINEPREFIX="$PWD/build/windows/wine" wineserver -k 2>/dev/null || true' EXIT
 scripts/build-windows.sh
-# Windows programs that show windows (the system's message boxes) need a display.
-xvfb-run -a -s "-screen 0 1280x1024x24" ctest --preset windows
+scripts/windows-tests.sh
 ORV_ORVZIP_COMMAND="$PWD/scripts/wine-run.sh $PWD/build/windows/bin/orvzip.exe" \
     build/asan/tests/zip/zip_tests --gtest_filter='InteropTest.*:OrvzipCommandLine.*'

@@ -18,6 +18,9 @@ find_package(jsoncpp REQUIRED)  # JsonCpp::JsonCpp: the service's answers, proje
 find_package(pugixml REQUIRED)  # pugixml::pugixml: the emulator's library parts
 find_package(Threads REQUIRED)  # Threads::Threads: the service's own thread
 find_package(PNG REQUIRED)      # PNG::PNG: the host kit's image reader
+# On Windows OpenSSL is linked in too (build-windows.sh builds it without DLLs).
+set(OPENSSL_USE_STATIC_LIBS ${WIN32})
+find_package(OpenSSL REQUIRED)  # OpenSSL::SSL, OpenSSL::Crypto: the service's HTTPS
 
 # mbed TLS (SHA-1, PBKDF2) comes without a CMake package: its crypto library as our own target.
 find_library(MBEDCRYPTO_LIBRARY mbedcrypto REQUIRED)
@@ -33,17 +36,25 @@ if(ORV_BUILD_TESTS)
     # The layout check is pinned to clang-format 14, the version Debian 12 ships.
     find_program(CLANG_FORMAT clang-format-14 REQUIRED)
     find_program(CURL_EXECUTABLE curl REQUIRED)
-    find_program(OPENSSL_EXECUTABLE openssl REQUIRED)
 endif()
 
+# cpp-httplib (httplib::httplib): the service, and the client of its tests. On Linux Debian's
+# library (below); on Windows its single header, which needs the system's sockets and
+# certificate store.
 if(WIN32)
+    find_path(HTTPLIB_INCLUDE_DIR httplib.h REQUIRED)
+    add_library(httplib::httplib INTERFACE IMPORTED)
+    set_target_properties(httplib::httplib PROPERTIES
+        INTERFACE_INCLUDE_DIRECTORIES ${HTTPLIB_INCLUDE_DIR}
+        INTERFACE_COMPILE_DEFINITIONS CPPHTTPLIB_OPENSSL_SUPPORT
+        INTERFACE_LINK_LIBRARIES "OpenSSL::SSL;OpenSSL::Crypto;ws2_32;crypt32")
     return()
 endif()
 
 find_package(CURL REQUIRED)     # CURL::libcurl: the network client on Linux
-find_package(OpenSSL REQUIRED)  # OpenSSL::SSL, OpenSSL::Crypto: the service's HTTPS
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib)  # PkgConfig::HTTPLIB
+add_library(httplib::httplib ALIAS PkgConfig::HTTPLIB)
 
 # FLTK draws the emulator's windows; its OpenGL, forms and fluid parts are not used. Its headers
 # come in as system headers: they are not -Wextra clean.

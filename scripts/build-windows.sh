@@ -2,15 +2,16 @@
 # build-windows.sh: builds every Windows product of this checkout with Debian's mingw-w64 into
 # build/windows (the products in build/windows/bin), dependencies included.
 #
-# The dependencies are Debian's own: zlib from libz-mingw-w64-dev; mbed TLS, JsonCpp, pugixml,
-# libpng and GoogleTest built for Windows from Debian's source packages of the versions the Linux build uses
-# (apt-get source, through an apt configuration of this script's own inside the build folder, so
-# that the machine's is left as it was); the utfcpp and cpp-httplib headers of the Linux packages.
-# They are fetched and built once, into build/windows/deps, and reused.
+# The dependencies are Debian's own: zlib from libz-mingw-w64-dev; mbed TLS, JsonCpp, pugixml, libpng,
+# GoogleTest and OpenSSL's two libraries built for Windows from Debian's source packages of the
+# versions the Linux build uses (apt-get source, through an apt configuration of this script's own
+# inside the build folder, so that the machine's is left as it was); the utfcpp headers of the
+# Linux package, and cpp-httplib's single header from its source package. They are fetched and
+# built once, into build/windows/deps, and reused.
 #
 #   scripts/build-windows.sh [--deps-only]
 set -euo pipefail
-# A failure inside $(...) stops the script too.
+# A step that fails inside $(...) stops the script too.
 shopt -s inherit_errexit
 cd "$(dirname "$0")/.."
 source scripts/install-packages.sh
@@ -23,16 +24,19 @@ prefix=$deps/prefix
 toolchain=$root/cmake/mingw-w64-x86_64.cmake
 mkdir -p "$deps/sources" "$deps/build" "$prefix/include"
 
-# apt with this script's own source list (deb-src of the machine's suites), lists and cache.
-apt_options=(-o Dir::Etc::SourceList="$deps/apt/empty.list"
-    -o Dir::Etc::SourceParts="$deps/apt/sources.list.d"
-    -o Dir::State::Lists="$deps/apt/lists" -o Dir::Cache="$deps/apt/cache"
-    -o Debug::NoLocking=1 -o APT::Sandbox::User=root)
-apt_private() { apt-get "${apt_options[@]}" "$@"; }
+# apt-get or apt-cache with this script's own source list (deb-src of the machine's suites),
+# lists and cache.
+apt_private() {
+    local tool=$1
+    shift
+    "$tool" -o Dir::Etc::SourceList="$deps/apt/empty.list" \
+        -o Dir::Etc::SourceParts="$deps/apt/sources.list.d" \
+        -o Dir::State::Lists="$deps/apt/lists" -o Dir::Cache="$deps/apt/cache" \
+        -o Debug::NoLocking=1 -o APT::Sandbox::User=root "$@"
+}
 
-# The lists are fetched once; `refresh` fetches them again (a security update moved a version on).
 prepare_apt() {
-    [[ ${1:-} != refresh && -f $deps/apt/updated ]] && return 0
+    [[ -f $deps/apt/updated ]] && return 0
     mkdir -p "$deps/apt/sources.list.d" "$deps/apt/lists/partial" "$deps/apt/cache/archives/partial"
     : >"$deps/apt/empty.list"
     local file
@@ -43,56 +47,46 @@ prepare_apt() {
     if [[ -f /etc/apt/sources.list ]]; then
         sed -n 's/^deb /deb-src /p' /etc/apt/sources.list >"$deps/apt/sources.list.d/machine.list"
     fi
-    apt_private update -qq
+    apt_private apt-get update -qq
     touch "$deps/apt/updated"
 }
 
-# Downloads source package `source` at `version` into the current folder.
-download_source() {
-    apt_private source -qq --download-only "$1=$2" >&2 2>/dev/null
-}
-
-# The versions of source package `source` the lists offer with the same upstream version as
-# `version`, newest first, `version` itself left out.
-sibling_versions() {
-    local source=$1 version=$2
-    apt-cache "${apt_options[@]}" showsrc "$source" 2>/dev/null | sed -n 's/^Version: //p' | sort -urV |
-        awk -v upstream="${version%-*}-" -v own="$version" 'index($0, upstream) == 1 && $0 != own'
-}
-
 # The source package of the installed Linux package `binary`, unpacked with Debian's patches;
-# prints the folder. The installed version is taken where the mirror has its sources; where it
-# has them no more (a security update of which only the binaries are kept), the newest Debian
-# revision of the same upstream version that it has.
+# prints the folder. A machine that lags behind its suite's updates may have a version that the
+# mirror no longer holds: then the newest one the mirror holds is taken, and said so.
 fetch_source() {
-    local binary=$1 source version folder candidate
+    local binary=$1 source version candidate taken folder
     source=$(dpkg-query -W -f='${source:Package}' "$binary")
     version=$(dpkg-query -W -f='${source:Version}' "$binary")
-    for folder in "$deps/sources/$source-${version%-*}"-*; do
-        [[ -f $folder/.unpacked ]] && { echo "$folder"; return 0; }
-    done
-    prepare_apt
-    rm -rf "$deps/sources/download"
-    mkdir -p "$deps/sources/download"
-    cd "$deps/sources/download"
-    if ! download_source "$source" "$version"; then
-        prepare_apt refresh
-        download_source "$source" "$version" || {
-            for candidate in $(sibling_versions "$source" "$version") ""; do
-                [[ -n $candidate ]] && download_source "$source" "$candidate" && break
-            done
-            [[ -n $candidate ]] || { echo "build-windows.sh: no sources of $source $version" >&2; exit 1; }
-            echo "build-windows.sh: $source $version has no sources on the mirror; using $candidate" >&2
-            version=$candidate
-        }
+    # The version unpacked for the installed one.
+    taken=$deps/sources/$source-$version.taken
+    if [[ ! -f $taken ]]; then
+        prepare_apt
+        for candidate in "$version" $(apt_private apt-cache showsrc "$source" |
+            sed -n 's/^Version: //p' | sort -Vru); do
+            rm -rf "$deps/sources/download"
+            mkdir -p "$deps/sources/download"
+            if (cd "$deps/sources/download" &&
+                apt_private apt-get source -qq --download-only "$source=$candidate") \
+                >/dev/null 2>&1; then
+                break
+            fi
+            candidate=
+        done
+        if [[ -z $candidate ]]; then
+            echo "build-windows.sh: the mirror has no source of $source" >&2
+            exit 1
+        fi
+        if [[ $candidate != "$version" ]]; then
+            echo "build-windows.sh: the mirror has no $source $version; taking $candidate" >&2
+        fi
+        folder=$deps/sources/$source-$candidate
+        rm -rf "$folder"
+        dpkg-source --no-check -x "$deps/sources/download/"*.dsc "$folder" >&2
+        rm -rf "$deps/sources/download"
+        echo "$candidate" >"$taken"
     fi
-    cd "$root"
-    folder=$deps/sources/$source-$version
-    rm -rf "$folder"
-    dpkg-source --no-check -x "$deps/sources/download/${source}_${version#*:}.dsc" "$folder" >&2
-    rm -rf "$deps/sources/download"
-    touch "$folder/.unpacked"
-    echo "$folder"
+    echo "$deps/sources/$source-$(cat "$taken")"
 }
 
 # Builds and installs a CMake project of a source package into the prefix, once.
@@ -120,10 +114,28 @@ build_dependency libpugixml-dev
 build_dependency libpng-dev -DPNG_SHARED=OFF -DPNG_STATIC=ON -DPNG_TESTS=OFF -DPNG_EXECUTABLES=OFF \
     -DPNG_TOOLS=OFF -DSKIP_INSTALL_PROGRAMS=ON -DSKIP_INSTALL_FILES=ON
 build_dependency libgtest-dev -DBUILD_GMOCK=ON -DINSTALL_GTEST=ON
-# Header-only libraries: the Linux packages' headers serve as they are.
+
+# OpenSSL (the service's HTTPS) builds with its own Configure, whose mingw64 target names the
+# compilers by the prefix; only libcrypto and libssl, static, without tests or programs.
+build_openssl() {
+    local log=$deps/build/libssl-dev.log source
+    [[ -f $deps/build/libssl-dev.done ]] && return 0
+    source=$(fetch_source libssl-dev)
+    echo "build-windows.sh: building $(basename "$source") for Windows (libraries only)"
+    rm -rf "$deps/build/libssl-dev"
+    mkdir -p "$deps/build/libssl-dev"
+    (cd "$deps/build/libssl-dev" &&
+        "$source/Configure" mingw64 --cross-compile-prefix=x86_64-w64-mingw32- CC=gcc-posix \
+            no-shared no-tests --prefix="$prefix" --libdir=lib &&
+        make -j"$(nproc)" build_libs && make install_dev) >"$log" 2>&1 || { cat "$log"; exit 1; }
+    touch "$deps/build/libssl-dev.done"
+}
+build_openssl
+# Header-only libraries. utfcpp's Linux headers serve as they are; Debian's httplib.h declares
+# what its shared library defines, so the single header of the source package is taken instead.
 mkdir -p "$prefix/include/utf8cpp"
 cp -r /usr/include/utf8cpp/. "$prefix/include/utf8cpp/"
-cp /usr/include/httplib.h "$prefix/include/"
+cp "$(fetch_source libcpp-httplib-dev)/httplib.h" "$prefix/include/"
 
 if [[ ${1:-} == --deps-only ]]; then
     exit 0

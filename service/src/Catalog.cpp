@@ -2,6 +2,7 @@
 // start-up instead of showing up as a wrong answer later.
 #include "Catalog.h"
 
+#include "PathText.h"
 #include "service/VersionService.h"
 
 #include <algorithm>
@@ -17,7 +18,7 @@ namespace {
 // Throws ServiceError for the catalog; `where` names the object.
 class Complaint {
 public:
-    explicit Complaint(const std::filesystem::path& catalog) : catalog(catalog.string()) {}
+    explicit Complaint(const std::filesystem::path& catalog) : catalog(Utf8OfPath(catalog)) {}
 
     [[noreturn]] void operator()(const std::string& where, const std::string& what) const {
         throw ServiceError("catalog " + catalog + ": " + (where.empty() ? "" : where + ": ") +
@@ -126,13 +127,13 @@ CatalogObject ReadObject(const Json::Value& value, std::size_t position,
             complain(where, "\"file\" is not a non-empty text");
         }
         object.file = value["file"].asString();
-        if (object.file.find_first_of("/\\") != std::string::npos || object.file == "." ||
-            object.file == "..") {
+        if (!IsPlainFileName(object.file)) {
             complain(where, "\"file\" \"" + object.file + "\" is not a plain file name");
         }
         std::error_code error;
-        if (!std::filesystem::is_regular_file(files / object.file, error)) {
-            complain(where, "\"file\" \"" + object.file + "\" is not a file in " + files.string());
+        if (!std::filesystem::is_regular_file(files / PathOfUtf8(object.file), error)) {
+            complain(where,
+                     "\"file\" \"" + object.file + "\" is not a file in " + Utf8OfPath(files));
         }
     }
     if (value.isMember("faults")) {
@@ -174,7 +175,7 @@ Catalog ReadCatalog(const std::filesystem::path& path, const std::filesystem::pa
     const Complaint complain(path);
     std::error_code error;
     if (!std::filesystem::is_directory(files, error)) {
-        throw ServiceError("files folder " + files.string() + " is not a folder");
+        throw ServiceError("files folder " + Utf8OfPath(files) + " is not a folder");
     }
     std::ifstream stream(path, std::ios::binary);
     if (!stream) {

@@ -4,28 +4,24 @@
 
 #include "Catalog.h"
 #include "Faults.h"
+#include "PathText.h"
+#include "ServicePort.h"
 #include "UrlText.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <atomic>
 #include <charconv>
 #include <chrono>
 #include <condition_variable>
-#include <csignal>
 #include <fstream>
-#include <httplib.h>
+#include <httplib.h>  // and with it the system's sockets: BSD's on Linux, Winsock on Windows
 #include <iostream>
 #include <json/json.h>
 #include <mutex>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <set>
 #include <sstream>
 #include <string_view>
-#include <sys/socket.h>
 #include <thread>
-#include <unistd.h>
 
 namespace orvservice {
 
@@ -58,7 +54,7 @@ public:
     void CloseUnusedSocket() {
         const socket_t sock = this->svr_sock_.exchange(INVALID_SOCKET);
         if (sock != INVALID_SOCKET) {
-            ::close(sock);
+            serviceport::CloseSocket(sock);
         }
     }
 };
@@ -178,21 +174,14 @@ std::pair<std::string, int> AddressOf(const sockaddr_storage& address) {
     return {"", -1};
 }
 
-// Ends the reading side of every connection accepted on `port` whose peer `busy` does not name.
-// httplib's workers wait up to the keep-alive timeout on an idle connection before they
-// notice a stop; with the reading side shut they see the end at once. A connection with a
-// request being answered is left alone: httplib takes a shut reading side for a peer gone and
-// would drop the answer. httplib does not tell which sockets it accepted, so they are found
-// among the process's own.
+// Ends every connection accepted on `port` whose peer `busy` does not name. httplib's workers
+// wait up to the keep-alive timeout on an idle connection before they notice a stop; this way
+// they see its end at once. A connection with a request being answered is left alone: httplib
+// would take its end for a peer gone and drop the answer. httplib does not tell which sockets it
+// accepted, so they are found among the process's own.
 void EndIdleConnections(uint16_t port,
                         const std::function<bool(const std::pair<std::string, int>&)>& busy) {
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd", error)) {
-        int fd = -1;
-        const std::string name = entry.path().filename().string();
-        if (std::from_chars(name.data(), name.data() + name.size(), fd).ec != std::errc()) {
-            continue;
-        }
+    for (const serviceport::Socket fd : serviceport::OwnHandles()) {
         sockaddr_storage local{};
         socklen_t length = sizeof local;
         if (getsockname(fd, reinterpret_cast<sockaddr*>(&local), &length) != 0 ||
@@ -203,7 +192,7 @@ void EndIdleConnections(uint16_t port,
         length = sizeof peer;
         if (getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &length) == 0 &&
             !busy(AddressOf(peer))) {
-            shutdown(fd, SHUT_RD);
+            serviceport::EndIdleConnection(fd);
         }
     }
 }
@@ -459,8 +448,7 @@ void VersionService::Impl::HandleFile(const httplib::Request& req, httplib::Resp
                                       const Faults& requestFaults) {
     // httplib has already percent-decoded the path.
     const std::string name = req.path.substr(std::string_view("/files/").size());
-    if (name.empty() || name.find_first_of(std::string("/\\\0", 3)) != std::string::npos ||
-        name.find("..") != std::string::npos) {
+    if (!IsPlainFileName(name) || name.find("..") != std::string::npos) {
         AnswerText(res, 404, "no such file");
         return;
     }
@@ -469,7 +457,7 @@ void VersionService::Impl::HandleFile(const httplib::Request& req, httplib::Resp
     const Faults faults = catalogFaults.OverriddenBy(requestFaults);
 
     std::error_code error;
-    const std::filesystem::path path = options.files / name;
+    const std::filesystem::path path = options.files / PathOfUtf8(name);
     if (!std::filesystem::is_regular_file(path, error)) {
         AnswerText(res, 404, "no such file");
         return;
@@ -564,14 +552,14 @@ VersionService::VersionService(const ServiceOptions& options) : impl(std::make_u
         if (options.certificate.empty() || options.privateKey.empty()) {
             throw ServiceError("HTTPS needs both a certificate and a private key");
         }
-        // OpenSSL writes with write(2), which raises SIGPIPE on a connection the peer closed;
-        // a test peer does that on purpose, and the signal would end the whole process.
-        std::signal(SIGPIPE, SIG_IGN);
-        auto server = std::make_unique<OwnedServer<httplib::SSLServer>>(options.certificate.c_str(),
-                                                                        options.privateKey.c_str());
+        // A test peer hangs up on purpose, which must not end the whole process.
+        serviceport::SurviveHungUpPeers();
+        // OpenSSL reads its file names as UTF-8 on Windows too.
+        auto server = std::make_unique<OwnedServer<httplib::SSLServer>>(
+            Utf8OfPath(options.certificate).c_str(), Utf8OfPath(options.privateKey).c_str());
         if (!server->is_valid()) {
-            throw ServiceError("cannot use the certificate " + options.certificate.string() +
-                               " with the key " + options.privateKey.string());
+            throw ServiceError("cannot use the certificate " + Utf8OfPath(options.certificate) +
+                               " with the key " + Utf8OfPath(options.privateKey));
         }
         impl->closeUnusedSocket = [raw = server.get()] { raw->CloseUnusedSocket(); };
         impl->server = std::move(server);
@@ -598,14 +586,13 @@ VersionService::VersionService(const ServiceOptions& options) : impl(std::make_u
     // after httplib's default of five requests.
     server.set_keep_alive_max_count(1000);
     server.set_keep_alive_timeout(options.keepAliveSeconds);
-    // httplib's default also sets SO_REUSEPORT, which lets a second service bind the same port
-    // and take half its connections; a port in use must be an error instead.
+    // Instead of httplib's default: a port in use must be an error.
     server.set_socket_options([](socket_t sock) {
-        const int on = 1;
-        setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        serviceport::KeepAddressToOneService(sock);
         // Accepted connections inherit it: an answer's headers and body go out at once instead
         // of waiting for the client's delayed acknowledgement.
-        setsockopt(sock, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        const int on = 1;
+        setsockopt(sock, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&on), sizeof on);
     });
     server.set_pre_routing_handler([self](const httplib::Request& req, httplib::Response&) {
         {

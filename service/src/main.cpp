@@ -1,13 +1,13 @@
 // main.cpp: the orvservice command: reads the catalog, listens, prints its address and serves
-// until SIGINT or SIGTERM.
+// until the user asks it to stop (SIGINT or SIGTERM; on Windows Ctrl+C or Ctrl+Break).
+#include "PathText.h"
+#include "ServicePort.h"
 #include "service/VersionService.h"
 
 #include <charconv>
-#include <csignal>
-#include <cstdio>
 #include <iostream>
-#include <pthread.h>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -32,9 +32,10 @@ void PrintHelp() {
                  "  --cert PEM --key PEM  serve HTTPS\n"
                  "  --log               one line per request on standard output\n\n"
                  "Prints \"orvservice listening on URL\" once it accepts connections; stops on\n"
-                 "SIGINT or SIGTERM. A request may add fault_NAME=VALUE keys (delay_ms, status,\n"
-                 "body, cut_body, no_content_disposition, quoted_filename, redirect,\n"
-                 "close_mid_body, chunked, disposition, hold).\n";
+                 "SIGINT or SIGTERM (on Windows Ctrl+C or Ctrl+Break). A request may add\n"
+                 "fault_NAME=VALUE keys (delay_ms, status, body, cut_body,\n"
+                 "no_content_disposition, quoted_filename, redirect, close_mid_body, chunked,\n"
+                 "disposition, hold).\n";
 }
 
 bool ParseListen(const std::string& text, orvservice::ServiceOptions& options) {
@@ -56,9 +57,10 @@ bool ParseListen(const std::string& text, orvservice::ServiceOptions& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    const std::vector<std::string> args = serviceport::Utf8Arguments(argc, argv);
     orvservice::ServiceOptions options;
-    for (int i = 1; i < argc; ++i) {
-        const std::string arg = argv[i];
+    for (std::size_t i = 1; i < args.size(); ++i) {
+        const std::string& arg = args[i];
         if (arg == "--help" || arg == "-h") {
             PrintHelp();
             return 0;
@@ -71,18 +73,18 @@ int main(int argc, char** argv) {
             arg != "--key") {
             return Usage("unknown argument \"" + arg + "\"");
         }
-        if (i + 1 >= argc) {
+        if (i + 1 >= args.size()) {
             return Usage(arg + " needs a value");
         }
-        const std::string value = argv[++i];
+        const std::string& value = args[++i];
         if (arg == "--catalog") {
-            options.catalog = value;
+            options.catalog = orvservice::PathOfUtf8(value);
         } else if (arg == "--files") {
-            options.files = value;
+            options.files = orvservice::PathOfUtf8(value);
         } else if (arg == "--cert") {
-            options.certificate = value;
+            options.certificate = orvservice::PathOfUtf8(value);
         } else if (arg == "--key") {
-            options.privateKey = value;
+            options.privateKey = orvservice::PathOfUtf8(value);
         } else if (!ParseListen(value, options)) {
             return Usage("--listen takes HOST:PORT, not \"" + value + "\"");
         }
@@ -94,22 +96,17 @@ int main(int argc, char** argv) {
         return Usage("--cert and --key go together");
     }
 
-    // The serving threads inherit this mask, so the signals reach only the sigwait below, and
-    // the service stops cleanly on the main thread.
-    sigset_t stopSignals;
-    sigemptyset(&stopSignals);
-    sigaddset(&stopSignals, SIGINT);
-    sigaddset(&stopSignals, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+    // Before the serving threads start, so that the stop request comes to the main thread, which
+    // stops the service cleanly.
+    serviceport::CatchStopRequests();
     // A client that hangs up mid-answer must not end the service.
-    std::signal(SIGPIPE, SIG_IGN);
+    serviceport::SurviveHungUpPeers();
 
     try {
         orvservice::VersionService service(options);
         service.Start();
         std::cout << "orvservice listening on " << service.BaseUrl() << std::endl;
-        int signal = 0;
-        sigwait(&stopSignals, &signal);
+        serviceport::WaitForStopRequest();
         service.Stop();
     } catch (const orvservice::ServiceError& error) {
         std::cerr << "orvservice: " << error.what() << std::endl;

@@ -2,6 +2,7 @@
 // what it is told, a stand-in clock, and the failure a request ends with.
 #pragma once
 
+#include "NetTestPlatform.h"
 #include "common/PlatformHooks.h"
 #include "common/WideString.h"
 #include "hostkit/UniString.h"
@@ -86,17 +87,9 @@ public:
     ScopedEnvironment(const char* name, const std::optional<std::string>& value) : name(name) {
         if (const char* old = std::getenv(name))
             previous = old;
-        if (value)
-            ::setenv(name, value->c_str(), 1);
-        else
-            ::unsetenv(name);
+        SetEnvironment(name, value);
     }
-    ~ScopedEnvironment() {
-        if (previous)
-            ::setenv(name.c_str(), previous->c_str(), 1);
-        else
-            ::unsetenv(name.c_str());
-    }
+    ~ScopedEnvironment() { SetEnvironment(name, previous); }
     ScopedEnvironment(const ScopedEnvironment&) = delete;
     ScopedEnvironment& operator=(const ScopedEnvironment&) = delete;
 

@@ -1,20 +1,15 @@
-// ScriptedServer.cpp: the raw scripted HTTP server of the network tests, on plain POSIX sockets.
+// ScriptedServer.cpp: the raw scripted HTTP server of the network tests, on the platform's
+// sockets.
 #include "ScriptedServer.h"
 
-#include <arpa/inet.h>
 #include <chrono>
-#include <netinet/in.h>
-#include <poll.h>
-#include <stdexcept>
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace nettest {
 
 bool ScriptedServer::Reply::Send(const std::string& bytes) {
     size_t sent = 0;
     while (sent < bytes.size()) {
-        const ssize_t n = ::send(socket, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+        const long n = SendSome(socket, bytes.data() + sent, bytes.size() - sent);
         if (n <= 0)
             return false;
         sent += static_cast<size_t>(n);
@@ -38,21 +33,7 @@ void ScriptedServer::Reply::Pause(int milliseconds) {
 }
 
 ScriptedServer::ScriptedServer(Handler handler) : handler(std::move(handler)) {
-    listener = ::socket(AF_INET, SOCK_STREAM, 0);
-    if (listener < 0)
-        throw std::runtime_error("ScriptedServer: no socket");
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = 0;
-    socklen_t length = sizeof(address);
-    if (::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
-        ::listen(listener, 16) != 0 ||
-        ::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-        ::close(listener);
-        throw std::runtime_error("ScriptedServer: cannot listen");
-    }
-    port = ntohs(address.sin_port);
+    listener = ListenOnLoopback(port);
     thread = std::thread([this] { Serve(); });
 }
 
@@ -63,7 +44,7 @@ ScriptedServer::~ScriptedServer() {
     }
     waitChanged.notify_all();
     thread.join();
-    ::close(listener);
+    CloseSocket(listener);
 }
 
 std::string ScriptedServer::BaseUrl() const { return "http://127.0.0.1:" + std::to_string(port); }
@@ -88,36 +69,33 @@ std::vector<std::string> ScriptedServer::Requests() const {
 
 // One connection at a time, as the client uses one; a new connection replaces the old one.
 void ScriptedServer::Serve() {
-    int connection = -1;
+    SocketHandle connection = kNoSocket;
     std::string pending;
     while (!stopping) {
-        pollfd fds[2] = {{listener, POLLIN, 0}, {connection, POLLIN, 0}};
-        const int count = ::poll(fds, connection >= 0 ? 2 : 1, 20);
-        if (count <= 0)
-            continue;
-        if (fds[0].revents & POLLIN) {
-            const int accepted_socket = ::accept(listener, nullptr, nullptr);
-            if (accepted_socket >= 0) {
-                if (connection >= 0)
-                    ::close(connection);
-                connection = accepted_socket;
+        const Readiness ready = WaitForInput(listener, connection, 20);
+        if (ready.listener) {
+            const SocketHandle acceptedSocket = AcceptConnection(listener);
+            if (acceptedSocket != kNoSocket) {
+                if (connection != kNoSocket)
+                    CloseSocket(connection);
+                connection = acceptedSocket;
                 pending.clear();
                 ++accepted;
             }
             continue;
         }
-        if (connection < 0 || !(fds[1].revents & (POLLIN | POLLHUP | POLLERR)))
+        if (!ready.connection)
             continue;
         char buffer[4096];
-        const ssize_t n = ::recv(connection, buffer, sizeof(buffer), 0);
+        const long n = ReceiveSome(connection, buffer, sizeof(buffer));
         if (n <= 0) {
-            ::close(connection);
-            connection = -1;
+            CloseSocket(connection);
+            connection = kNoSocket;
             continue;
         }
         pending.append(buffer, static_cast<size_t>(n));
         size_t end;
-        while (connection >= 0 && (end = pending.find("\r\n\r\n")) != std::string::npos) {
+        while (connection != kNoSocket && (end = pending.find("\r\n\r\n")) != std::string::npos) {
             const std::string request = pending.substr(0, end + 4);
             pending.erase(0, end + 4);
             {
@@ -127,13 +105,13 @@ void ScriptedServer::Serve() {
             Reply reply(connection, *this);
             handler(request, reply);
             if (reply.Closing()) {
-                ::close(connection);
-                connection = -1;
+                CloseSocket(connection);
+                connection = kNoSocket;
             }
         }
     }
-    if (connection >= 0)
-        ::close(connection);
+    if (connection != kNoSocket)
+        CloseSocket(connection);
 }
 
 std::string OkResponse(const std::string& body, const std::string& extraHeaders) {

@@ -3,6 +3,8 @@
 // send answers no real server would: broken status lines, odd headers, a cut body, a stall.
 #pragma once
 
+#include "NetTestPlatform.h"
+
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
@@ -19,7 +21,7 @@ public:
     // What the handler answers with, on the connection of the request.
     class Reply {
     public:
-        Reply(int socket, ScriptedServer& server) : socket(socket), server(server) {}
+        Reply(SocketHandle socket, ScriptedServer& server) : socket(socket), server(server) {}
         // Writes all bytes; false once the client has gone.
         bool Send(const std::string& bytes);
         // Says nothing until the test calls Release or the server stops, so that a silence lasts
@@ -33,7 +35,7 @@ public:
         bool Closing() const { return close; }
 
     private:
-        int socket;
+        SocketHandle socket;
         ScriptedServer& server;
         bool close = false;
     };
@@ -59,7 +61,7 @@ private:
     void Serve();
 
     Handler handler;
-    int listener = -1;
+    SocketHandle listener = kNoSocket;
     uint16_t port = 0;
     std::atomic<bool> stopping{false};
     // Told when the server stops or the holds are released.

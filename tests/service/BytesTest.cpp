@@ -49,6 +49,7 @@ TEST_F(ServiceBytesTest, LargeSizeStreamsThePatternWithoutError) {
 }
 
 TEST_F(ServiceBytesTest, ZeroSizeIsAnEmptyBody) {
+    SKIP_WITHOUT_CURL();
     StartService();
     const CurlResult result = Curl(Url("/bytes?size=0"));
     EXPECT_EQ(result.exitCode, 0) << result.output;
@@ -68,6 +69,7 @@ TEST_F(ServiceBytesTest, MissingOrBadSizeIs400) {
 }
 
 TEST_F(ServiceBytesTest, ChunkedFaultSendsAllBytesWithoutContentLength) {
+    SKIP_WITHOUT_CURL();
     StartService();
     const CurlResult result = Curl(Url("/bytes?size=100000&fault_chunked=1"));
     EXPECT_EQ(result.exitCode, 0) << result.output;
@@ -77,6 +79,7 @@ TEST_F(ServiceBytesTest, ChunkedFaultSendsAllBytesWithoutContentLength) {
 }
 
 TEST_F(ServiceBytesTest, DispositionFaultSendsThatExactValue) {
+    SKIP_WITHOUT_CURL();
     StartService();
     const CurlResult result =
         Curl(Url("/bytes?size=3&fault_disposition=attachment%3B%20filename%3D%22a%20b.zip%22"));
@@ -85,6 +88,7 @@ TEST_F(ServiceBytesTest, DispositionFaultSendsThatExactValue) {
 }
 
 TEST_F(ServiceBytesTest, CutBodyFaultSendsHalfUnderTheFullLength) {
+    SKIP_WITHOUT_CURL();
     StartService();
     const CurlResult result = Curl(Url("/bytes?size=50000&fault_cut_body=1"));
     EXPECT_EQ(result.exitCode, 18) << result.output;
@@ -93,6 +97,7 @@ TEST_F(ServiceBytesTest, CutBodyFaultSendsHalfUnderTheFullLength) {
 }
 
 TEST_F(ServiceBytesTest, CloseMidBodyFaultSendsSomeChunksThenCloses) {
+    SKIP_WITHOUT_CURL();
     StartService();
     const CurlResult result = Curl(Url("/bytes?size=50000&fault_close_mid_body=1"));
     EXPECT_EQ(result.exitCode, 18) << result.output;

@@ -123,6 +123,7 @@ TEST_F(ServiceCheckTest, FormatOtherThanJsonIs400) {
 }
 
 TEST_F(ServiceCheckTest, AddressWithoutQueryOfItsOwnIs400WithAnExplanation) {
+    SKIP_WITHOUT_CURL();
     StartService();
     // A check_url without "?" gets "&format=json" appended to its path.
     const CurlResult result = Curl(Url("/check&format=json"));
@@ -133,6 +134,7 @@ TEST_F(ServiceCheckTest, AddressWithoutQueryOfItsOwnIs400WithAnExplanation) {
 }
 
 TEST_F(ServiceCheckTest, CheckUrlAsALibraryPartWritesItWorksWithCurl) {
+    SKIP_WITHOUT_CURL();
     StartService();
     const std::string checkUrl = Url("/check?id=D01&version=1.1");
     const CurlResult result = Curl(checkUrl + "&format=json");

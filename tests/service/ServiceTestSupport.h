@@ -1,6 +1,7 @@
 // ServiceTestSupport.h: what the version service tests share: a service on a free port over a
-// temporary catalog and files folder, curl as a second client, and a command run in the
-// background with its standard output readable line by line.
+// temporary catalog and files folder, curl as a second client (a Linux program: on Windows the
+// tests skip what they check through it), and on Linux a command run in the background with its
+// standard output readable line by line.
 #pragma once
 
 #include "TestFiles.h"
@@ -10,7 +11,15 @@
 #include <json/json.h>
 #include <memory>
 #include <string>
+#ifndef _WIN32
 #include <sys/types.h>
+#endif
+
+// A test that checks what only curl shows as it is sent (a raw path, bytes that httplib's client
+// mends): curl is a Linux tool, so the Windows program skips it.
+#define SKIP_WITHOUT_CURL()                                                                        \
+    if (!testfiles::kLinuxTools)                                                                   \
+    GTEST_SKIP() << "checks through curl, a Linux tool"
 
 namespace servicetest {
 
@@ -23,6 +32,8 @@ std::string DefaultCatalog();
 // One object "X01" (versions 1.0 and 2.0, file X01.zip) with these fault sets, JSON objects
 // or empty for none.
 std::string CatalogWithFaults(const std::string& checkFaults, const std::string& fileFaults);
+// One object "D01" (versions 1.0 and 2.0) whose file, D01.zip, the test writes.
+extern const char* const kGoodCatalog;
 
 class ServiceTest : public ::testing::Test {
 protected:
@@ -52,7 +63,8 @@ struct CurlResult {
 // curl -sS with `options` (already quoted as needed) on `url`.
 CurlResult Curl(const std::string& url, const std::string& options = "");
 
-// A command run through the shell in the background.
+#ifndef _WIN32
+// A command run through the shell in the background (ServiceTestSupport_linux.cpp).
 class BackgroundCommand {
 public:
     explicit BackgroundCommand(const std::string& command);
@@ -71,5 +83,6 @@ private:
     int output = -1;
     std::string pending;
 };
+#endif
 
 }  // namespace servicetest

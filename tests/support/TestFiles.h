@@ -74,6 +74,12 @@ inline constexpr bool kLinuxTools = true;
 // True in a Windows program that runs under wine rather than on Windows.
 bool RunningUnderWine();
 
+// From now on this thread's system message boxes answer themselves with OK, each written to
+// standard error as "CAPTION: TEXT" and a line end, the Linux build's alert line; on Linux, where
+// the alert is that line already, nothing. For a child of a death test that alerts before it
+// stops, which would otherwise wait for a user.
+void AnswerSystemAlerts();
+
 // A port on 127.0.0.1 that was free a moment ago: bound and closed again, so nothing listens.
 int UnusedPort();
 

@@ -51,4 +51,6 @@ int UnusedPort() {
 
 bool RunningUnderWine() { return false; }
 
+void AnswerSystemAlerts() {}
+
 }  // namespace testfiles

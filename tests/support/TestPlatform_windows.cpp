@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <stdexcept>
+#include <string>
 #include <winsock2.h>  // before any <windows.h>, as Winsock wants
 
 namespace testfiles {
@@ -45,6 +46,37 @@ bool RunningUnderWine() {
     // wine's ntdll exports its version; Windows' does not.
     const HMODULE ntdll = GetModuleHandleW(L"ntdll.dll");
     return ntdll != nullptr && GetProcAddress(ntdll, "wine_get_version") != nullptr;
+}
+
+namespace {
+
+HHOOK alertHook = nullptr;
+
+std::string Utf8Text(HWND window) {
+    wchar_t text[4096] = {};
+    GetWindowTextW(window, text, 4096);
+    char utf8[4 * 4096] = {};
+    WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8, sizeof utf8, nullptr, nullptr);
+    return utf8;
+}
+
+LRESULT CALLBACK AnswerAlert(int code, WPARAM wParam, LPARAM lParam) {
+    const auto box = reinterpret_cast<HWND>(wParam);
+    HWND text = box != nullptr ? GetDlgItem(box, 0xFFFF) : nullptr;
+    if (code == HCBT_ACTIVATE && text != nullptr) {
+        std::fprintf(stderr, "%s: %s\n", Utf8Text(box).c_str(), Utf8Text(text).c_str());
+        std::fflush(stderr);
+        PostMessageW(box, WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED), 0);
+    }
+    return CallNextHookEx(alertHook, code, wParam, lParam);
+}
+
+}  // namespace
+
+void AnswerSystemAlerts() {
+    if (alertHook == nullptr) {
+        alertHook = SetWindowsHookExW(WH_CBT, AnswerAlert, nullptr, GetCurrentThreadId());
+    }
 }
 
 }  // namespace testfiles

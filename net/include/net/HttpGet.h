@@ -1,13 +1,15 @@
 // HttpGet.h: the add-on's one network operation, a blocking HTTP GET that returns the whole body,
 // and the URL and header readings it is built from.
 //
-// libcurl stands in for the host platform's HTTP client and keeps its behaviour: one handle for
-// the process, so that connections and TLS sessions are reused; the machine's proxy from the
+// On Windows the GET is WinHTTP's, with one session for the process and the machine's default
+// proxy setting. On Linux libcurl stands in for it and keeps its behaviour: one handle for the
+// process, so that connections and TLS sessions are reused; the machine's proxy from the
 // environment; redirects followed (at most 10, never from https to http); 60 s to connect and
-// 30 s without data end an exchange. Failures carry that client's error numbers (12002 timeout,
-// 12007 name not resolved, 12029 cannot connect, 12030 connection aborted, 12152 invalid server
-// response, 12175 secure failure), so that a user reads the same text on every platform. A
-// certificate file named by SSL_CERT_FILE is trusted besides the machine's store.
+// 30 s without data end an exchange. Failures carry WinHTTP's error numbers on both (12002
+// timeout, 12007 name not resolved, 12029 cannot connect, 12030 connection aborted, 12152
+// invalid server response, 12175 secure failure), so that a user reads the same text on every
+// platform. On Linux a certificate file named by SSL_CERT_FILE is trusted besides the machine's
+// store.
 #pragma once
 
 #include "common/WideString.h"
@@ -45,11 +47,13 @@ ParsedUrl ParseUrl(const GS::UniString& url);
 // text ready to show; returns only a body of at least 2 bytes.
 std::string HttpGet(const GS::UniString& url, GetProgressListener* listener);
 
-// Closes the process's HTTP handle and the connections it keeps; the next HttpGet opens a new
+// Closes the process's HTTP session and the connections it keeps; the next HttpGet opens a new
 // one.
 void CloseHttpSession();
 
-// The exchange's time limits, in milliseconds: to connect, and without data. For tests.
+// The exchange's time limits, in milliseconds: to connect, and without data (on Windows the
+// session's send and receive limits; the name lookup keeps WinHTTP's, none). For tests: without
+// this call the client's own limits apply, which these defaults match.
 struct HttpTimeouts {
     long connectMilliseconds = 60000;
     long idleMilliseconds = 30000;

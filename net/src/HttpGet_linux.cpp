@@ -1,14 +1,14 @@
-// HttpGet.cpp: the blocking HTTP GET of the add-on on libcurl, with the behaviour, the step
-// order and the error numbers of the Windows HTTP client it stands in for.
+// HttpGet_linux.cpp: the blocking HTTP GET of the add-on on libcurl, with the behaviour, the
+// step order and the error numbers of the Windows HTTP client it stands in for.
 //
 // One easy handle serves the process, so that libcurl keeps connections and TLS sessions open
 // between requests. Everything runs on the caller's thread inside curl_easy_perform; the
 // callbacks below note what happened, and the failure is thrown once libcurl has returned, as no
 // exception may cross libcurl's C frames.
+#include "HttpFailures.h"
+#include "HttpProgress.h"
+#include "HttpRequest.h"
 #include "net/HttpGet.h"
-
-#include "catalogue/MessageCatalogue.h"
-#include "common/CUtils.h"
 
 #include <algorithm>
 #include <chrono>
@@ -17,26 +17,18 @@
 #include <exception>
 #include <new>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <sys/mman.h>
 #include <unistd.h>
 namespace {
 
-constexpr char kUserAgent[] = "OrvUpdate Monitor/1.0";
-constexpr size_t kBlockSize = 8192;
 // The most room made for a body on the word of its Content-Length, before its bytes arrive.
 constexpr size_t kReserveAhead = size_t{16} << 20;
 // Each new room of a body is this many times the last: few copies of a large body, and never
 // much more room than what has arrived.
 constexpr size_t kRoomGrowth = 4;
 constexpr long kMaxRedirects = 10;
-// A header value is read into a buffer of this many bytes as terminated UTF-16 text; a longer
-// value makes the query fail, and the header counts as absent.
-constexpr size_t kHeaderBufferBytes = 1024;
-// Progress is reported only once this much time has passed since the body began.
-constexpr int64_t kProgressDelayMicroseconds = 50000;
 
 // The Windows HTTP client's error numbers, so that the texts are the same on every platform.
 enum WinHttpError : unsigned {
@@ -51,17 +43,6 @@ enum WinHttpError : unsigned {
     kErrorInvalidServerResponse = 12152,
     kErrorRedirectFailed = 12156,
     kErrorSecureFailure = 12175,
-};
-
-// The failures that the add-on throws as plain std::exception (the status and the short body),
-// with their text.
-class MessageError : public std::exception {
-public:
-    explicit MessageError(std::string text) : text(std::move(text)) {}
-    const char* what() const noexcept override { return text.c_str(); }
-
-private:
-    std::string text;
 };
 
 CURL* session = nullptr;
@@ -98,8 +79,7 @@ struct Exchange {
     // The final response.
     bool bodyStarted = false;
     int32_t total = -1;
-    uint32_t received = 0;
-    uint64_t startTime = 0;
+    std::optional<DownloadProgress> progress;
 
     Abort abort = Abort::None;
     long status = 0;
@@ -164,23 +144,22 @@ bool IsRedirectStatus(long status) {
     return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
 }
 
-// One block of the read loop: `size` bytes have arrived (0 for the final, empty read).
-bool ReportBlock(Exchange& exchange, size_t size) {
-    exchange.received += static_cast<uint32_t>(size);
-    const uint64_t now = CUtils::GetTimeMicroseconds();
-    if (exchange.listener == nullptr ||
-        static_cast<int64_t>(now - exchange.startTime) <= kProgressDelayMicroseconds) {
-        return true;
-    }
-    const int32_t percent = ProgressPercent(exchange.received, exchange.total);
+// Runs a call to the listener inside a callback, where no exception may pass: what it throws is
+// kept for HttpGet to throw again. False stops the transfer.
+template <typename Call> bool CallListener(Exchange& exchange, Call call) {
     try {
-        exchange.listener->OnProgress(exchange.received, exchange.total, percent);
+        call();
     } catch (...) {
         exchange.listenerError = std::current_exception();
         exchange.abort = Abort::Listener;
         return false;
     }
     return true;
+}
+
+// One block of the read loop: `size` bytes have arrived (0 for the final, empty read).
+bool ReportBlock(Exchange& exchange, size_t size) {
+    return CallListener(exchange, [&] { exchange.progress->Block(size); });
 }
 
 // Maps the whole pages of `length` bytes at `start` in one call: page by page, the faults of
@@ -256,16 +235,9 @@ bool OnHeadersComplete(Exchange& exchange) {
         exchange.abort = Abort::Status;
         return false;
     }
-    if (exchange.listener != nullptr && exchange.contentDisposition) {
-        try {
-            const WString name = FileNameFromContentDisposition(*exchange.contentDisposition);
-            exchange.listener->OnFileName(
-                GS::UniString(name.c_str(), static_cast<GS::USize>(name.size())));
-        } catch (...) {
-            exchange.listenerError = std::current_exception();
-            exchange.abort = Abort::Listener;
-            return false;
-        }
+    if (!CallListener(exchange,
+                      [&] { TellFileName(exchange.listener, exchange.contentDisposition); })) {
+        return false;
     }
     // A size the server merely claims is only a hint: room for at most 16 MiB of it is made now,
     // and the rest grows with the bytes that arrive (WriteCallback). The room is the size divided
@@ -278,8 +250,7 @@ bool OnHeadersComplete(Exchange& exchange) {
         }
         Reserve(*exchange.body, room, DeclaredSize(exchange));
     }
-    // Never renewed: nothing is reported in the first 50 ms, every block after them.
-    exchange.startTime = CUtils::GetTimeMicroseconds();
+    exchange.progress.emplace(exchange.listener, exchange.total);
     return true;
 }
 
@@ -471,10 +442,6 @@ std::string EscapePathAndQuery(const GS::UniString& pathAndQuery) {
     return escaped;
 }
 
-[[noreturn]] void ThrowWithNumber(const std::string& text, unsigned number) {
-    throw std::runtime_error(text + std::to_string(number));
-}
-
 }  // namespace
 
 std::string HttpGet(const GS::UniString& url, GetProgressListener* listener) {
@@ -483,19 +450,17 @@ std::string HttpGet(const GS::UniString& url, GetProgressListener* listener) {
         static const CURLcode globalInit = curl_global_init(CURL_GLOBAL_DEFAULT);
         session = globalInit == CURLE_OK ? curl_easy_init() : nullptr;
         if (session == nullptr) {
-            throw std::runtime_error("Failed to create session handle");
+            ThrowSessionFailure();
         }
     }
 
     const ParsedUrl parsed = ParseUrl(url);
-    // The port and the secure flag are decided independently: port 443 with "http" stays plain.
-    const bool secure = parsed.scheme == "https";
-    const uint16_t port = parsed.port != 0 ? parsed.port : (secure ? 443 : 80);
+    const auto [secure, port] = TargetOf(parsed);
 
     // The connection step: a name is needed.
     const std::string host = parsed.host.ToCStr(CC_UTF8).Get();
     if (host.empty()) {
-        ThrowWithNumber("Failed to create connection handle: ", kErrorInvalidParameter);
+        ThrowConnectFailure(kErrorInvalidParameter);
     }
 
     // The request step.
@@ -538,21 +503,21 @@ std::string HttpGet(const GS::UniString& url, GetProgressListener* listener) {
         optionsSet = curl_easy_setopt(session, CURLOPT_CAINFO, caFile) == CURLE_OK;
     }
     if (!optionsSet) {
-        ThrowWithNumber("Failed to create request handle: ", kErrorInternal);
+        ThrowRequestFailure(kErrorInternal);
     }
 
     // Sending, receiving the headers and reading the body, as one transfer. libcurl closes a
     // connection that failed or was stopped; the connection of a complete answer stays open for
     // the next request.
     if (IsUnusableHost(host)) {
-        ThrowWithNumber("Failed to send request: ", kErrorNameNotResolved);
+        ThrowSendFailure(kErrorNameNotResolved);
     }
     const CURLcode code = curl_easy_perform(session);
     if (exchange.abort == Abort::Listener) {
         std::rethrow_exception(exchange.listenerError);
     }
     if (exchange.abort == Abort::Status) {
-        throw MessageError(MessageText(kMessageUnexpectedStatus) + std::to_string(exchange.status));
+        ThrowStatusFailure(static_cast<unsigned long>(exchange.status));
     }
     // libcurl takes a connection closed within the headers for the end of an empty answer.
     const bool cutInHeaders = code == CURLE_OK && !exchange.bodyStarted;
@@ -569,15 +534,14 @@ std::string HttpGet(const GS::UniString& url, GetProgressListener* listener) {
         if (!exchange.anyResponse &&
             curl_easy_getinfo(session, CURLINFO_HTTP_CONNECTCODE, &tunnelStatus) == CURLE_OK &&
             tunnelStatus >= 300) {
-            throw MessageError(MessageText(kMessageUnexpectedStatus) +
-                               std::to_string(tunnelStatus));
+            ThrowStatusFailure(static_cast<unsigned long>(tunnelStatus));
         }
         const unsigned number = cutInHeaders ? kErrorConnectionError : ErrorNumber(code, exchange);
         if (exchange.bodyStarted) {
-            ThrowWithNumber("Failed to read response: ", number);
+            ThrowReadFailure(number);
         }
         if (exchange.anyResponse) {
-            ThrowWithNumber(MessageText(kMessageNoResponse), number);
+            ThrowResponseFailure(number);
         }
         // Without an answer: the name, the connection and the secure handshake belong to
         // sending, and so does anything before the connection stood (libcurl notes the time
@@ -587,31 +551,13 @@ std::string HttpGet(const GS::UniString& url, GetProgressListener* listener) {
             pretransfer = 0;
         }
         if (pretransfer > 0 && !IsSendingFailure(code)) {
-            ThrowWithNumber(MessageText(kMessageNoResponse), number);
+            ThrowResponseFailure(number);
         }
-        ThrowWithNumber("Failed to send request: ", number);
+        ThrowSendFailure(number);
     }
 
-    if (result.size() < 2) {
-        throw MessageError(MessageText(kMessageInvalidObject));
-    }
+    CheckBody(result);
     return result;
-}
-
-int32_t ContentLengthTotal(const std::optional<WString>& value) {
-    if (!value) {
-        return -1;
-    }
-    return static_cast<int32_t>(static_cast<uint32_t>(CUtils::ParseIntW(*value, 10, 0)));
-}
-
-int32_t ProgressPercent(uint32_t received, int32_t total) {
-    if (total <= 0) {
-        return -1;
-    }
-    // The product wraps as the 32-bit one does (computed unsigned, where wrapping is defined)
-    // before the signed division.
-    return static_cast<int32_t>(received * 100u) / total;
 }
 
 void CloseHttpSession() {
