@@ -1,11 +1,11 @@
 // AddOnModule.cpp: loads an add-on module and walks it through the host's start and stop calls.
 #include "emulator/AddOnModule.h"
 
+#include "EmulatorPort.h"
 #include "emulator/Trace.h"
 #include "hostkit/Resources.h"
 #include "hostkit/UniString.h"
 
-#include <dlfcn.h>
 #include <stdexcept>
 
 namespace orvhost {
@@ -33,16 +33,14 @@ void TraceStep(const std::string& step, int32_t status) {
 }  // namespace
 
 AddOnModule::AddOnModule(const std::string& path) : path(path) {
-    handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    std::string error;
+    handle = port::LoadModule(path, error);
     if (handle == nullptr) {
-        const char* error = dlerror();
-        throw std::runtime_error("cannot load the add-on " + path + ": " +
-                                 (error != nullptr ? error : "unknown error"));
+        throw std::runtime_error("cannot load the add-on " + path + ": " + error);
     }
-    auto getExports =
-        reinterpret_cast<GetExportedFuncAddrsFn>(dlsym(handle, kGetExportedFuncAddrsName));
-    if (getExports == nullptr || dlsym(handle, kSetImportedFuncAddrsName) == nullptr) {
-        dlclose(handle);
+    if (port::FindExport(handle, kGetExportedFuncAddrsName) == nullptr ||
+        port::FindExport(handle, kSetImportedFuncAddrsName) == nullptr) {
+        port::UnloadModule(handle);
         handle = nullptr;
         throw std::runtime_error("the file " + path +
                                  " is not an add-on: it does not export GetExportedFuncAddrs "
@@ -52,15 +50,15 @@ AddOnModule::AddOnModule(const std::string& path) : path(path) {
 
 AddOnModule::~AddOnModule() {
     if (handle != nullptr) {
-        dlclose(handle);
+        port::UnloadModule(handle);
     }
 }
 
 void AddOnModule::Start(const HostFunctionTable& table, API_Token token) {
-    auto getExports =
-        reinterpret_cast<GetExportedFuncAddrsFn>(dlsym(handle, kGetExportedFuncAddrsName));
-    auto setImports =
-        reinterpret_cast<SetImportedFuncAddrsFn>(dlsym(handle, kSetImportedFuncAddrsName));
+    auto getExports = reinterpret_cast<GetExportedFuncAddrsFn>(
+        port::FindExport(handle, kGetExportedFuncAddrsName));
+    auto setImports = reinterpret_cast<SetImportedFuncAddrsFn>(
+        port::FindExport(handle, kSetImportedFuncAddrsName));
 
     TraceStep("GetExportedFuncAddrs", getExports(&exports));
     if (GetField<int32_t>(exports, ExportField::Version) != ExportField::kVersionValue) {

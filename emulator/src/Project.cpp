@@ -5,21 +5,19 @@
 // sees the old file or the new one, never a part of either.
 #include "emulator/Project.h"
 
+#include "EmulatorPort.h"
+#include "PathText.h"
 #include "charcode/CharCode.h"
 #include "emulator/LibraryPartXml.h"
 #include "hostkit/HostABI.h"
 #include "hostkit/UniString.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <cmath>
-#include <cstring>
-#include <fcntl.h>
+#include <cstdio>
 #include <json/json.h>
 #include <sstream>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace orvhost {
 
@@ -29,35 +27,7 @@ constexpr const char* kFormat = "orvhost-project/1";
 constexpr const char* kProjectFileName = "project.json";
 constexpr const char* kDefaultLibrary = "Library";
 
-std::string ErrnoText(int error) { return std::strerror(error); }
-
 // ---- Reading ----
-
-std::string ReadWholeFile(const std::filesystem::path& file) {
-    const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        throw ProjectError(file.string() + ": cannot be read: " + ErrnoText(errno));
-    }
-    std::string content;
-    char buffer[65536];
-    for (;;) {
-        const ssize_t got = ::read(fd, buffer, sizeof buffer);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got < 0) {
-            const int error = errno;
-            ::close(fd);
-            throw ProjectError(file.string() + ": cannot be read: " + ErrnoText(error));
-        }
-        if (got == 0) {
-            break;
-        }
-        content.append(buffer, static_cast<size_t>(got));
-    }
-    ::close(fd);
-    return content;
-}
 
 // "project.json: element 3 (guid ...)" for messages about one element.
 std::string ElementWhere(size_t position, const std::string& guid) {
@@ -153,14 +123,14 @@ Element ReadElement(const Json::Value& json, size_t position) {
 // ---- The library ----
 
 bool HasXmlExtension(const std::filesystem::path& file) {
-    std::string extension = file.extension().string();
+    std::string extension = Utf8Of(file.extension());
     std::transform(extension.begin(), extension.end(), extension.begin(),
                    [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
     return extension == ".xml";
 }
 
 std::unique_ptr<IO::Location> LocationOf(const std::filesystem::path& file) {
-    const std::u16string path = charcode::Utf8ToUtf16(file.string());
+    const std::u16string path = charcode::Utf8ToUtf16(Utf8Of(file));
     return std::make_unique<IO::Location>(
         GS::UniString(path.c_str(), static_cast<GS::USize>(path.size())));
 }
@@ -171,7 +141,7 @@ std::vector<LibraryPart> ReadLibrary(const std::filesystem::path& libraryFolder,
     std::vector<LibraryPart> parts;
     std::error_code error;
     if (!std::filesystem::is_directory(libraryFolder, error)) {
-        warnings.push_back(libraryName + ": the library folder " + libraryFolder.string() +
+        warnings.push_back(libraryName + ": the library folder " + Utf8Of(libraryFolder) +
                            " does not exist; the library is empty");
         return parts;
     }
@@ -185,7 +155,7 @@ std::vector<LibraryPart> ReadLibrary(const std::filesystem::path& libraryFolder,
         if (!walker->is_regular_file(kindError) || !HasXmlExtension(walker->path())) {
             continue;
         }
-        files.emplace_back(walker->path().lexically_relative(libraryFolder).generic_string(),
+        files.emplace_back(GenericUtf8Of(walker->path().lexically_relative(libraryFolder)),
                            walker->path());
     }
     if (error) {
@@ -210,7 +180,7 @@ std::vector<LibraryPart> ReadLibrary(const std::filesystem::path& libraryFolder,
         }
         LibraryPart part;
         part.relativePath = relativePath;
-        part.documentName = charcode::Utf8ToUtf16(file.stem().string());
+        part.documentName = charcode::Utf8ToUtf16(Utf8Of(file.stem()));
         part.file = file;
         part.location = LocationOf(file);
         part.parameters = std::move(*parameters);
@@ -306,64 +276,6 @@ void WriteOwnValue(std::string& out, const ParameterValue& value, bool asArray) 
     }
 }
 
-// Creates the temporary file, writes, flushes and renames; removes the temporary on failure.
-void ReplaceFileAtomically(const std::filesystem::path& target, const std::string& content) {
-    const std::filesystem::path folder = target.parent_path();
-    std::string name = (folder / (target.filename().string() + ".XXXXXX")).string();
-    const auto failure = [&](const std::string& what, int error) {
-        return ProjectError("cannot save " + target.string() + ": " + what + ": " +
-                            ErrnoText(error));
-    };
-
-    int fd = ::mkostemp(name.data(), O_CLOEXEC);
-    if (fd < 0) {
-        throw failure("cannot create a temporary file in " + folder.string(), errno);
-    }
-    const auto fail = [&](const std::string& what) {
-        const int error = errno;
-        if (fd >= 0) {
-            ::close(fd);
-        }
-        ::unlink(name.c_str());
-        return failure(what, error);
-    };
-
-    // The new file keeps the old one's permissions; mkstemp makes it private.
-    struct stat old {};
-    const mode_t mode = ::stat(target.c_str(), &old) == 0 ? (old.st_mode & 07777) : 0644;
-    if (::fchmod(fd, mode) != 0) {
-        throw fail("cannot set the permissions of " + name);
-    }
-    size_t written = 0;
-    while (written < content.size()) {
-        const ssize_t put = ::write(fd, content.data() + written, content.size() - written);
-        if (put < 0 && errno == EINTR) {
-            continue;
-        }
-        if (put < 0) {
-            throw fail("cannot write " + name);
-        }
-        written += static_cast<size_t>(put);
-    }
-    if (::fsync(fd) != 0) {
-        throw fail("cannot flush " + name);
-    }
-    const int closing = fd;
-    fd = -1;
-    if (::close(closing) != 0) {
-        throw fail("cannot close " + name);
-    }
-    if (::rename(name.c_str(), target.c_str()) != 0) {
-        throw fail("cannot rename " + name + " over it");
-    }
-    // The rename itself lasts once the folder is flushed; a folder that cannot be is no failure.
-    const int folderFd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (folderFd >= 0) {
-        ::fsync(folderFd);
-        ::close(folderFd);
-    }
-}
-
 }  // namespace
 
 const Parameter* LibraryPart::Find(const std::string& name) const {
@@ -381,7 +293,7 @@ Project Project::Load(const std::filesystem::path& folder, std::vector<std::stri
     if (!project.folder.has_filename()) {
         project.folder = project.folder.parent_path();  // no trailing separator
     }
-    const std::string text = ReadWholeFile(project.folder / kProjectFileName);
+    const std::string text = port::ReadWholeFile(project.folder / kProjectFileName);
 
     Json::CharReaderBuilder builder;
     Json::CharReaderBuilder::strictMode(&builder.settings_);
@@ -412,14 +324,15 @@ Project Project::Load(const std::filesystem::path& folder, std::vector<std::stri
 
     project.libraryName = kDefaultLibrary;
     if (const Json::Value& library = root["library"]; !library.isNull()) {
+        // A root of any kind would lead out of the project: "/etc", and on Windows "C:x" or "\\x".
         if (!library.isString() || library.asString().empty() ||
-            std::filesystem::path(library.asString()).is_absolute()) {
+            PathOfUtf8(library.asString()).has_root_path()) {
             throw ProjectError(std::string(kProjectFileName) +
                                ": \"library\" must be the name of a folder inside the project");
         }
         project.libraryName = library.asString();
     }
-    project.libraryFolder = (project.folder / project.libraryName).lexically_normal();
+    project.libraryFolder = (project.folder / PathOfUtf8(project.libraryName)).lexically_normal();
 
     const Json::Value& elements = root["elements"];
     if (!elements.isNull() && !elements.isArray()) {
@@ -498,11 +411,11 @@ void Project::Save() const {
             // JSON has no infinity or NaN; better no save than a project.json that cannot load.
             for (const double number : value.numbers) {
                 if (!std::isfinite(number)) {
-                    throw ProjectError(
-                        "cannot save " + (folder / kProjectFileName).string() + ": " +
-                        ElementWhere(i + 1, GS::Guid(element.guid).ToString()) + ": parameter \"" +
-                        name + "\" holds " + (std::isnan(number) ? "NaN" : "an infinite number") +
-                        ", which JSON cannot hold");
+                    throw ProjectError("cannot save " + Utf8Of(folder / kProjectFileName) + ": " +
+                                       ElementWhere(i + 1, GS::Guid(element.guid).ToString()) +
+                                       ": parameter \"" + name + "\" holds " +
+                                       (std::isnan(number) ? "NaN" : "an infinite number") +
+                                       ", which JSON cannot hold");
                 }
             }
             out += first ? "\n        " : ",\n        ";
@@ -515,7 +428,7 @@ void Project::Save() const {
         out += first ? "}\n    }" : "\n      }\n    }";
     }
     out += elements.empty() ? "]\n}\n" : "\n  ]\n}\n";
-    ReplaceFileAtomically(folder / kProjectFileName, out);
+    port::ReplaceFileAtomically(folder / kProjectFileName, out);
 }
 
 const LibraryPart* Project::PartAt(int32_t index) const {

@@ -2,6 +2,8 @@
 // its line rather than halfway through a run.
 #include "emulator/Script.h"
 
+#include "PathText.h"
+
 #include <charconv>
 #include <fstream>
 #include <map>
@@ -108,7 +110,7 @@ std::vector<presentation::ScriptAction> ParseScript(const std::string& text,
 }
 
 std::vector<presentation::ScriptAction> ReadScript(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file(PathOfUtf8(path), std::ios::binary);
     if (!file) {
         throw std::runtime_error("cannot read the script " + path);
     }

@@ -2,6 +2,7 @@
 // still leaves what happened before.
 #include "emulator/Trace.h"
 
+#include "PathText.h"
 #include "winsys/MainLoop.h"
 
 #include <json/writer.h>
@@ -15,7 +16,7 @@ Trace& Trace::Instance() {
 }
 
 void Trace::Open(const std::string& path) {
-    file.open(path, std::ios::out | std::ios::trunc | std::ios::binary);
+    file.open(PathOfUtf8(path), std::ios::out | std::ios::trunc | std::ios::binary);
     if (!file) {
         throw std::runtime_error("cannot write the trace file " + path);
     }

@@ -9,9 +9,10 @@ namespace orvhost {
 
 class AddOnModule {
 public:
-    // dlopen and the two exports; throws std::runtime_error naming the file and what is missing.
+    // Loads the module (`path` in UTF-8) and finds the two exports; throws std::runtime_error
+    // naming the file and, with the system's reason, what failed.
     explicit AddOnModule(const std::string& path);
-    ~AddOnModule();  // dlclose
+    ~AddOnModule();  // unloads it
     AddOnModule(const AddOnModule&) = delete;
     AddOnModule& operator=(const AddOnModule&) = delete;
 

@@ -23,7 +23,8 @@ namespace orvhost {
 // Throws std::runtime_error "NAME:LINE: ..." for an unknown verb or wrong words.
 std::vector<presentation::ScriptAction> ParseScript(const std::string& text,
                                                     const std::string& name);
-// Reads and parses a script file; throws std::runtime_error when it cannot be read.
+// Reads and parses a script file (`path` in UTF-8); throws std::runtime_error when it cannot be
+// read.
 std::vector<presentation::ScriptAction> ReadScript(const std::string& path);
 
 // The number of a script word (decimal, or hexadecimal after "0x"); throws std::runtime_error.

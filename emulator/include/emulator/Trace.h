@@ -14,7 +14,7 @@ namespace orvhost {
 
 class Trace {
 public:
-    // Opens the trace file, emptied; throws std::runtime_error when it cannot.
+    // Opens the trace file (`path` in UTF-8), emptied; throws std::runtime_error when it cannot.
     void Open(const std::string& path);
     bool IsOpen() const { return file.is_open(); }
     // Writes `line` with "t", the loop's clock in milliseconds, added.

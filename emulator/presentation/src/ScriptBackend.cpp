@@ -1,7 +1,9 @@
-// ScriptBackend.cpp: the backend of tests and batch runs: no window, a virtual clock that starts
-// at 0 ms, and a list of actions standing in for the user. Time moves only while the script waits
-// or when nothing is left to do but an armed timer.
+// ScriptBackend.cpp: the backend of tests and batch runs: no window, a clock that starts at 0 ms,
+// and a list of actions standing in for the user. Time passes while the script waits or when
+// nothing is left to do but an armed timer: on Linux a virtual clock moves only then, on Windows
+// the system's time passes (PresentationPort.h).
 #include "Presentation.h"
+#include "PresentationPort.h"
 #include "presentation/Backends.h"
 
 #include <charconv>
@@ -51,13 +53,13 @@ public:
 
     std::string Name() const override { return "script"; }
 
-    uint64_t NowMilliseconds() override { return clock; }
+    uint64_t NowMilliseconds() override { return clock.Now(); }
 
-    uint64_t NowMicroseconds1601() override { return startMicroseconds1601 + clock * 1000; }
+    uint64_t NowMicroseconds1601() override { return startMicroseconds1601 + clock.Now() * 1000; }
 
     bool Wait(std::optional<uint64_t> deadline) override {
         // A timer already due fires before the user acts, as at the same instant.
-        if (deadline && *deadline <= clock) {
+        if (deadline && *deadline <= clock.Now()) {
             return true;
         }
         if (waitEnd) {
@@ -68,7 +70,7 @@ public:
             if (!deadline) {
                 return false;
             }
-            clock = *deadline;
+            clock.PassUntil(*deadline);
             return true;
         }
         const ScriptAction action = std::move(actions.front());
@@ -81,11 +83,10 @@ public:
     void ModalClosing(winsys::ModalWindow& /*window*/) override {}
 
 private:
-    // Moves the clock to the end of the wait, or to the deadline when that comes first.
+    // Lets time pass to the end of the wait, or to the deadline when that comes first.
     void AdvanceWait(std::optional<uint64_t> deadline) {
-        const uint64_t target = deadline ? std::min(*waitEnd, *deadline) : *waitEnd;
-        clock = std::max(clock, target);
-        if (clock >= *waitEnd) {
+        clock.PassUntil(deadline ? std::min(*waitEnd, *deadline) : *waitEnd);
+        if (clock.Now() >= *waitEnd) {
             waitEnd.reset();
         }
     }
@@ -99,11 +100,12 @@ private:
 
         if (action.verb == "wait") {
             const auto milliseconds = ParseMilliseconds(action.words);
-            if (!milliseconds || *milliseconds > std::numeric_limits<uint64_t>::max() - clock) {
+            const uint64_t now = clock.Now();
+            if (!milliseconds || *milliseconds > std::numeric_limits<uint64_t>::max() - now) {
                 ReportScriptError(action.line, "wait needs one number of milliseconds");
                 return;
             }
-            waitEnd = clock + *milliseconds;
+            waitEnd = now + *milliseconds;
             AdvanceWait(deadline);
             return;
         }
@@ -127,7 +129,7 @@ private:
     std::deque<ScriptAction> actions;
     std::function<void(const ScriptAction&)> emulatorVerb;
     uint64_t startMicroseconds1601 = 0;
-    uint64_t clock = 0;
+    port::ScriptClock clock;
     std::optional<uint64_t> waitEnd;
 };
 

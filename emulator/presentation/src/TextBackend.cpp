@@ -1,8 +1,9 @@
 // TextBackend.cpp: the terminal backend: a modal window is drawn as plain text (no escape codes,
 // so that it reads the same in a pipe, a log or tmux) and answered by typing a line. The loop's
-// timers keep firing while a window waits for input, as input is polled with the time left to
-// the next timer.
+// timers keep firing while a window waits for input, as input is waited for with the time left
+// to the next timer (on Windows also until the next message: PresentationPort.h).
 #include "Presentation.h"
+#include "PresentationPort.h"
 #include "hostkit/DG.h"
 #include "hostkit/DGModal.h"
 #include "presentation/Backends.h"
@@ -10,14 +11,8 @@
 #include "winsys/WindowSystem.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
-#include <chrono>
-#include <climits>
 #include <map>
-#include <poll.h>
-#include <thread>
-#include <unistd.h>
 
 namespace presentation {
 
@@ -196,11 +191,7 @@ public:
         Shown* top = Top();
         if (top == nullptr) {
             // No window: input belongs to no one and stays unread until one opens.
-            if (!deadline) {
-                return false;
-            }
-            SleepUntil(*deadline);
-            return true;
+            return winsys::WaitWithoutInput(deadline);
         }
         Show(*top);
         if (std::optional<std::string> line = TakeLine()) {
@@ -216,7 +207,9 @@ public:
         if (deadline && *deadline <= NowMilliseconds()) {
             return true;
         }
-        Poll(deadline);
+        if (!port::ReadInput(inputFd, deadline, buffer)) {
+            inputEnded = true;
+        }
         if (std::optional<std::string> line = TakeLine()) {
             Handle(*top, Trimmed(*line));
         }
@@ -356,41 +349,6 @@ private:
             return line;
         }
         return std::nullopt;
-    }
-
-    // Waits for input until the deadline and reads what came.
-    void Poll(std::optional<uint64_t> deadline) {
-        int timeout = -1;
-        if (deadline) {
-            const uint64_t now = NowMilliseconds();
-            const uint64_t left = *deadline > now ? *deadline - now : 0;
-            timeout = static_cast<int>(std::min<uint64_t>(left, INT_MAX));
-        }
-        pollfd input{inputFd, POLLIN, 0};
-        const int ready = poll(&input, 1, timeout);
-        if (ready < 0) {
-            if (errno != EINTR) {
-                inputEnded = true;  // an input that cannot be polled gives no more lines
-            }
-            return;
-        }
-        if (ready == 0) {
-            return;
-        }
-        char chunk[4096];
-        const ssize_t count = read(inputFd, chunk, sizeof(chunk));
-        if (count > 0) {
-            buffer.append(chunk, static_cast<size_t>(count));
-        } else if (count == 0 || (errno != EINTR && errno != EAGAIN)) {
-            inputEnded = true;
-        }
-    }
-
-    void SleepUntil(uint64_t deadline) {
-        const uint64_t now = NowMilliseconds();
-        if (deadline > now) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(deadline - now));
-        }
     }
 
     void Write(const std::string& text) {

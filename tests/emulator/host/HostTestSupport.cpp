@@ -23,8 +23,8 @@ namespace {
 
 // A file of the project; failing to write it stops the test.
 void WriteFile(const std::filesystem::path& file, const std::string& content) {
-    if (!testfiles::WriteFileBytes(file, content)) {
-        throw std::runtime_error("cannot write " + file.string());
+    if (!testfiles::WriteFileBytes(testfiles::Utf8Of(file), content)) {
+        throw std::runtime_error("cannot write " + testfiles::Utf8Of(file));
     }
 }
 

@@ -1,12 +1,16 @@
 // TextBackendTest.cpp: the terminal backend driven through a pipe as its input, its output caught
-// in memory: how a dialog and a message box are drawn, how typed lines press buttons and answer
-// boxes, what end of input does, and that timers fire while a window waits for a line.
+// in a temporary file: how a dialog and a message box are drawn, how typed lines press buttons and
+// answer boxes, what end of input does, and that timers fire while a window waits for a line.
 #include "DgTestSupport.h"
 #include "LoopTestSupport.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <unistd.h>
+
+#ifdef _WIN32
+#include <fcntl.h>
+#include <io.h>
+#endif
 
 namespace {
 
@@ -17,6 +21,15 @@ using winsys::MainLoop;
 GS::UniString Utf8(const char* text) { return GS::UniString(text, CC_UTF8); }
 
 constexpr const char* kPrompt = "Choose a button number (0 closes): ";
+
+// A pipe of the C runtime's descriptors, as the backend reads its input from one.
+int MakePipe(int fds[2]) {
+#ifdef _WIN32
+    return _pipe(fds, 65536, _O_BINARY);
+#else
+    return pipe(fds);
+#endif
+}
 
 size_t Count(const std::string& text, const std::string& what) {
     size_t count = 0;
@@ -39,8 +52,8 @@ class TextBackend : public looptest::LoopTest {
 protected:
     void SetUp() override {
         LoopTest::SetUp();
-        ASSERT_EQ(pipe(fds), 0);
-        output = open_memstream(&outputData, &outputSize);
+        ASSERT_EQ(MakePipe(fds), 0);
+        output = std::tmpfile();
         ASSERT_NE(output, nullptr);
         MainLoop::Instance().SetBackend(presentation::MakeTextBackend(fds[0], output));
     }
@@ -50,7 +63,6 @@ protected:
         EndInput();
         close(fds[0]);
         std::fclose(output);
-        std::free(outputData);
     }
 
     void Type(const std::string& text) {
@@ -65,15 +77,20 @@ protected:
         }
     }
 
+    // Everything written so far; the backend goes on writing at the end.
     std::string Output() {
-        std::fflush(output);
-        return std::string(outputData, outputSize);
+        std::string text;
+        std::rewind(output);
+        char chunk[4096];
+        for (size_t got; (got = std::fread(chunk, 1, sizeof chunk, output)) > 0;) {
+            text.append(chunk, got);
+        }
+        std::fseek(output, 0, SEEK_END);
+        return text;
     }
 
     int fds[2] = {-1, -1};
     FILE* output = nullptr;
-    char* outputData = nullptr;
-    size_t outputSize = 0;
 };
 
 TEST_F(TextBackend, ADialogIsDrawnWithItsTitleUnderlinedItsLinesAndNumberedButtons) {
@@ -232,24 +249,25 @@ TEST_F(TextBackend, AChangeMadeByATimerIsDrawn) {
 
 TEST_F(TextBackend, AMessageBoxIsDrawnAndEnterAnswersOk) {
     Type("\n");
-    EXPECT_EQ(MessageBoxW(nullptr, u"Soubor je poškozený.", u"Chyba", MB_OK | MB_ICONERROR), IDOK);
+    EXPECT_EQ(looptest::ShowMessageBox(u"Soubor je poškozený.", u"Chyba", MB_OK | MB_ICONERROR),
+              IDOK);
     EXPECT_EQ(Output(), "\n== Chyba ==\nSoubor je poškozený.\n[Enter] OK\nPress Enter: ");
 }
 
 TEST_F(TextBackend, OneAlsoAnswersOk) {
     Type("1\n");
-    EXPECT_EQ(MessageBoxW(nullptr, u"Text", u"Title", MB_OKCANCEL), IDOK);
+    EXPECT_EQ(looptest::ShowMessageBox(u"Text", u"Title", MB_OKCANCEL), IDOK);
 }
 
 TEST_F(TextBackend, TwoAnswersCancelWhereThereIsACancel) {
     Type("2\n");
-    EXPECT_EQ(MessageBoxW(nullptr, u"Text", u"Title", MB_OKCANCEL), IDCANCEL);
+    EXPECT_EQ(looptest::ShowMessageBox(u"Text", u"Title", MB_OKCANCEL), IDCANCEL);
     EXPECT_NE(Output().find("[1] OK  [2] Cancel\n"), std::string::npos) << Output();
 }
 
 TEST_F(TextBackend, TwoIsJunkWhereThereIsNoCancel) {
     Type("2\nx\n\n");
-    EXPECT_EQ(MessageBoxW(nullptr, u"Text", u"Title", MB_OK), IDOK);
+    EXPECT_EQ(looptest::ShowMessageBox(u"Text", u"Title", MB_OK), IDOK);
     const std::string out = Output();
     EXPECT_EQ(Count(out, "Press Enter for OK."), 2u) << out;
     EXPECT_EQ(Count(out, "Press Enter: "), 3u) << out;
@@ -257,8 +275,8 @@ TEST_F(TextBackend, TwoIsJunkWhereThereIsNoCancel) {
 
 TEST_F(TextBackend, EndOfInputAnswersAMessageBoxAsItsCloseBox) {
     EndInput();
-    EXPECT_EQ(MessageBoxW(nullptr, u"Text", u"Title", MB_OKCANCEL), IDCANCEL);
-    EXPECT_EQ(MessageBoxW(nullptr, u"Text", u"Title", MB_OK), IDOK);
+    EXPECT_EQ(looptest::ShowMessageBox(u"Text", u"Title", MB_OKCANCEL), IDCANCEL);
+    EXPECT_EQ(looptest::ShowMessageBox(u"Text", u"Title", MB_OK), IDOK);
 }
 
 TEST_F(TextBackend, AMessageBoxOpenedByAClickIsAnsweredThenTheDialogIsDrawnAgain) {
@@ -266,7 +284,7 @@ TEST_F(TextBackend, AMessageBoxOpenedByAClickIsAnsweredThenTheDialogIsDrawnAgain
     SampleDialog dialog;
     int32_t answer = 0;
     dialog.onRowClick = [&answer] {
-        answer = MessageBoxW(nullptr, u"Aktualizovat?", u"Dotaz", MB_OKCANCEL);
+        answer = looptest::ShowMessageBox(u"Aktualizovat?", u"Dotaz", MB_OKCANCEL);
     };
     EXPECT_TRUE(dialog.Invoke());
 

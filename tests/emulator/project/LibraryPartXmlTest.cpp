@@ -46,7 +46,8 @@ TEST(LibraryPartXml, ReadsEveryParameterTypeByItsElementName) {
     };
     std::string xml;
     for (size_t i = 0; i < types.size(); ++i) {
-        xml += ParameterXml(types[i].first, "p" + std::to_string(i), std::to_string(i + 1));
+        xml += ParameterXml(types[i].first, std::string("p") + std::to_string(i),
+                            std::to_string(i + 1));
     }
     xml += StringParameterXml("text", "hello");
     xml += "<Separator Name=\"sep\"><Description><![CDATA[\"\"]]></Description></Separator>\n";
@@ -56,7 +57,7 @@ TEST(LibraryPartXml, ReadsEveryParameterTypeByItsElementName) {
     ASSERT_EQ(parameters.size(), types.size() + 3);
     for (size_t i = 0; i < types.size(); ++i) {
         SCOPED_TRACE(types[i].first);
-        EXPECT_EQ(parameters[i].name, "p" + std::to_string(i));
+        EXPECT_EQ(parameters[i].name, std::string("p") + std::to_string(i));
         EXPECT_EQ(parameters[i].type, types[i].second);
         EXPECT_FALSE(parameters[i].isArray);
         EXPECT_EQ(parameters[i].value.numbers, std::vector<double>{double(i + 1)});

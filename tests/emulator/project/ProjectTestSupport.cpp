@@ -2,17 +2,25 @@
 // tests.
 #include "ProjectTestSupport.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
-#include <sys/stat.h>
 
 namespace orvhost::test {
 
 const char* const kDoorGuid = "0A1B2C3D-0001-4000-8000-000000000001";
 const char* const kChairGuid = "0A1B2C3D-0002-4000-8000-000000000002";
 const char* const kWallGuid = "0A1B2C3D-0003-4000-8000-000000000003";
+
+std::string ReadFileBytes(const std::filesystem::path& file) {
+    return testfiles::ReadFileBytes(testfiles::Utf8Of(file));
+}
+
+bool WriteFileBytes(const std::filesystem::path& file, const std::string& bytes) {
+    return testfiles::WriteFileBytes(testfiles::Utf8Of(file), bytes);
+}
 
 std::string SymbolXml(const std::string& parameters) {
     return testfiles::GdlPartXml(
@@ -42,18 +50,18 @@ std::string ProjectJson(const std::vector<std::string>& elements, const std::str
 std::map<std::string, Entry> Snapshot(const std::filesystem::path& folder) {
     std::map<std::string, Entry> entries;
     for (const auto& item : std::filesystem::recursive_directory_iterator(folder)) {
-        struct stat status {};
-        if (::lstat(item.path().c_str(), &status) != 0) {
-            throw std::runtime_error("cannot stat " + item.path().string());
-        }
+        const std::filesystem::file_status status = item.symlink_status();
         Entry entry;
-        entry.mtimeNanoseconds =
-            int64_t{status.st_mtim.tv_sec} * 1000000000 + status.st_mtim.tv_nsec;
-        entry.mode = status.st_mode;
-        if (S_ISREG(status.st_mode)) {
+        entry.mtimeNanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                     item.last_write_time().time_since_epoch())
+                                     .count();
+        entry.mode = static_cast<uint32_t>(status.type()) << 16 |
+                     static_cast<uint32_t>(status.permissions());
+        if (status.type() == std::filesystem::file_type::regular) {
             entry.content = ReadFileBytes(item.path());
         }
-        entries[item.path().lexically_relative(folder).generic_string()] = entry;
+        const std::u8string name = item.path().lexically_relative(folder).generic_u8string();
+        entries[std::string(name.begin(), name.end())] = entry;
     }
     return entries;
 }

@@ -17,6 +17,10 @@ using testfiles::ReadFileBytes;
 using testfiles::TempFolder;
 using testfiles::WriteFileBytes;
 
+// The same on the file system's paths, which are not narrow text on Windows.
+std::string ReadFileBytes(const std::filesystem::path& file);
+bool WriteFileBytes(const std::filesystem::path& file, const std::string& bytes);
+
 // The parts of these tests carry what exported parts do besides their parameters, which the
 // reader must pass over: an ancestry and a 3D script in the part, a <Fix/> flag in each parameter.
 // A library part with the parameter elements given (see testfiles::GdlPartXml).
@@ -32,7 +36,7 @@ std::string StringParameterXml(const std::string& name, const std::string& text,
 std::string ProjectJson(const std::vector<std::string>& elements,
                         const std::string& library = "Library");
 
-// Every file and folder below `folder`: bytes (files), modification time and permissions.
+// Every file and folder below `folder`: bytes (files), modification time, kind and permissions.
 struct Entry {
     std::string content;
     int64_t mtimeNanoseconds = 0;

@@ -18,6 +18,10 @@ LRESULT TestWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) 
 
 }  // namespace
 
+int32_t ShowMessageBox(const char16_t* text, const char16_t* caption, UINT type) {
+    return MessageBoxW(nullptr, winsys::SystemText(text), winsys::SystemText(caption), type);
+}
+
 std::vector<presentation::ScriptAction> ParseScript(const std::vector<std::string>& lines) {
     std::vector<presentation::ScriptAction> actions;
     int number = 0;

@@ -16,6 +16,10 @@ namespace looptest {
 
 using MessageHandler = std::function<LRESULT(HWND, UINT, WPARAM, LPARAM)>;
 
+// A message box as the add-on opens one: its UTF-16 text through the system's wide call, which on
+// Windows is user32's own.
+int32_t ShowMessageBox(const char16_t* text, const char16_t* caption, UINT type);
+
 // Script lines as the emulator would hand them over: words split at spaces, lines from 1.
 std::vector<presentation::ScriptAction> ParseScript(const std::vector<std::string>& lines);
 

@@ -2,7 +2,9 @@
 // message boxes, and decide how time passes and where input comes from.
 //
 //   script - no window; a virtual clock that only moves when the script waits or when nothing
-//            else is left but an armed timer; the actions of the script drive the loop;
+//            else is left but an armed timer (on Windows, whose timers are the system's, the
+//            steady clock since the script began, and a wait lasts that long); the actions of
+//            the script drive the loop;
 //   none   - the system clock; every modal window closes at once (a message box is
 //            acknowledged, a dialog closed);
 //   text   - the system clock; windows drawn on the terminal, buttons chosen by typing numbers;
@@ -37,6 +39,7 @@ std::unique_ptr<winsys::UiBackend> MakeNoneBackend();
 //   ORV_GUI_SCREENSHOT=FILE     the first dialog of the process, once on screen, as a PNG
 //   ORV_GUI_CLOSE_AFTER_MS=N    every dialog and message box closed, as by its close box, N ms
 //                               after it is shown
+// Not built for Windows yet: there it throws std::runtime_error saying so.
 std::unique_ptr<winsys::UiBackend> MakeGuiBackend();
 // The terminal backend: the system's steady clock; a modal window drawn as text on `output`,
 // answered by lines read from `inputFd` (left open: the caller owns it). End of input closes

@@ -1,0 +1,117 @@
+// EmulatorPort_linux.cpp: modules through dlopen, the project's files through POSIX calls.
+#include "EmulatorPort.h"
+#include "PathText.h"
+#include "emulator/Project.h"
+
+#include <cerrno>
+#include <cstring>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace orvhost::port {
+
+namespace {
+
+std::string ErrnoText(int error) { return std::strerror(error); }
+
+}  // namespace
+
+void* LoadModule(const std::string& path, std::string& error) {
+    void* module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (module == nullptr) {
+        const char* reason = dlerror();
+        error = reason != nullptr ? reason : "unknown error";
+    }
+    return module;
+}
+
+void* FindExport(void* module, const char* name) { return dlsym(module, name); }
+
+void UnloadModule(void* module) { dlclose(module); }
+
+std::string ReadWholeFile(const std::filesystem::path& file) {
+    const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        throw ProjectError(Utf8Of(file) + ": cannot be read: " + ErrnoText(errno));
+    }
+    std::string content;
+    char buffer[65536];
+    for (;;) {
+        const ssize_t got = ::read(fd, buffer, sizeof buffer);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got < 0) {
+            const int error = errno;
+            ::close(fd);
+            throw ProjectError(Utf8Of(file) + ": cannot be read: " + ErrnoText(error));
+        }
+        if (got == 0) {
+            break;
+        }
+        content.append(buffer, static_cast<size_t>(got));
+    }
+    ::close(fd);
+    return content;
+}
+
+void ReplaceFileAtomically(const std::filesystem::path& target, const std::string& content) {
+    const std::filesystem::path folder = target.parent_path();
+    std::string name = (folder / (target.filename().string() + ".XXXXXX")).string();
+    const auto failure = [&](const std::string& what, int error) {
+        return ProjectError("cannot save " + Utf8Of(target) + ": " + what + ": " +
+                            ErrnoText(error));
+    };
+
+    int fd = ::mkostemp(name.data(), O_CLOEXEC);
+    if (fd < 0) {
+        throw failure("cannot create a temporary file in " + Utf8Of(folder), errno);
+    }
+    const auto fail = [&](const std::string& what) {
+        const int error = errno;
+        if (fd >= 0) {
+            ::close(fd);
+        }
+        ::unlink(name.c_str());
+        return failure(what, error);
+    };
+
+    // The new file keeps the old one's permissions; mkstemp makes it private.
+    struct stat old {};
+    const mode_t mode = ::stat(target.c_str(), &old) == 0 ? (old.st_mode & 07777) : 0644;
+    if (::fchmod(fd, mode) != 0) {
+        throw fail("cannot set the permissions of " + name);
+    }
+    size_t written = 0;
+    while (written < content.size()) {
+        const ssize_t put = ::write(fd, content.data() + written, content.size() - written);
+        if (put < 0 && errno == EINTR) {
+            continue;
+        }
+        if (put < 0) {
+            throw fail("cannot write " + name);
+        }
+        written += static_cast<size_t>(put);
+    }
+    if (::fsync(fd) != 0) {
+        throw fail("cannot flush " + name);
+    }
+    const int closing = fd;
+    fd = -1;
+    if (::close(closing) != 0) {
+        throw fail("cannot close " + name);
+    }
+    if (::rename(name.c_str(), target.c_str()) != 0) {
+        throw fail("cannot rename " + name + " over it");
+    }
+    // The rename itself lasts once the folder is flushed; a folder that cannot be is no failure.
+    const int folderFd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folderFd >= 0) {
+        ::fsync(folderFd);
+        ::close(folderFd);
+    }
+}
+
+}  // namespace orvhost::port
