@@ -76,8 +76,8 @@ public:
     explicit DialogWindow(hostkit::DialogModal& modal) : modal(modal), dialog(modal.Dialog()) {
         RegisterWindowClass();
         RECT frame = ClientFrame();
-        window = CreateWindowExW(kExtendedStyle, kClassName, Wide(dialog.GetTitle()).c_str(), kStyle,
-                                 CW_USEDEFAULT, CW_USEDEFAULT, frame.right - frame.left,
+        window = CreateWindowExW(kExtendedStyle, kClassName, Wide(dialog.GetTitle()).c_str(),
+                                 kStyle, CW_USEDEFAULT, CW_USEDEFAULT, frame.right - frame.left,
                                  frame.bottom - frame.top, nullptr, nullptr,
                                  GetModuleHandleW(nullptr), this);
         if (window == nullptr) {
