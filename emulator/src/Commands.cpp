@@ -2,6 +2,8 @@
 // demo` shares with them.
 #include "Commands.h"
 
+#include "EmulatorPort.h"
+#include "PathText.h"
 #include "charcode/CharCode.h"
 #include "emulator/AddOnModule.h"
 #include "emulator/HostSession.h"
@@ -263,10 +265,9 @@ void PrintStatus(const Json::Value& status) {
 }  // namespace
 
 std::string DefaultAddOnPath() {
-    std::error_code error;
-    const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
-    return (error ? std::filesystem::path("OrvUpdate.so") : self.parent_path() / "OrvUpdate.so")
-        .string();
+    const std::filesystem::path program = port::ProgramFolder();
+    return Utf8Of(program.empty() ? std::filesystem::path(port::kAddOnFileName)
+                                  : program / port::kAddOnFileName);
 }
 
 int OpenProject(const OpenRequest& request) {

@@ -5,6 +5,8 @@
 #include "Demo.h"
 
 #include "Commands.h"
+#include "EmulatorPort.h"
+#include "PathText.h"
 #include "common/CUtils.h"
 #include "emulator/Script.h"
 #include "emulator/Trace.h"
@@ -19,7 +21,6 @@
 #include <optional>
 #include <sstream>
 #include <stdexcept>
-#include <unistd.h>
 
 namespace orvhost {
 
@@ -93,10 +94,10 @@ DemoOptions ParseDemoOptions(const std::vector<std::string>& words) {
 // The demo data installed beside the executable.
 fs::path DemoDataFolder() {
     std::error_code error;
-    const fs::path self = fs::read_symlink("/proc/self/exe", error);
-    const fs::path data = (error ? fs::path(".") : self.parent_path()) / "demo";
+    const fs::path program = port::ProgramFolder();
+    const fs::path data = (program.empty() ? fs::path(".") : program) / "demo";
     if (!fs::is_regular_file(data / "project.json", error)) {
-        throw std::runtime_error("the demo data is missing: " + data.string() +
+        throw std::runtime_error("the demo data is missing: " + Utf8Of(data) +
                                  " (it is installed there by the build)");
     }
     return data;
@@ -106,20 +107,14 @@ fs::path DemoDataFolder() {
 // the temporary folder.
 fs::path WorkingFolder(const std::optional<std::string>& given) {
     if (given) {
-        const fs::path folder = fs::absolute(*given);
+        const fs::path folder = fs::absolute(PathOfUtf8(*given));
         fs::create_directories(folder);
         if (!fs::is_empty(folder)) {
-            throw std::runtime_error("the working folder " + folder.string() + " is not empty");
+            throw std::runtime_error("the working folder " + Utf8Of(folder) + " is not empty");
         }
         return folder;
     }
-    const char* tmp = std::getenv("TMPDIR");
-    std::string pattern =
-        (fs::path(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") / "orvhost-demo-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) {
-        throw std::runtime_error("cannot make a working folder like " + pattern);
-    }
-    return pattern;
+    return port::MakeTemporaryFolder("orvhost-demo-");
 }
 
 std::string ReadWhole(const fs::path& file) {
@@ -127,7 +122,7 @@ std::string ReadWhole(const fs::path& file) {
     std::ostringstream content;
     content << in.rdbuf();
     if (!in) {
-        throw std::runtime_error("cannot read " + file.string());
+        throw std::runtime_error("cannot read " + Utf8Of(file));
     }
     return content.str();
 }
@@ -136,7 +131,7 @@ void WriteWhole(const fs::path& file, const std::string& content) {
     std::ofstream out(file, std::ios::binary | std::ios::trunc);
     out << content;
     if (!out.flush()) {
-        throw std::runtime_error("cannot write " + file.string());
+        throw std::runtime_error("cannot write " + Utf8Of(file));
     }
 }
 
@@ -174,7 +169,7 @@ bool AskToOpenAgain() {
     std::fflush(stdout);
     std::string answer;
     char byte = 0;
-    while (read(STDIN_FILENO, &byte, 1) == 1 && byte != '\n') {
+    while (port::ReadInputByte(byte) && byte != '\n') {
         answer += byte;
     }
     const auto first = answer.find_first_not_of(" \t\r");
@@ -203,7 +198,7 @@ void PrintIntroduction(const fs::path& folder, const std::string& baseUrl, const
         "summary of the parts. Press \"Aktualizovat\" on the rows of D01 and W01 to download and\n"
         "put in place their new versions, then close the summary (\"Zavřít\"). The project is\n"
         "then opened again: D01 and W01 read as up to date.\n\n",
-        folder.c_str(), baseUrl.c_str(), ui.c_str());
+        Utf8Of(folder).c_str(), baseUrl.c_str(), ui.c_str());
     std::fflush(stdout);
 }
 
@@ -233,7 +228,10 @@ int Demo(const DemoOptions& options) {
     }
 
     const fs::path folder = WorkingFolder(options.folder);
-    fs::copy(data, folder, fs::copy_options::recursive);
+    // Entry by entry: copying a folder onto one that exists fails on Windows.
+    for (const fs::directory_entry& entry : fs::directory_iterator(data)) {
+        fs::copy(entry.path(), folder / entry.path().filename(), fs::copy_options::recursive);
+    }
     const fs::path files = folder / "service" / "files";
     // The catalog names the archive, which must be there when the service starts; its real
     // content needs the service's address, known once the service is bound.
@@ -249,12 +247,12 @@ int Demo(const DemoOptions& options) {
     service.Start();
 
     PrintIntroduction(folder, baseUrl, ui);
-    request.project = folder.string();
+    request.project = Utf8Of(folder);
     int status = kExitDone;
     OpenAndReport(request, status);
 
     // The second open shows the result: a script has been played, so nothing is asked.
-    const bool interactive = (ui == "gui" || ui == "text") && isatty(STDIN_FILENO) != 0;
+    const bool interactive = (ui == "gui" || ui == "text") && port::InputIsTerminal();
     if (!interactive || AskToOpenAgain()) {
         request.actions.clear();
         std::printf("\nOpening the project again.\n");
@@ -262,7 +260,7 @@ int Demo(const DemoOptions& options) {
         OpenAndReport(request, status);
     }
     service.Stop();
-    std::printf("\nThe demo's files stay in %s\n", folder.c_str());
+    std::printf("\nThe demo's files stay in %s\n", Utf8Of(folder).c_str());
     return status;
 }
 
@@ -276,13 +274,13 @@ void BuildZipOfFolder(const fs::path& folder, const fs::path& archive) {
         }
     }
     std::sort(names.begin(), names.end());
-    ZipFile zip(CUtils::StringUTF8ToWstring(archive.string()), nullptr, true, false, false);
+    ZipFile zip(CUtils::StringUTF8ToWstring(Utf8Of(archive)), nullptr, true, false, false);
     for (const fs::path& name : names) {
-        FileInputStream content(CUtils::StringUTF8ToWstring((folder / name).string()));
-        zip.addFile(CUtils::StringUTF8ToWstring(name.string()), content, kZipNotEncrypted);
+        FileInputStream content(CUtils::StringUTF8ToWstring(Utf8Of(folder / name)));
+        zip.addFile(CUtils::StringUTF8ToWstring(GenericUtf8Of(name)), content, kZipNotEncrypted);
     }
     if (zip.close() != 0) {
-        throw std::runtime_error("cannot write the archive " + archive.string());
+        throw std::runtime_error("cannot write the archive " + Utf8Of(archive));
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace orvhost::port {
 
@@ -20,5 +21,20 @@ std::string ReadWholeFile(const std::filesystem::path& file);
 // `target`, so that a reader sees the old file or the new one; the temporary file goes when a
 // step fails. Throws ProjectError "cannot save TARGET: STEP: REASON".
 void ReplaceFileAtomically(const std::filesystem::path& target, const std::string& content);
+
+// The program's command line after its name, as UTF-8.
+std::vector<std::string> CommandLineWords(int argc, char** argv);
+// The folder of the running program; empty when the system does not say.
+std::filesystem::path ProgramFolder();
+// A new folder of its own below the system's temporary folder, its name starting with `prefix`.
+// Throws std::runtime_error when none can be made.
+std::filesystem::path MakeTemporaryFolder(const std::string& prefix);
+// One byte of standard input, unbuffered, so that nothing meant for a later reader is taken
+// along; false at its end.
+bool ReadInputByte(char& byte);
+// Whether standard input is a terminal (a console on Windows), where a user can answer.
+bool InputIsTerminal();
+// The add-on module's file name on this platform.
+extern const char* const kAddOnFileName;
 
 }  // namespace orvhost::port

@@ -4,9 +4,11 @@
 #include "emulator/Project.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -113,5 +115,32 @@ void ReplaceFileAtomically(const std::filesystem::path& target, const std::strin
         ::close(folderFd);
     }
 }
+
+std::vector<std::string> CommandLineWords(int argc, char** argv) {
+    return std::vector<std::string>(argv + 1, argv + argc);
+}
+
+std::filesystem::path ProgramFolder() {
+    std::error_code error;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+    return error ? std::filesystem::path() : self.parent_path();
+}
+
+std::filesystem::path MakeTemporaryFolder(const std::string& prefix) {
+    const char* tmp = std::getenv("TMPDIR");
+    std::string pattern =
+        (std::filesystem::path(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") / (prefix + "XXXXXX"))
+            .string();
+    if (mkdtemp(pattern.data()) == nullptr) {
+        throw std::runtime_error("cannot make a working folder like " + pattern);
+    }
+    return pattern;
+}
+
+bool ReadInputByte(char& byte) { return read(STDIN_FILENO, &byte, 1) == 1; }
+
+bool InputIsTerminal() { return isatty(STDIN_FILENO) != 0; }
+
+const char* const kAddOnFileName = "OrvUpdate.so";
 
 }  // namespace orvhost::port

@@ -9,6 +9,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <io.h>
+#include <shellapi.h>
+#include <stdexcept>
 
 namespace orvhost::port {
 
@@ -165,5 +168,51 @@ void ReplaceFileAtomically(const std::filesystem::path& target, const std::strin
         throw fail("cannot rename ", " over it");
     }
 }
+
+std::vector<std::string> CommandLineWords(int /*argc*/, char** /*argv*/) {
+    // The narrow arguments are in the ANSI code page, which loses a Czech path.
+    int count = 0;
+    LPWSTR* wide = CommandLineToArgvW(GetCommandLineW(), &count);
+    std::vector<std::string> words;
+    for (int i = 1; wide != nullptr && i < count; ++i) {
+        words.push_back(charcode::Utf16ToUtf8(reinterpret_cast<const char16_t*>(wide[i])));
+    }
+    LocalFree(wide);
+    return words;
+}
+
+std::filesystem::path ProgramFolder() {
+    wchar_t path[32768] = {};
+    const DWORD length = GetModuleFileNameW(nullptr, path, 32768);
+    return length == 0 || length >= 32768 ? std::filesystem::path()
+                                          : std::filesystem::path(path).parent_path();
+}
+
+std::filesystem::path MakeTemporaryFolder(const std::string& prefix) {
+    wchar_t base[MAX_PATH + 1] = {};
+    if (GetTempPathW(MAX_PATH + 1, base) == 0) {
+        throw std::runtime_error("cannot find the temporary folder");
+    }
+    // A name no folder has: CreateDirectoryW refuses one that exists.
+    for (unsigned attempt = 0; attempt < 100; ++attempt) {
+        const std::filesystem::path folder =
+            std::filesystem::path(base) /
+            PathOfUtf8(prefix + std::to_string(GetCurrentProcessId()) + "-" +
+                       std::to_string(GetTickCount64() + attempt));
+        if (CreateDirectoryW(folder.c_str(), nullptr)) {
+            return folder;
+        }
+    }
+    throw std::runtime_error("cannot make a working folder in the temporary folder");
+}
+
+bool ReadInputByte(char& byte) { return _read(0, &byte, 1) == 1; }
+
+bool InputIsTerminal() {
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != 0;
+}
+
+const char* const kAddOnFileName = "OrvUpdate.apx";
 
 }  // namespace orvhost::port

@@ -1,6 +1,7 @@
 // main.cpp: orvhost, the host emulator: plays the host to an add-on module over a project.
 #include "Commands.h"
 #include "Demo.h"
+#include "EmulatorPort.h"
 
 #include <cstdio>
 #include <string>
@@ -29,7 +30,7 @@ const char* const kHelp =
 }  // namespace
 
 int main(int argc, char** argv) {
-    const std::vector<std::string> words(argv + 1, argv + argc);
+    const std::vector<std::string> words = orvhost::port::CommandLineWords(argc, argv);
     if (words.empty()) {
         std::fputs(kUsage, stderr);
         return orvhost::kExitUsage;

@@ -23,6 +23,10 @@ void WatchSystemModals(MainLoop& loop);
 // delivery goes on.
 void DeliverDue(uint64_t now, const std::function<void(const std::string& what)>& onException);
 
+// A run of the loop begins at `now`: on Windows the quiet spell that ends it counts from here at
+// the earliest, not from a message of an earlier run.
+void BeginRun(uint64_t now);
+
 // When the loop must look again although no input came: the next timer's due time on Linux. On
 // Windows, where armed timers cannot be seen, a while after the last message delivered, so that a
 // loop with nobody there ends only once the add-on has gone quiet. Nothing: only input can bring

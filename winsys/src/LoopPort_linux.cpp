@@ -34,6 +34,8 @@ void DeliverDue(uint64_t now, const std::function<void(const std::string& what)>
 
 void WatchSystemModals(MainLoop& /*loop*/) {}
 
+void BeginRun(uint64_t /*now*/) {}
+
 std::optional<uint64_t> NextDue(uint64_t /*now*/) { return detail::NextTimerDue(); }
 
 bool WaitWithoutInput(std::optional<uint64_t> deadline) {

@@ -38,6 +38,8 @@ void DeliverDue(uint64_t now, const std::function<void(const std::string& what)>
     }
 }
 
+void BeginRun(uint64_t now) { lastDelivery = now; }
+
 std::optional<uint64_t> NextDue(uint64_t now) {
     const uint64_t quietEnd = lastDelivery.value_or(now) + QuietMilliseconds;
     if (now >= quietEnd) {

@@ -137,6 +137,7 @@ void MainLoop::FireDueTimers() {
 }
 
 void MainLoop::Run() {
+    port::BeginRun(NowMilliseconds());
     for (;;) {
         FireDueTimers();
         if (!backend->Wait(port::NextDue(NowMilliseconds())) && !port::NextDue(NowMilliseconds())) {

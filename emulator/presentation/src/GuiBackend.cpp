@@ -18,7 +18,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <map>
 #include <optional>
 #include <stdexcept>
@@ -26,33 +25,6 @@
 #include <utility>
 
 namespace presentation {
-
-namespace gui {
-
-namespace {
-
-std::exception_ptr pendingError;
-
-}  // namespace
-
-void RunCallback(const std::function<void()>& work) {
-    try {
-        work();
-    } catch (...) {
-        if (!pendingError) {
-            pendingError = std::current_exception();
-        }
-    }
-}
-
-void RethrowCallbackError() {
-    if (pendingError) {
-        std::exception_ptr error = std::exchange(pendingError, nullptr);
-        std::rethrow_exception(error);
-    }
-}
-
-}  // namespace gui
 
 namespace {
 

@@ -2,6 +2,7 @@
 // by item, and a message box.
 #pragma once
 
+#include "GuiCallbacks.h"
 #include "hostkit/DG.h"
 #include "hostkit/DGModal.h"
 #include "winsys/MainLoop.h"
@@ -23,11 +24,6 @@ public:
 // Each item's widget carries the item as its user data, so that callbacks (and tests) find it.
 std::unique_ptr<ShownWindow> ShowDialog(hostkit::DialogModal& modal);
 std::unique_ptr<ShownWindow> ShowMessageBox(winsys::MessageBoxModal& modal);
-
-// Runs the work of an FLTK callback. An exception must not unwind through FLTK's event handling:
-// it is kept, and RethrowCallbackError throws it once FLTK has returned.
-void RunCallback(const std::function<void()>& work);
-void RethrowCallbackError();
 
 // Places a new window in the middle of the screen.
 void CenterOnScreen(Fl_Window& window);
