@@ -18,6 +18,12 @@ if [[ ! -f $WINEPREFIX/system.reg ]]; then
     wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1 || true
 fi
 # Detached from this program's output: a server that outlives it must not hold a pipe open for
-# whoever reads that output to its end.
-wineserver -p </dev/null >/dev/null 2>&1 || true
+# whoever reads that output to its end. When this starts a new server (status 0; 2 when one is
+# up), wine's services come up with it: they are started here, detached too, or the program's
+# output would stay open in them (a server that died mid-run would hold ctest for ever).
+status=0
+wineserver -p </dev/null >/dev/null 2>&1 || status=$?
+if [[ $status == 0 ]]; then
+    wine cmd.exe /c exit 0 </dev/null >/dev/null 2>&1 || true
+fi
 exec wine "$@"
