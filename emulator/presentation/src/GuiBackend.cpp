@@ -34,25 +34,6 @@ constexpr double kIdleWaitSeconds = 60.0;
 // How often a shown window is looked at until the X server shows it.
 constexpr uint64_t kOnScreenPollMilliseconds = 50;
 
-std::optional<std::string> Environment(const char* name) {
-    const char* value = std::getenv(name);
-    return value != nullptr && *value != '\0' ? std::optional<std::string>(value) : std::nullopt;
-}
-
-// ORV_GUI_CLOSE_AFTER_MS; nothing when unset or not a number.
-std::optional<uint64_t> CloseAfterMilliseconds() {
-    const auto text = Environment("ORV_GUI_CLOSE_AFTER_MS");
-    if (!text) {
-        return std::nullopt;
-    }
-    char* end = nullptr;
-    const long milliseconds = std::strtol(text->c_str(), &end, 10);
-    if (*end != '\0' || milliseconds < 0) {
-        return std::nullopt;
-    }
-    return static_cast<uint64_t>(milliseconds);
-}
-
 // The screenshot is of the process's first dialog: it is claimed once, whatever backend
 // shows it.
 bool screenshotClaimed = false;
@@ -104,7 +85,7 @@ public:
         gui::ShownWindow* shownWindow = nullptr;
         if (auto* dialog = dynamic_cast<hostkit::DialogModal*>(&window)) {
             shownWindow = (shown[&window] = gui::ShowDialog(*dialog)).get();
-            if (!screenshotClaimed && Environment("ORV_GUI_SCREENSHOT")) {
+            if (!screenshotClaimed && gui::Environment("ORV_GUI_SCREENSHOT")) {
                 screenshotClaimed = true;
                 screenshotTarget = shownWindow;
                 screenshotDue = NowMilliseconds() + kOnScreenPollMilliseconds;
@@ -149,7 +130,7 @@ private:
             Fl_Window& window = screenshotTarget->Window();
             if (IsOnScreen(window)) {
                 screenshotTarget = nullptr;
-                WriteScreenshot(window, Environment("ORV_GUI_SCREENSHOT").value_or(""));
+                WriteScreenshot(window, gui::Environment("ORV_GUI_SCREENSHOT").value_or(""));
             } else {
                 screenshotDue = now + kOnScreenPollMilliseconds;
             }
@@ -176,7 +157,7 @@ private:
     }
 
     std::map<winsys::ModalWindow*, std::unique_ptr<gui::ShownWindow>> shown;
-    const std::optional<uint64_t> closeAfter = CloseAfterMilliseconds();
+    const std::optional<uint64_t> closeAfter = gui::CloseAfterMilliseconds();
     std::map<gui::ShownWindow*, uint64_t> closeDue;
     gui::ShownWindow* screenshotTarget = nullptr;
     uint64_t screenshotDue = 0;

@@ -30,25 +30,6 @@ constexpr uint64_t kIdleWaitMilliseconds = 60000;
 // How long a shown dialog is given to be drawn before its picture is taken.
 constexpr uint64_t kOnScreenMilliseconds = 100;
 
-std::optional<std::string> Environment(const char* name) {
-    const char* value = std::getenv(name);
-    return value != nullptr && *value != '\0' ? std::optional<std::string>(value) : std::nullopt;
-}
-
-// ORV_GUI_CLOSE_AFTER_MS; nothing when unset or not a number.
-std::optional<uint64_t> CloseAfterMilliseconds() {
-    const auto text = Environment("ORV_GUI_CLOSE_AFTER_MS");
-    if (!text) {
-        return std::nullopt;
-    }
-    char* end = nullptr;
-    const long milliseconds = std::strtol(text->c_str(), &end, 10);
-    if (*end != '\0' || milliseconds < 0) {
-        return std::nullopt;
-    }
-    return static_cast<uint64_t>(milliseconds);
-}
-
 // The screenshot is of the process's first dialog: it is claimed once.
 bool screenshotClaimed = false;
 
@@ -116,7 +97,7 @@ public:
         open.push_back(&window);
         if (auto* dialog = dynamic_cast<hostkit::DialogModal*>(&window)) {
             gui::ShownWindow& shownWindow = *(shown[&window] = gui::ShowDialog(*dialog));
-            if (!screenshotClaimed && Environment("ORV_GUI_SCREENSHOT")) {
+            if (!screenshotClaimed && gui::Environment("ORV_GUI_SCREENSHOT")) {
                 screenshotClaimed = true;
                 screenshotTarget = shownWindow.Window();
                 screenshotDue = NowMilliseconds() + kOnScreenMilliseconds;
@@ -155,7 +136,7 @@ private:
         const uint64_t now = NowMilliseconds();
         if (screenshotTarget != nullptr && screenshotDue <= now) {
             HWND target = std::exchange(screenshotTarget, nullptr);
-            WriteScreenshot(target, Environment("ORV_GUI_SCREENSHOT").value_or(""));
+            WriteScreenshot(target, gui::Environment("ORV_GUI_SCREENSHOT").value_or(""));
         }
         // One at a time: a close changes the map.
         for (bool closed = true; closed;) {
@@ -184,7 +165,7 @@ private:
 
     std::vector<winsys::ModalWindow*> open;
     std::map<winsys::ModalWindow*, std::unique_ptr<gui::ShownWindow>> shown;
-    const std::optional<uint64_t> closeAfter = CloseAfterMilliseconds();
+    const std::optional<uint64_t> closeAfter = gui::CloseAfterMilliseconds();
     std::map<winsys::ModalWindow*, uint64_t> closeDue;
     HWND screenshotTarget = nullptr;
     uint64_t screenshotDue = 0;
