@@ -13,7 +13,8 @@ ObjectsMonitor* instance = nullptr;
 void Record(const std::string& call) {
     monitor_record::Calls().push_back(call);
     if (const char* file = std::getenv("ORV_MONITOR_RECORD")) {
-        std::ofstream(file, std::ios::app) << call << '\n';
+        // Binary, so that a Windows build's record reads line by line as a Linux one.
+        std::ofstream(file, std::ios::app | std::ios::binary) << call << '\n';
     }
 }
 

@@ -10,6 +10,7 @@
 
 namespace {
 
+using testfiles::ProgramUnderTest;
 using testfiles::Quote;
 using testfiles::ReadFileBytes;
 using testfiles::RunCommand;
@@ -37,10 +38,12 @@ protected:
             WriteFileBytes(folder.At("script.txt"), script);
             options = " --ui script --script " + Quote(folder.At("script.txt"));
         }
-        const std::string command = "ORV_MONITOR_RECORD=" + Quote(folder.At("record.txt")) + " " +
-                                    ORVHOST + " open " + Quote(folder.At("project")) + " --addon " +
-                                    ORV_ROUTING_PROBE + options + " --trace " +
-                                    Quote(folder.At("trace.jsonl"));
+        const std::string command =
+            "ORV_MONITOR_RECORD=" + Quote(folder.At("record.txt")) + " " +
+            ProgramUnderTest("ORV_ORVHOST_COMMAND", ORVHOST) + " open " +
+            Quote(folder.At("project")) + " --addon " +
+            ProgramUnderTest("ORV_ROUTING_PROBE_MODULE", ORV_ROUTING_PROBE) + options +
+            " --trace " + Quote(folder.At("trace.jsonl"));
         const int exitStatus = RunCommand(command, &output);
         if (status != nullptr) {
             *status = exitStatus;

@@ -2,6 +2,7 @@
 #include "TestFiles.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -136,6 +137,15 @@ std::string Quote(const std::string& text) {
         quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
     }
     return quoted + "'";
+}
+
+std::string ProgramUnderTest(const char* variable, const std::string& built) {
+    return OtherProgramUnderTest(variable) ? std::getenv(variable) : Quote(built);
+}
+
+bool OtherProgramUnderTest(const char* variable) {
+    const char* value = std::getenv(variable);
+    return value != nullptr && *value != '\0';
 }
 
 }  // namespace testfiles

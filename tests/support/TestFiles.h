@@ -63,6 +63,13 @@ std::string Quote(const std::string& text);
 // tools: there it gives -1 and says so in `output`.
 int RunCommand(const std::string& command, std::string* output = nullptr);
 
+// The shell command that starts a program under test: what the environment variable `variable`
+// holds, or else `built` (this build's own, quoted). test.sh puts the Windows build's programs
+// there, run under wine, so that the same Linux tests play against both builds.
+std::string ProgramUnderTest(const char* variable, const std::string& built);
+// Whether `variable` names a program in place of this build's own.
+bool OtherProgramUnderTest(const char* variable);
+
 // Whether this program can run the Linux tools (unzip, 7z, python3) that some tests check their
 // results with as well: a Windows program cannot. Such a test checks the rest on both platforms.
 #ifdef _WIN32

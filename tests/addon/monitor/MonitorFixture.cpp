@@ -77,6 +77,24 @@ std::string PercentEncoded(const std::string& bytes) {
     return encoded;
 }
 
+std::string Orvhost() { return testfiles::ProgramUnderTest("ORV_ORVHOST_COMMAND", ORVHOST); }
+
+std::string AddOnModule() {
+    return testfiles::ProgramUnderTest("ORV_ORVUPDATE_MODULE", ORV_ADDON_MODULE);
+}
+
+bool WindowsHost() { return testfiles::OtherProgramUnderTest("ORV_ORVHOST_COMMAND"); }
+
+::testing::AssertionResult HappenedAt(const Json::Value& line, std::int64_t expected) {
+    const std::int64_t at = line["t"].asInt64();
+    const bool inTime =
+        WindowsHost() ? at >= expected - 20 && at <= expected + 250 : at == expected;
+    if (inTime) {
+        return ::testing::AssertionSuccess();
+    }
+    return ::testing::AssertionFailure() << "written at " << at << " ms, not at " << expected;
+}
+
 std::string Guid(int number) {
     char text[40];
     std::snprintf(text, sizeof text, "6D1A2B3C-4D5E-4F60-8A7B-%012X", number);
@@ -177,9 +195,9 @@ RunResult MonitorTest::RunScript(const std::vector<std::string>& lines) {
     RunResult result;
     // The timeout only stops a run that hangs; every run here ends in seconds.
     result.status = RunCommand(environment + (environment.empty() ? "" : " ") + "timeout 300 " +
-                                   Quote(ORVHOST) + " open " + Quote(ProjectPath()) + " --addon " +
-                                   Quote(ORV_ADDON_MODULE) + " --ui script --script " +
-                                   Quote(scriptPath) + " --trace " + Quote(tracePath),
+                                   Orvhost() + " open " + Quote(ProjectPath()) + " --addon " +
+                                   AddOnModule() + " --ui script --script " + Quote(scriptPath) +
+                                   " --trace " + Quote(tracePath),
                                &result.output);
     std::istringstream traceLines(ReadFileBytes(tracePath));
     for (std::string line; std::getline(traceLines, line);) {
@@ -239,7 +257,7 @@ Json::Value MonitorTest::Status() const {
     const std::string path = folder.At("status.json");
     std::string output;
     const int status = RunCommand(
-        Quote(ORVHOST) + " status " + Quote(ProjectPath()) + " --json > " + Quote(path), &output);
+        Orvhost() + " status " + Quote(ProjectPath()) + " --json > " + Quote(path), &output);
     EXPECT_EQ(status, 0) << output;
     return ParseJson(ReadFileBytes(path));
 }

@@ -7,6 +7,7 @@
 #include "TestFiles.h"
 #include "service/VersionService.h"
 
+#include <cstdint>
 #include <functional>
 #include <gtest/gtest.h>
 #include <json/json.h>
@@ -60,6 +61,24 @@ std::string PercentEncoded(const std::string& bytes);
 
 // A fixed identifier per number, so that tests can name their elements.
 std::string Guid(int number);
+
+// The host and the module under test: this build's, or the Windows build's run under wine when
+// test.sh names them (ORV_ORVHOST_COMMAND, ORV_ORVUPDATE_MODULE).
+std::string Orvhost();
+std::string AddOnModule();
+// True for the Windows build: its script runs on the system's clock, in real time.
+bool WindowsHost();
+
+// For a test whose script waits for hours: only the virtual clock can play it.
+#define SKIP_ON_THE_SYSTEM_CLOCK()                                                                 \
+    if (::monitortest::WindowsHost()) {                                                            \
+        GTEST_SKIP() << "hours of waiting: the script's virtual clock only";                       \
+    }
+
+// Whether the trace line was written at `expected` milliseconds into the run: exactly, on the
+// script's virtual clock; on the system's clock a timer may come a tick early or the machine's
+// load later, so there the line must fall in [expected - 20, expected + 250].
+::testing::AssertionResult HappenedAt(const Json::Value& line, std::int64_t expected);
 
 class MonitorTest : public ::testing::Test {
 protected:

@@ -111,12 +111,18 @@ protected:
     void SetUp() override {
         messageBoxesExpected = true;
         std::filesystem::create_directories(TempRoot());
-        environment = "TMPDIR=" + Quote(TempRoot());
+        // wine-run.sh hands the Windows build its folder as a Windows path, on wine's drive Z:
+        // that stands for the root.
+        environment = WindowsHost() ? "ORV_WINE_TEMP=" + Quote("Z:" + TempRoot())
+                                    : "TMPDIR=" + Quote(TempRoot());
     }
 
     std::string TempRoot() const { return folder.At("tmp"); }
-    // The add-on's folder for this user below TempRoot.
-    static std::string TempFolderName() { return "Orvanta-" + std::to_string(::geteuid()); }
+    // The add-on's folder for this user below TempRoot: the Windows build's is private to the
+    // user already.
+    static std::string TempFolderName() {
+        return WindowsHost() ? "Orvanta" : "Orvanta-" + std::to_string(::geteuid());
+    }
     // Where the add-on keeps its temporary files.
     std::map<std::string, std::string> TempFiles() const { return FilesBelow(TempRoot()); }
 
@@ -297,6 +303,9 @@ TEST_F(ObjectUpdateTest, DownloadOfOneByteShowsInvalidObjectAndRowReadsDownloadF
 }
 
 TEST_F(ObjectUpdateTest, DownloadCutShortShowsReadFailureAndRowReadsDownloadFailed) {
+    if (WindowsHost()) {
+        GTEST_SKIP() << "wine's WinHTTP takes a body cut short for a whole one";
+    }
     PlainPartOnOffer("P01", {"", "P01.xml", std::string(100000, 'x'), R"({"cut_body": true})"});
     const std::string old = ReadFileBytes(LibraryPath("Plain/P01.xml"));
 
@@ -420,10 +429,16 @@ TEST_F(ObjectUpdateTest, QuotedFileNameKeepsQuotesAndLandsBesideTheOldFile) {
 
     const RunResult run = PressOnce();
 
-    ExpectOnePress(run, "Q01", kReopenProject, kRowUpdateFailed);
+    if (WindowsHost()) {
+        // A quote cannot stand in a Windows file name: the temporary file is never made.
+        ExpectOnePress(run, "Q01", kCannotWrite, kRowUpdateFailed);
+        EXPECT_EQ(FilesBelow(LibraryPath("Plain")).size(), 1u);
+    } else {
+        ExpectOnePress(run, "Q01", kReopenProject, kRowUpdateFailed);
+        EXPECT_EQ(ReadFileBytes(LibraryPath("Plain/\"Q01.xml\"")), "new part file\n");
+        EXPECT_EQ(FilesBelow(LibraryPath("Plain")).size(), 2u);
+    }
     EXPECT_EQ(ReadFileBytes(LibraryPath("Plain/Q01.xml")), old);
-    EXPECT_EQ(ReadFileBytes(LibraryPath("Plain/\"Q01.xml\"")), "new part file\n");
-    EXPECT_EQ(FilesBelow(LibraryPath("Plain")).size(), 2u);
     EXPECT_TRUE(TempFiles().empty());
 }
 

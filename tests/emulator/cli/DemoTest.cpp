@@ -34,12 +34,9 @@ const char* const kUpdatedMessage = "Objekt aktualizován, ale bude nutné znovu
 
 // The orvhost under test: this build's, or the Windows build's under wine when
 // ORV_ORVHOST_COMMAND names it (test.sh does), so that both play the same demo.
-std::string Orvhost() {
-    const char* command = std::getenv("ORV_ORVHOST_COMMAND");
-    return command != nullptr && *command != '\0' ? command : ORVHOST;
-}
+std::string Orvhost() { return testfiles::ProgramUnderTest("ORV_ORVHOST_COMMAND", ORVHOST); }
 
-bool WindowsOrvhost() { return Orvhost() != ORVHOST; }
+bool WindowsOrvhost() { return testfiles::OtherProgramUnderTest("ORV_ORVHOST_COMMAND"); }
 
 std::vector<Json::Value> TraceLines(const std::string& path) {
     std::vector<Json::Value> lines;
