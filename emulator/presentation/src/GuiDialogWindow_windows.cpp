@@ -121,6 +121,11 @@ public:
 
     HWND Window() const override { return window; }
 
+    HWND ControlOf(const DG::Item& item) const override {
+        const auto found = controls.find(const_cast<DG::Item*>(&item));
+        return found != controls.end() ? found->second : nullptr;
+    }
+
     void ItemChanged(DG::Item& item, DG::Item::Aspect /*aspect*/) override {
         Prune();
         const auto found = controls.find(&item);

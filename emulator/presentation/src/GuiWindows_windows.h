@@ -16,6 +16,8 @@ class ShownWindow {
 public:
     virtual ~ShownWindow() = default;
     virtual HWND Window() const = 0;
+    // The control of `item`; null when it has none.
+    virtual HWND ControlOf(const DG::Item& item) const = 0;
 };
 
 // Each item becomes a control at its rectangle: a push button, a static text, or a static strip

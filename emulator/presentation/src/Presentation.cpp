@@ -42,7 +42,8 @@ bool ActOnMessageBox(winsys::MessageBoxModal& box, const ScriptAction& action) {
     return false;  // a message box has no rows to click
 }
 
-bool ActOnDialog(hostkit::DialogModal& window, const ScriptAction& action) {
+bool ActOnDialog(hostkit::DialogModal& window, const ScriptAction& action,
+                 const DialogPresses& presses) {
     if (!window.IsOpen()) {
         return false;
     }
@@ -51,9 +52,9 @@ bool ActOnDialog(hostkit::DialogModal& window, const ScriptAction& action) {
     if (action.verb == "click") {
         int row = 0;
         DG::ButtonItem* button = ParseRow(action.words, row) ? RowButton(dialog, row) : nullptr;
-        applied = button != nullptr && button->Click();
+        applied = button != nullptr && presses.Click(window, *button);
     } else if ((action.verb == "close" || action.verb == "ok") && action.words.empty()) {
-        applied = window.PressCloseBox();
+        applied = presses.PressCloseBox(window);
     }
     // What the action left on screen; a dialog it ended says so in its close line.
     if (applied && window.IsOpen()) {
@@ -106,12 +107,21 @@ void ReportScriptError(int line, const std::string& message) {
     CountScriptError();
 }
 
-bool ActOnWindow(winsys::ModalWindow& window, const ScriptAction& action) {
+bool DialogPresses::Click(hostkit::DialogModal& /*window*/, DG::ButtonItem& button) const {
+    return button.Click();
+}
+
+bool DialogPresses::PressCloseBox(hostkit::DialogModal& window) const {
+    return window.PressCloseBox();
+}
+
+bool ActOnWindow(winsys::ModalWindow& window, const ScriptAction& action,
+                 const DialogPresses& presses) {
     if (auto* box = dynamic_cast<winsys::MessageBoxModal*>(&window)) {
         return ActOnMessageBox(*box, action);
     }
     if (auto* dialog = dynamic_cast<hostkit::DialogModal*>(&window)) {
-        return ActOnDialog(*dialog, action);
+        return ActOnDialog(*dialog, action, presses);
     }
     return false;
 }

@@ -35,10 +35,21 @@ private:
 // Traces a script error of `line` and reports it on standard error, and counts it.
 void ReportScriptError(int line, const std::string& message);
 
+// How an action's press reaches a dialog: here through its items; the script backend on Windows
+// clicks the controls of the dialog's real window instead (PresentationPort.h). False when the
+// press cannot be made.
+class DialogPresses {
+public:
+    virtual ~DialogPresses() = default;
+    virtual bool Click(hostkit::DialogModal& window, DG::ButtonItem& button) const;
+    virtual bool PressCloseBox(hostkit::DialogModal& window) const;
+};
+
 // "click ROW", "close" or "ok" on a modal window; false when the action does not apply there.
 // On a message box "ok" answers OK and "close" is its close box; on a dialog "click ROW" presses
 // the row's update button and "close" or "ok" its close box, and what the action left on screen
 // is traced.
-bool ActOnWindow(winsys::ModalWindow& window, const ScriptAction& action);
+bool ActOnWindow(winsys::ModalWindow& window, const ScriptAction& action,
+                 const DialogPresses& presses = DialogPresses());
 
 }  // namespace presentation

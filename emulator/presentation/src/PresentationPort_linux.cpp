@@ -1,5 +1,5 @@
-// PresentationPort_linux.cpp: the script's virtual clock, and the terminal's input through
-// poll(2).
+// PresentationPort_linux.cpp: the script's virtual clock and its dialogs without windows, and
+// the terminal's input through poll(2).
 #include "PresentationPort.h"
 #include "winsys/MainLoop.h"
 
@@ -17,6 +17,24 @@ ScriptClock::ScriptClock() : reading(0) {}
 uint64_t ScriptClock::Now() const { return reading; }
 
 void ScriptClock::PassUntil(uint64_t target) { reading = std::max(reading, target); }
+
+// No window is shown: the presses are the items' own.
+struct ScriptDialogs::Shown {};
+
+ScriptDialogs::ScriptDialogs() = default;
+ScriptDialogs::~ScriptDialogs() = default;
+
+void ScriptDialogs::Opened(hostkit::DialogModal& /*window*/) {}
+
+void ScriptDialogs::Closing(winsys::ModalWindow& /*window*/) {}
+
+bool ScriptDialogs::Click(hostkit::DialogModal& window, DG::ButtonItem& button) const {
+    return DialogPresses::Click(window, button);
+}
+
+bool ScriptDialogs::PressCloseBox(hostkit::DialogModal& window) const {
+    return DialogPresses::PressCloseBox(window);
+}
 
 bool ReadInput(int fd, std::optional<uint64_t> deadline, std::string& buffer) {
     int timeout = -1;

@@ -1,6 +1,7 @@
-// PresentationPort_windows.cpp: the script's time is the system's, and the terminal's input is
-// waited for beside the thread's messages, through which the system delivers the add-on's
-// timers.
+// PresentationPort_windows.cpp: the script's time is the system's and its dialogs are real
+// windows, which it clicks as a user would; the terminal's input is waited for beside the
+// thread's messages, through which the system delivers the add-on's timers.
+#include "GuiWindows_windows.h"
 #include "PresentationPort.h"
 #include "winsys/MainLoop.h"
 
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <io.h>
+#include <map>
 
 namespace presentation::port {
 
@@ -84,6 +86,48 @@ ScriptClock::ScriptClock() : reading(winsys::SteadyMilliseconds()) {}
 uint64_t ScriptClock::Now() const { return winsys::SteadyMilliseconds() - reading; }
 
 void ScriptClock::PassUntil(uint64_t target) { winsys::WaitWithoutInput(reading + target); }
+
+struct ScriptDialogs::Shown {
+    std::map<const winsys::ModalWindow*, std::unique_ptr<gui::ShownWindow>> windows;
+
+    const gui::ShownWindow* Of(const winsys::ModalWindow& window) const {
+        const auto found = windows.find(&window);
+        return found != windows.end() ? found->second.get() : nullptr;
+    }
+};
+
+ScriptDialogs::ScriptDialogs() : shown(std::make_unique<Shown>()) {}
+ScriptDialogs::~ScriptDialogs() = default;
+
+void ScriptDialogs::Opened(hostkit::DialogModal& window) {
+    shown->windows[&window] = gui::ShowDialog(window);
+}
+
+void ScriptDialogs::Closing(winsys::ModalWindow& window) { shown->windows.erase(&window); }
+
+bool ScriptDialogs::Click(hostkit::DialogModal& window, DG::ButtonItem& button) const {
+    const gui::ShownWindow* shownWindow = shown->Of(window);
+    HWND control = shownWindow != nullptr ? shownWindow->ControlOf(button) : nullptr;
+    // What a user cannot click, a script cannot either.
+    if (control == nullptr || !IsWindowVisible(control) || !IsWindowEnabled(control)) {
+        return false;
+    }
+    // A button of a window that is not active may miss the click.
+    SetActiveWindow(shownWindow->Window());
+    SendMessageW(control, BM_CLICK, 0, 0);
+    gui::RethrowCallbackError();
+    return true;
+}
+
+bool ScriptDialogs::PressCloseBox(hostkit::DialogModal& window) const {
+    const gui::ShownWindow* shownWindow = shown->Of(window);
+    if (shownWindow == nullptr) {
+        return false;
+    }
+    SendMessageW(shownWindow->Window(), WM_CLOSE, 0, 0);
+    gui::RethrowCallbackError();
+    return true;
+}
 
 bool ReadInput(int fd, std::optional<uint64_t> deadline, std::string& buffer) {
     const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(fd));

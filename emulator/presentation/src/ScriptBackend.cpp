@@ -1,5 +1,6 @@
-// ScriptBackend.cpp: the backend of tests and batch runs: no window, a clock that starts at 0 ms,
-// and a list of actions standing in for the user. Time passes while the script waits or when
+// ScriptBackend.cpp: the backend of tests and batch runs: a clock that starts at 0 ms, and a list
+// of actions standing in for the user, on the dialogs' items on Linux and on their real windows
+// on Windows (PresentationPort.h). Time passes while the script waits or when
 // nothing is left to do but an armed timer: on Linux a virtual clock moves only then, on Windows
 // the system's time passes (PresentationPort.h).
 #include "Presentation.h"
@@ -79,8 +80,13 @@ public:
         return true;
     }
 
-    void ModalOpened(winsys::ModalWindow& /*window*/) override {}
-    void ModalClosing(winsys::ModalWindow& /*window*/) override {}
+    void ModalOpened(winsys::ModalWindow& window) override {
+        if (auto* dialog = dynamic_cast<hostkit::DialogModal*>(&window)) {
+            dialogs.Opened(*dialog);
+        }
+    }
+
+    void ModalClosing(winsys::ModalWindow& window) override { dialogs.Closing(window); }
 
 private:
     // Lets time pass to the end of the wait, or to the deadline when that comes first.
@@ -113,7 +119,7 @@ private:
             winsys::ModalWindow* window = winsys::MainLoop::Instance().TopModal();
             if (window == nullptr) {
                 ReportScriptError(action.line, QuotedAction(action) + " with no window open");
-            } else if (!ActOnWindow(*window, action)) {
+            } else if (!ActOnWindow(*window, action, dialogs)) {
                 ReportScriptError(action.line,
                                   QuotedAction(action) + " does not apply to the open window");
             }
@@ -130,6 +136,7 @@ private:
     std::function<void(const ScriptAction&)> emulatorVerb;
     uint64_t startMicroseconds1601 = 0;
     port::ScriptClock clock;
+    port::ScriptDialogs dialogs;
     std::optional<uint64_t> waitEnd;
 };
 
