@@ -1,11 +1,8 @@
 // MonitorTimerTest_windows.cpp: the hidden window's timer as the system fires it, through the
 // thread's message queue (on Linux the emulator's virtual clock fires it in the end-to-end tests).
-#include "AddOn.h"
-#include "FakeHost.h"
+#include "MonitorOnFakeHost.h"
 #include "MonitorWindow.h"
-#include "addon/ObjectsMonitor.h"
 
-#include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
 
@@ -29,25 +26,9 @@ bool PumpUntil(const std::function<bool()>& done, DWORD milliseconds) {
     }
 }
 
-long CommandsWritten() {
-    const auto entries = fakehost::Current().Entries();
-    return std::count(entries.begin(), entries.end(), "CallUndoable");
-}
+long CommandsWritten() { return CallsOf("CallUndoable"); }
 
-class MonitorTimer : public ::testing::Test {
-protected:
-    void SetUp() override {
-        MonitorDestroy();
-        fakehost::Reset();
-        const HostFunctionTable table = fakehost::MakeTable();
-        SetImportedFuncAddrs(table.data());
-        HostToken = fakehost::kToken;
-    }
-    void TearDown() override {
-        MonitorDestroy();
-        HostToken = nullptr;
-    }
-};
+using MonitorTimer = MonitorOnFakeHost;
 
 TEST_F(MonitorTimer, SystemFiresTheHiddenWindowsTimerOnceAndTheStatesAreWrittenAsOneCommand) {
     MonitorInstance();

@@ -1,12 +1,9 @@
 // MonitorUnitTest.cpp: what of the monitor no host can bring about from outside, against the
 // recording host table: a failing list of lamps, and messages the hidden window does not handle.
-#include "AddOn.h"
-#include "FakeHost.h"
+#include "MonitorOnFakeHost.h"
 #include "MonitorWindow.h"
-#include "addon/ObjectsMonitor.h"
 #include "common/OVException.h"
 
-#include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
 
@@ -18,25 +15,7 @@ API_Guid GuidOf(uint8_t value) {
     return guid;
 }
 
-class MonitorUnit : public ::testing::Test {
-protected:
-    void SetUp() override {
-        MonitorDestroy();
-        fakehost::Reset();
-        const HostFunctionTable table = fakehost::MakeTable();
-        SetImportedFuncAddrs(table.data());
-        HostToken = fakehost::kToken;
-    }
-    void TearDown() override {
-        MonitorDestroy();
-        HostToken = nullptr;
-    }
-
-    static long CallsOf(const std::string& entry) {
-        const auto entries = fakehost::Current().Entries();
-        return std::count(entries.begin(), entries.end(), entry);
-    }
-};
+using MonitorUnit = MonitorOnFakeHost;
 
 TEST_F(MonitorUnit, FailingLampListLeavesObjectsWindowsAndDoorsUnwritten) {
     fakehost::Host& host = fakehost::Current();

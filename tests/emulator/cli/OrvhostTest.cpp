@@ -1,6 +1,7 @@
 // OrvhostTest.cpp: orvhost as a user runs it: command line, projects on disk, trace, and the
 // probe module that checks every host operation from the add-on's side.
 #include "GdlPartXml.h"
+#include "ProbeProject.h"
 #include "TestFiles.h"
 
 #include <algorithm>
@@ -18,38 +19,12 @@ using testfiles::RunCommand;
 using testfiles::TempFolder;
 using testfiles::WriteFileBytes;
 
-const char* const kObject = "0B1F2F0A-1C1D-4E5F-8A9B-0C1D2E3F4A51";
-const char* const kWindow = "0B1F2F0A-1C1D-4E5F-8A9B-0C1D2E3F4A52";
-const char* const kWall = "0B1F2F0A-1C1D-4E5F-8A9B-0C1D2E3F4A53";
-
-const std::string kPlainPart =
-    testfiles::MonitoredPartXml("http://127.0.0.1:1/check?id=1&version=1");
-
-std::string ArraysPart() {
-    return testfiles::GdlPartXml(
-        {"<RealNum Name=\"grid\">\n"
-         "<ArrayValues FirstDimension=\"3\" SecondDimension=\"2\">\n"
-         "<AVal Row=\"1\" Column=\"1\">1</AVal><AVal Row=\"1\" Column=\"2\">2</AVal>\n"
-         "<AVal Row=\"2\" Column=\"1\">3</AVal><AVal Row=\"2\" Column=\"2\">4</AVal>\n"
-         "<AVal Row=\"3\" Column=\"1\">5</AVal><AVal Row=\"3\" Column=\"2\">6</AVal>\n"
-         "</ArrayValues>\n"
-         "</RealNum>",
-         testfiles::GdlTextParameter("long", std::string(300, 'x'))});
-}
+using probeproject::kObject;
+using probeproject::kWall;
 
 class Orvhost : public ::testing::Test {
 protected:
-    void SetUp() override {
-        WriteFileBytes(Project("Library/A/Plain.xml"), kPlainPart);
-        WriteFileBytes(Project("Library/B/Arrays.xml"), ArraysPart());
-        WriteFileBytes(
-            Project("project.json"), std::string(
-                                         R"({"format": "orvhost-project/1", "library": "Library",
-  "elements": [
-    {"guid": ")") + kObject + R"(", "type": 6, "part": "A/Plain.xml"},
-    {"guid": ")" + kWindow + R"(", "type": 4, "part": "B/Arrays.xml"},
-    {"guid": ")" + kWall + R"(", "type": 1}]})");
-    }
+    void SetUp() override { probeproject::Write(Project()); }
 
     std::string Project(const std::string& name = "") const {
         return folder.At("project") + (name.empty() ? "" : "/" + name);
@@ -188,7 +163,8 @@ TEST_F(Orvhost, StatusListsPartsAndElementsWithTheirState) {
 }
 
 TEST_F(Orvhost, StatusKeepsItsColumnsForNamesWithAccents) {
-    WriteFileBytes(Project("Library/C/Židle.xml"), kPlainPart);
+    WriteFileBytes(Project("Library/C/Židle.xml"),
+                   testfiles::MonitoredPartXml("http://127.0.0.1:1/check?id=1&version=1"));
     EXPECT_EQ(Run("status " + Quote(Project())), 0) << output;
     std::istringstream lines(output);
     std::set<std::size_t> columns;  // in characters, not bytes

@@ -3,7 +3,7 @@
 // its own folder and from one with a Czech name; and the files that are no module, or no add-on.
 #include "emulator/AddOnModule.h"
 
-#include "GdlPartXml.h"
+#include "ProbeProject.h"
 #include "TestFiles.h"
 #include "emulator/HostSession.h"
 #include "emulator/Project.h"
@@ -29,33 +29,10 @@ void SetEnvironment(const char* name, const std::string& value) {
 #endif
 }
 
-// The project the probe expects: part 1 "Plain" (check_url, uptodate), part 2 "Arrays" (a 3 by 2
-// RealNum array, a String of 300 characters), an object on part 1, a window on part 2, a wall.
-void MakeProbeProject(const TempFolder& folder) {
-    WriteFileBytes(folder.At("Library/A/Plain.xml"),
-                   testfiles::MonitoredPartXml("http://127.0.0.1:1/check?id=1&version=1"));
-    WriteFileBytes(
-        folder.At("Library/B/Arrays.xml"),
-        testfiles::GdlPartXml(
-            {"<RealNum Name=\"grid\">\n"
-             "<ArrayValues FirstDimension=\"3\" SecondDimension=\"2\">\n"
-             "<AVal Row=\"1\" Column=\"1\">1</AVal><AVal Row=\"1\" Column=\"2\">2</AVal>\n"
-             "<AVal Row=\"2\" Column=\"1\">3</AVal><AVal Row=\"2\" Column=\"2\">4</AVal>\n"
-             "<AVal Row=\"3\" Column=\"1\">5</AVal><AVal Row=\"3\" Column=\"2\">6</AVal>\n"
-             "</ArrayValues>\n"
-             "</RealNum>",
-             testfiles::GdlTextParameter("long", std::string(300, 'x'))}));
-    WriteFileBytes(folder.At("project.json"),
-                   R"({"format": "orvhost-project/1", "library": "Library", "elements": [
-    {"guid": "0B1F2F0A-1C1D-4E5F-8A9B-0C1D2E3F4A51", "type": 6, "part": "A/Plain.xml"},
-    {"guid": "0B1F2F0A-1C1D-4E5F-8A9B-0C1D2E3F4A52", "type": 4, "part": "B/Arrays.xml"},
-    {"guid": "0B1F2F0A-1C1D-4E5F-8A9B-0C1D2E3F4A53", "type": 1}]})");
-}
-
 class AddOnModuleTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        MakeProbeProject(folder);
+        probeproject::Write(testfiles::Utf8Of(folder.Path()));
         SetEnvironment("ORV_PROBE_REPORT", folder.At("report.txt"));
         project = std::make_unique<Project>(Project::Load(folder.Path(), warnings));
         session = std::make_unique<HostSession>(*project);
