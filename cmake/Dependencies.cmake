@@ -22,6 +22,19 @@ find_package(PNG REQUIRED)      # PNG::PNG: the host kit's image reader
 set(OPENSSL_USE_STATIC_LIBS ${WIN32})
 find_package(OpenSSL REQUIRED)  # OpenSSL::SSL, OpenSSL::Crypto: the service's HTTPS
 
+# Boost.Asio and Boost.Beast (Boost::headers): the service's event-driven server, headers only.
+# On Windows the same headers of Debian's package stand in the prefix (build-windows.sh).
+if(WIN32)
+    find_path(BOOST_INCLUDE_DIR boost/beast.hpp REQUIRED)
+    add_library(Boost::headers INTERFACE IMPORTED)
+    set_target_properties(Boost::headers PROPERTIES
+        INTERFACE_INCLUDE_DIRECTORIES ${BOOST_INCLUDE_DIR}
+        INTERFACE_COMPILE_DEFINITIONS _WIN32_WINNT=0x0601
+        INTERFACE_LINK_LIBRARIES "ws2_32;mswsock")
+else()
+    find_package(Boost 1.81 REQUIRED CONFIG)
+endif()
+
 # mbed TLS (SHA-1, PBKDF2) comes without a CMake package: its crypto library as our own target.
 find_library(MBEDCRYPTO_LIBRARY mbedcrypto REQUIRED)
 find_path(MBEDTLS_INCLUDE_DIR mbedtls/md.h REQUIRED)

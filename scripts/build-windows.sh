@@ -6,8 +6,9 @@
 # GoogleTest and OpenSSL's two libraries built for Windows from Debian's source packages of the
 # versions the Linux build uses (apt-get source, through an apt configuration of this script's own
 # inside the build folder, so that the machine's is left as it was); the utfcpp headers of the
-# Linux package, and cpp-httplib's single header from its source package. They are fetched and
-# built once, into build/windows/deps, and reused.
+# Linux package, Boost's headers of the Linux package (Asio and Beast are headers only), and
+# cpp-httplib's single header from its source package. They are fetched and built once, into
+# build/windows/deps, and reused.
 #
 #   scripts/build-windows.sh [--deps-only]
 set -euo pipefail
@@ -131,10 +132,12 @@ build_openssl() {
     touch "$deps/build/libssl-dev.done"
 }
 build_openssl
-# Header-only libraries. utfcpp's Linux headers serve as they are; Debian's httplib.h declares
-# what its shared library defines, so the single header of the source package is taken instead.
+# Header-only libraries. utfcpp's and Boost's Linux headers serve as they are (Boost's, 180 MB,
+# through a link); Debian's httplib.h declares what its shared library defines, so the single
+# header of the source package is taken instead.
 mkdir -p "$prefix/include/utf8cpp"
 cp -r /usr/include/utf8cpp/. "$prefix/include/utf8cpp/"
+ln -sfn /usr/include/boost "$prefix/include/boost"
 cp "$(fetch_source libcpp-httplib-dev)/httplib.h" "$prefix/include/"
 
 if [[ ${1:-} == --deps-only ]]; then

@@ -14,7 +14,8 @@
 build_packages=(
     cmake ninja-build g++ pkg-config
     libutfcpp-dev zlib1g-dev libpng-dev libmbedtls-dev libjsoncpp-dev libpugixml-dev
-    libcurl4-openssl-dev libcpp-httplib-dev libssl-dev libfltk1.3-dev fluid fonts-dejavu-core
+    libcurl4-openssl-dev libcpp-httplib-dev libssl-dev libboost1.81-dev libfltk1.3-dev fluid
+    fonts-dejavu-core
 )
 test_packages=(
     libgtest-dev libgmock-dev git clang-format-14 python3 openssl curl

@@ -21,7 +21,9 @@ std::string ErrnoText(int error) { return std::strerror(error); }
 }  // namespace
 
 void* LoadModule(const std::string& path, std::string& error) {
-    void* module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    // Kept mapped after its unloading: LeakSanitizer reads every module's thread-local storage
+    // when the process ends, and one unmapped by then can crash it.
+    void* module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     if (module == nullptr) {
         const char* reason = dlerror();
         error = reason != nullptr ? reason : "unknown error";

@@ -1,6 +1,6 @@
-// ServicePort.h: what the service does differently on Linux and on Windows: finding the sockets
-// httplib accepted and ending an idle one, keeping a listening address to one service, peers that
-// hang up, and the command's arguments and stop request.
+// ServicePort.h: what the service does differently on Linux and on Windows: keeping a listening
+// address to one service, peers that hang up, and the command's arguments and the user's
+// requests to stop or to take the catalog again.
 #pragma once
 
 #include <cstdint>
@@ -9,20 +9,13 @@
 
 namespace serviceport {
 
-// A socket as httplib holds it (its socket_t).
+// A socket as the system gives it.
 #ifdef _WIN32
 using Socket = std::uintptr_t;  // SOCKET
 #else
 using Socket = int;
 #endif
 
-// What the process holds open, the sockets that httplib accepted among it (httplib does not tell
-// which they are): every descriptor on Linux, every handle on Windows. Most are no socket at all.
-std::vector<Socket> OwnHandles();
-// Lets the worker that waits on the idle connection `socket` for its next request see the end at
-// once; it then closes the connection.
-void EndIdleConnection(Socket socket);
-void CloseSocket(Socket socket);
 // Keeps the address of the listening `socket` to this service: another cannot bind it as well.
 void KeepAddressToOneService(Socket socket);
 // From here on a write to a peer that has hung up fails instead of ending the process.
@@ -31,9 +24,11 @@ void SurviveHungUpPeers();
 // The command line in UTF-8, the program first.
 std::vector<std::string> Utf8Arguments(int argc, char** argv);
 // From here on the user's request to stop (Linux: SIGINT or SIGTERM; Windows: Ctrl+C, Ctrl+Break
-// or the console closing) waits for WaitForStopRequest instead of ending the process. Called
-// before any thread starts, as Linux threads inherit the signals that are blocked.
-void CatchStopRequests();
-void WaitForStopRequest();
+// or the console closing) and, on Linux, to take the catalog again (SIGHUP) wait for
+// WaitForRequest instead of ending the process. Called before any thread starts, as Linux threads
+// inherit the signals that are blocked.
+void CatchRequests();
+enum class Request { Stop, ReloadCatalog };
+Request WaitForRequest();
 
 }  // namespace serviceport

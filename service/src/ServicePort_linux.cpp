@@ -1,46 +1,25 @@
-// ServicePort_linux.cpp: the process's descriptors from /proc/self/fd, an idle connection ended by
-// shutting its reading side, the stop request as SIGINT or SIGTERM taken by sigwait.
+// ServicePort_linux.cpp: the listening socket's reuse, and the requests to stop (SIGINT, SIGTERM)
+// and to take the catalog again (SIGHUP) taken by sigwait.
 #include "ServicePort.h"
 
-#include <charconv>
 #include <csignal>
-#include <filesystem>
 #include <pthread.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace serviceport {
 
 namespace {
 
-sigset_t StopSignals() {
+sigset_t RequestSignals() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGHUP);
     return signals;
 }
 
 }  // namespace
-
-std::vector<Socket> OwnHandles() {
-    std::vector<Socket> handles;
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd", error)) {
-        const std::string name = entry.path().filename().string();
-        int fd = -1;
-        const auto [end, ec] = std::from_chars(name.data(), name.data() + name.size(), fd);
-        if (ec == std::errc() && end == name.data() + name.size()) {
-            handles.push_back(fd);
-        }
-    }
-    return handles;
-}
-
-// httplib's worker waits in select(), which sees a shut reading side as the end of the stream.
-void EndIdleConnection(Socket socket) { shutdown(socket, SHUT_RD); }
-
-void CloseSocket(Socket socket) { close(socket); }
 
 // SO_REUSEADDR lets the port be bound again while the last service's connections wait out their
 // end; httplib's default, SO_REUSEPORT, would let a second service bind it and take half of the
@@ -59,15 +38,16 @@ std::vector<std::string> Utf8Arguments(int argc, char** argv) {
 
 // The serving threads inherit this mask, so the signals reach only the sigwait, and the service
 // stops cleanly on the main thread.
-void CatchStopRequests() {
-    const sigset_t signals = StopSignals();
+void CatchRequests() {
+    const sigset_t signals = RequestSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
-void WaitForStopRequest() {
-    const sigset_t signals = StopSignals();
+Request WaitForRequest() {
+    const sigset_t signals = RequestSignals();
     int signal = 0;
     sigwait(&signals, &signal);
+    return signal == SIGHUP ? Request::ReloadCatalog : Request::Stop;
 }
 
 }  // namespace serviceport

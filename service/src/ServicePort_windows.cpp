@@ -1,6 +1,5 @@
-// ServicePort_windows.cpp: the process's handles from the system's handle table, an idle
-// connection ended by closing its socket, and Ctrl+C and its kin taken by a console control
-// handler.
+// ServicePort_windows.cpp: the listening socket kept to this service, the wide command line, and
+// Ctrl+C and its kin taken by a console control handler.
 #include "ServicePort.h"
 
 // Without the older winsock.h, which windows.h would bring ahead of winsock2.h.
@@ -12,36 +11,9 @@
 #include <shellapi.h>
 #include <winsock2.h>
 
-// ntdll's own entry, with the information class as the plain number that it is: winternl.h's
-// enumeration stops short of the class used here.
-extern "C" LONG NTAPI NtQuerySystemInformation(ULONG informationClass, PVOID information,
-                                               ULONG length, PULONG returnedLength);
-
 namespace serviceport {
 
 namespace {
-
-// The system's table of every process's handles (NtQuerySystemInformation's class 64), the one
-// list of a process's own handles that both Windows and wine give.
-constexpr ULONG kExtendedHandleInformation = 64;
-constexpr LONG kLengthMismatch = static_cast<LONG>(0xC0000004);
-
-struct HandleEntry {
-    PVOID object;
-    ULONG_PTR processId;
-    ULONG_PTR handle;
-    ULONG grantedAccess;
-    USHORT creatorBackTraceIndex;
-    USHORT objectTypeIndex;
-    ULONG attributes;
-    ULONG reserved;
-};
-
-// The table's head; its entries follow it.
-struct HandleTableHead {
-    ULONG_PTR count;
-    ULONG_PTR reserved;
-};
 
 std::string Utf8(const wchar_t* text) {
     const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
@@ -74,37 +46,6 @@ BOOL WINAPI OnConsoleControl(DWORD event) {
 
 }  // namespace
 
-std::vector<Socket> OwnHandles() {
-    std::vector<Socket> handles;
-    std::vector<unsigned char> buffer(1 << 20);
-    LONG status = 0;
-    while ((status = NtQuerySystemInformation(kExtendedHandleInformation, buffer.data(),
-                                              static_cast<ULONG>(buffer.size()), nullptr)) ==
-           kLengthMismatch) {
-        buffer.resize(buffer.size() * 2);
-    }
-    if (status < 0) {  // a failure status
-        return handles;
-    }
-    const auto* head = reinterpret_cast<const HandleTableHead*>(buffer.data());
-    const auto* entries =
-        reinterpret_cast<const HandleEntry*>(buffer.data() + sizeof(HandleTableHead));
-    const ULONG_PTR self = GetCurrentProcessId();
-    for (ULONG_PTR i = 0; i < head->count; ++i) {
-        if (entries[i].processId == self) {
-            handles.push_back(entries[i].handle);
-        }
-    }
-    return handles;
-}
-
-// Winsock's select() does not see a shut reading side, but it ends at once when the socket is
-// closed. httplib's worker then closes the same value again, which is harmless unless a new socket
-// took that value in between: only a Stop calls this, and a stopping service opens none.
-void EndIdleConnection(Socket socket) { closesocket(socket); }
-
-void CloseSocket(Socket socket) { closesocket(socket); }
-
 // Windows' SO_REUSEADDR would let a second service take the port from the first.
 void KeepAddressToOneService(Socket socket) {
     const BOOL on = TRUE;
@@ -127,11 +68,13 @@ std::vector<std::string> Utf8Arguments(int, char**) {
     return arguments;
 }
 
-void CatchStopRequests() { SetConsoleCtrlHandler(OnConsoleControl, TRUE); }
+// A changed catalog file is taken by the service's own watch; there is no signal for it.
+void CatchRequests() { SetConsoleCtrlHandler(OnConsoleControl, TRUE); }
 
-void WaitForStopRequest() {
+Request WaitForRequest() {
     std::unique_lock<std::mutex> lock(stopMutex);
     stopChanged.wait(lock, [] { return stopRequested; });
+    return Request::Stop;
 }
 
 }  // namespace serviceport

@@ -3,6 +3,7 @@
 #include "ServiceTestSupport.h"
 
 #include <csignal>
+#include <filesystem>
 #include <regex>
 
 namespace servicetest {
@@ -28,10 +29,12 @@ protected:
 };
 
 TEST_F(ServiceCommandLineTest, BadCommandLinePrintsUsageAndExits2) {
-    for (const char* arguments : {"", "--catalog x.json", "--files d", "--frobnicate",
-                                  "--catalog a --files b --listen nowhere",
-                                  "--catalog a --files b --listen 127.0.0.1:70000",
-                                  "--catalog a --files b --cert c.pem", "--catalog"}) {
+    for (const char* arguments :
+         {"", "--catalog x.json", "--files d", "--frobnicate",
+          "--catalog a --files b --listen nowhere",
+          "--catalog a --files b --listen 127.0.0.1:70000", "--catalog a --files b --cert c.pem",
+          "--catalog", "--catalog a --files b --request-timeout 0",
+          "--catalog a --files b --threads x"}) {
         std::string output;
         EXPECT_EQ(Run(arguments, &output), 2) << arguments;
         EXPECT_NE(output.find("usage: orvservice --catalog FILE --files DIR"), std::string::npos)
@@ -75,8 +78,42 @@ TEST_F(ServiceCommandLineTest, PrintsTheListeningLineServesAndStopsOnSigterm) {
         Curl("http://127.0.0.1:" + port + "/check?id=D01&version=1.0&format=json");
     ASSERT_EQ(result.exitCode, 0) << result.output;
     EXPECT_EQ(ParseJson(result.body)["url"], "http://127.0.0.1:" + port + "/files/D01.zip");
-    EXPECT_EQ(command.ReadLine(), "GET /check?id=D01&version=1.0&format=json 200");
+    // The access log's line, in the Combined Log Format.
+    const std::string logged = command.ReadLine();
+    EXPECT_TRUE(std::regex_match(
+        logged, std::regex(R"(127\.0\.0\.1 - - \[\d\d/\w\w\w/\d{4}:\d\d:\d\d:\d\d \+0000\] )"
+                           R"("GET /check\?id=D01&version=1\.0&format=json HTTP/1\.1" 200 \d+ "-" )"
+                           R"("curl/[^"]*")")))
+        << logged;
 
+    command.Signal(SIGTERM);
+    EXPECT_EQ(command.Wait(), 0);
+}
+
+TEST_F(ServiceCommandLineTest, SighupTakesTheCatalogAgain) {
+    ASSERT_TRUE(testfiles::WriteFileBytes(folder.At("catalog.json"), kGoodCatalog));
+    BackgroundCommand command(std::string(ORVSERVICE) + " " + Arguments());
+    const std::string line = command.ReadLine();
+    const std::string prefix = "orvservice listening on ";
+    ASSERT_EQ(line.rfind(prefix, 0), 0u) << line;
+    const std::string check = line.substr(prefix.size()) + "/check?id=D01&version=1.0&format=json";
+    EXPECT_EQ(ParseJson(Curl(check).body)["version"], "2.0");
+
+    // The same size and time, so that only the signal can tell the service of the change.
+    const auto path = testfiles::PathOf(folder.At("catalog.json"));
+    const auto time = std::filesystem::last_write_time(path);
+    std::string changed = kGoodCatalog;
+    changed.replace(changed.find(R"("latest": "2.0")"), 15, R"("latest": "1.0")");
+    ASSERT_TRUE(testfiles::WriteFileBytes(folder.At("catalog.json"), changed));
+    std::filesystem::last_write_time(path, time);
+    command.Signal(SIGHUP);
+
+    // Asked until the signal has been acted on; the limit only turns a hang into a failure.
+    std::string latest;
+    for (int round = 0; round < 2000 && latest != "1.0"; ++round) {
+        latest = ParseJson(Curl(check).body)["version"].asString();
+    }
+    EXPECT_EQ(latest, "1.0");
     command.Signal(SIGTERM);
     EXPECT_EQ(command.Wait(), 0);
 }

@@ -130,7 +130,7 @@ TEST_F(ServiceConnectionTest, StopRightAfterStartAndStopTwiceAreSafe) {
 TEST_F(ServiceConnectionTest, StopDoesNotWaitForAnIdleKeepAliveConnection) {
     // An idle connection would keep the service an hour: a Stop that waited for it would hang.
     orvservice::ServiceOptions options;
-    options.keepAliveSeconds = 3600;
+    options.requestTimeoutSeconds = 3600;
     StartService(DefaultCatalog(), options);
     httplib::Client client("127.0.0.1", service->Port());
     client.set_keep_alive(true);

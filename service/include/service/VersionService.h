@@ -7,6 +7,7 @@
 //                                            Content-Disposition: attachment; filename*=UTF-8''NAME
 //
 //   GET /bytes?size=N                        N bytes of "0123456789" repeated, for client tests
+//   GET /healthz                             "ok", for load balancers and monitors
 //
 // The catalog (JSON) names the objects; see README for its form and the faults it may ask for.
 // A request may ask for a fault itself with the query key "fault_NAME" (the same names), which
@@ -38,12 +39,25 @@ struct ServiceOptions {
     // HTTPS when both are given (PEM files).
     std::filesystem::path certificate;
     std::filesystem::path privateKey;
-    // One line per request on standard output: method, target, status.
+    // The access log in the Combined Log Format: on standard output with `log`, and to the file
+    // `accessLog` when one is named (appended to).
     bool log = false;
-    // How long an idle keep-alive connection is kept open for its next request.
-    int keepAliveSeconds = 5;
-    // How the fault "delay_ms" waits; empty: the serving thread sleeps that long. A test may pass
-    // a clock of its own, so that a delay is counted rather than waited out.
+    std::filesystem::path accessLog;
+    // A connection is closed when no whole request comes this long after it opened or after its
+    // last answer: idle keep-alive connections and too slow clients alike.
+    int requestTimeoutSeconds = 5;
+    // The serving threads; 0: one per processor.
+    unsigned threads = 0;
+    // Where the download addresses point: the service's own /files/ when empty, else this base
+    // (a static file host serving the same files folder), followed by "/" and the file's name.
+    std::string filesUrl;
+    // Whether Requests() keeps every request; a long-running service keeps none.
+    bool recordRequests = true;
+    // Takes a changed catalog file, checked for its modification time and size this often; 0:
+    // only on ReloadCatalog.
+    int watchCatalogMilliseconds = 0;
+    // How the fault "delay_ms" waits; empty: a timer of the service, without holding a thread. A
+    // test may pass a clock of its own, so that a delay is counted rather than waited out.
     std::function<void(std::chrono::milliseconds)> delay;
 };
 
@@ -71,6 +85,11 @@ public:
     void Stop();
     // Serves on the calling thread until Stop is called from elsewhere.
     void Run();
+
+    // Reads the catalog file again and serves it from the next request on; a catalog that
+    // cannot be read leaves the one in service, and the error (ServiceError) says why. Both are
+    // written to standard error as well.
+    void ReloadCatalog();
 
     uint16_t Port() const;
     // "http://127.0.0.1:PORT" (https for a secure service).
