@@ -61,9 +61,9 @@ def table(figures):
     for c in CONNECTIONS:
         run = lambda f, c=c: f["keep_alive"][str(c)]
         row(f"{c:,} keep-alive: requests/s", lambda f: run(f)["requests_per_s"])
-        row(f"{c:,} keep-alive: p99 ms", lambda f: run(f)["p99_ms"])
+        row(f"{c:,} keep-alive: p99 ms (answered < 2 s)", lambda f: run(f)["p99_ms"])
         row(f"{c:,} keep-alive: errors c/r/w/timeout", lambda f: errors(run(f)), False)
-        row(f"{c:,} keep-alive: status >= 400", lambda f: run(f)["non_2xx"], False)
+        row(f"{c:,} keep-alive: non-2xx answers", lambda f: run(f)["non_2xx"], False)
     row("slow+idle: good check, worst ms", lambda f: good(f["slow_idle"]))
     row("slow+idle: held at the samples (min)", lambda f: f["slow_idle"]["held_at_samples_min"],
         False)
@@ -84,7 +84,9 @@ def goals(figures):
         found += [
             (f"{c:,} keep-alive connections: at least 0.7 x nginx's requests/s",
              run["requests_per_s"] >= 0.7 * peer["requests_per_s"]),
-            (f"{c:,} keep-alive connections: p99 at most 10 ms", run["p99_ms"] <= 10),
+            # wrk leaves the requests past its 2 s timeout out of its percentiles.
+            (f"{c:,} keep-alive connections: p99 at most 10 ms (and no timeout)",
+             run["p99_ms"] <= 10 and run["timeouts"] == 0),
             (f"{c:,} keep-alive connections: no socket error, timeout or error status",
              sum(run[k] for k in ("connect_errors", "read_errors", "write_errors", "timeouts",
                                   "non_2xx")) == 0),

@@ -44,7 +44,12 @@ work=$(mktemp -d)
 chmod 755 "$work" # nginx's workers may run as nobody
 servers=()
 client=
-alive() { [[ -e /proc/$1 ]] && [[ $(sed 's/.*) //' "/proc/$1/stat" | cut -d' ' -f1) != Z ]]; }
+# Running, and not a zombie waiting for us.
+alive() {
+    local state
+    state=$(sed 's/.*) //' "/proc/$1/stat" 2>/dev/null | cut -d' ' -f1)
+    [[ -n $state && $state != Z ]]
+}
 # TERM, and KILL (with its children: nginx's workers) if it is still there after 5 s.
 stop() {
     local pid=$1
@@ -109,7 +114,7 @@ fi
 nginx=$!
 servers+=("$nginx")
 nginx_url=http://127.0.0.1:$port
-for _ in $(seq 50); do curl -s -o /dev/null "$nginx_url/" && break; sleep 0.1; done
+for _ in $(seq 50); do curl -s -o /dev/null "$nginx_url/check" && break; sleep 0.1; done
 alive "$nginx" || { echo "run-load.sh: nginx did not start:" >&2; cat "$work/nginx/error.log" >&2; exit 1; }
 python3 "$here/nginx-twin.py" verify "$orv_url" "$nginx_url" "$objects"
 

@@ -35,6 +35,8 @@ function request()
     return r
 end
 
+-- wrk's status errors are answers of 400 or above: here the non-2xx ones, as neither server
+-- redirects. Its percentiles leave out the requests past its timeout, which it counts instead.
 function done(summary, latency, _)
     local e = summary.errors
     io.write(string.format(
