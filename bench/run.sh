@@ -20,3 +20,4 @@ bench/zip/run-extract.sh
 bench/emulator/run-write.sh
 bench/net/run-http.sh
 bench/monitor/run-scan.sh
+bench/service/run-load.sh

@@ -8,7 +8,8 @@
 #        names /usr/bin/fluid, so fluid belongs here although nothing runs it.
 # test:  what the tests build with and run. clang-format is pinned to major version 14, the one
 #        Debian 12 ships, so that the format check gives the same answer on every machine.
-# bench: what the benchmarks build with and measure against.
+# bench: what the benchmarks build with and measure against (nginx-light and wrk: the version
+#        service's load benchmark).
 # windows: what scripts/build-windows.sh cross-builds and the Windows tests run with: mingw-w64
 #        with posix threads, its zlib, dpkg-dev to unpack Debian's source packages, and wine.
 build_packages=(
@@ -22,7 +23,7 @@ test_packages=(
     zip unzip p7zip-full xvfb xauth
 )
 bench_packages=(
-    libbenchmark-dev python3 curl zip unzip p7zip-full time
+    libbenchmark-dev python3 curl zip unzip p7zip-full time nginx-light wrk
 )
 
 windows_packages=(
