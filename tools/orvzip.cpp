@@ -347,11 +347,12 @@ fs::path AbsoluteOf(const fs::path& given, const std::string& argument) {
     return path;
 }
 
-// The files below `folder`, stored under its name and their paths below it, in order of their
-// member paths. A folder with nothing in it is named on standard error: archives hold no
-// folders of their own. A link to a folder is refused rather than followed, as it may lead back
-// up the tree; anything that is neither a file nor a folder is refused.
-void CollectFolder(const fs::path& folder, std::vector<Input>& inputs) {
+// The files below `folder` (an absolute path, `given` as the command line gave it), stored under
+// its name and their paths below it, in order of their member paths. A folder with nothing in it
+// is named on standard error: archives hold no folders of their own. A link to a folder is
+// refused rather than followed, as it may lead back up the tree; anything that is neither a file
+// nor a folder is refused.
+void CollectFolder(const fs::path& folder, const fs::path& given, std::vector<Input>& inputs) {
     const fs::path name = folder.filename();
     std::vector<Input> found;
     std::error_code error;
@@ -361,8 +362,9 @@ void CollectFolder(const fs::path& folder, std::vector<Input>& inputs) {
     auto walk = fs::recursive_directory_iterator(folder, error);
     for (; !error && walk != fs::end(walk); walk.increment(error)) {
         const fs::directory_entry& entry = *walk;
-        const std::string shown = TextOf(entry.path());
-        const fs::path relative = name / entry.path().lexically_relative(folder);
+        const fs::path below = entry.path().lexically_relative(folder);
+        const std::string shown = TextOf(given / below);
+        const fs::path relative = name / below;
         std::error_code ignored;
         const bool link = entry.is_symlink(ignored);
         const fs::file_status status = entry.status(error);
@@ -386,7 +388,7 @@ void CollectFolder(const fs::path& folder, std::vector<Input>& inputs) {
         }
     }
     if (error) {
-        throw std::runtime_error(TextOf(folder) + ": cannot be read: " + error.message());
+        throw std::runtime_error(TextOf(given) + ": cannot be read: " + error.message());
     }
     std::sort(found.begin(), found.end(),
               [](const Input& a, const Input& b) { return a.member < b.member; });
@@ -406,7 +408,7 @@ void Collect(const std::string& argument, std::vector<Input>& inputs) {
     }
     const fs::path path = AbsoluteOf(given, argument);
     if (fs::is_directory(status)) {
-        CollectFolder(path, inputs);
+        CollectFolder(path, given, inputs);
     } else if (fs::is_regular_file(status)) {
         inputs.push_back({WideOf(path.filename()), WideOf(path), argument});
     } else {
