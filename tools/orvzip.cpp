@@ -1,9 +1,10 @@
-// orvzip.cpp: lists, tests and extracts ZIP archives with the add-on's own ZIP library, so that
-// its reading can be compared with other tools on real archives.
+// orvzip.cpp: lists, tests, extracts and makes ZIP archives with the add-on's own ZIP library, so
+// that its reading and writing can be compared with other tools on real archives.
 //
 //   orvzip list ARCHIVE
 //   orvzip test ARCHIVE [--password P]
 //   orvzip extract ARCHIVE DIR [--password P] [--clean]
+//   orvzip create ARCHIVE [--password P | --no-encryption] PATH...
 //
 // Exit status: 0 success (and --help), 1 failure (the message on standard error), 2 usage error.
 #include "common/CUtils.h"
@@ -15,22 +16,30 @@
 #include "zip/ZipFile.h"
 #include "zip/ZipMemberStreams.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <optional>
 #include <random>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr char kUsage[] =
-    "usage: orvzip list ARCHIVE | test ARCHIVE [--password P] | extract ARCHIVE DIR [--password P] "
-    "[--clean]\n"
+    "usage: orvzip list ARCHIVE\n"
+    "       orvzip test ARCHIVE [--password P]\n"
+    "       orvzip extract ARCHIVE DIR [--password P] [--clean]\n"
+    "       orvzip create ARCHIVE [--password P | --no-encryption] PATH...\n"
     "  list     one line per member: method (stored, deflate, or mN for another method number,\n"
     "           taken from the local header; the method inside an AES member; dir for a\n"
     "           directory), encryption (none, pkware, aes128, aes192, aes256, strong), size,\n"
@@ -39,7 +48,12 @@ constexpr char kUsage[] =
     "           CRC with the directory; one line per member, OK or the error\n"
     "  extract  extracts the file members into DIR (emptied first with --clean); members whose\n"
     "           path leads outside DIR are refused\n"
-    "  Without --password, encrypted members are read with the library's built-in password.\n"
+    "  create   makes ARCHIVE, which must not exist yet, of each file PATH under its name and of\n"
+    "           each folder PATH with every file below it under the folder's name; each member\n"
+    "           deflated and encrypted with AES-256, or not encrypted with --no-encryption;\n"
+    "           empty folders are not stored\n"
+    "  Without --password, encrypted members are read and made with the library's built-in\n"
+    "  password.\n"
     "  Exit status: 0 success, 1 failure, 2 usage error.\n";
 
 class UsageError : public std::exception {};
@@ -49,6 +63,7 @@ struct Arguments {
     std::vector<std::string> positional;
     std::optional<std::string> password;
     bool clean = false;
+    bool noEncryption = false;
 };
 
 Arguments Parse(int argc, char** argv) {
@@ -64,21 +79,27 @@ Arguments Parse(int argc, char** argv) {
             arguments.positional.push_back(argument);
         } else if (argument == "--") {
             optionsEnded = true;
-        } else if (argument == "--password" && arguments.command != "list") {
+        } else if (argument == "--password" && arguments.command != "list" &&
+                   !arguments.noEncryption) {
             if (i + 1 >= argc || arguments.password) {
                 throw UsageError();
             }
             arguments.password = argv[++i];
         } else if (argument == "--clean" && arguments.command == "extract" && !arguments.clean) {
             arguments.clean = true;
+        } else if (argument == "--no-encryption" && arguments.command == "create" &&
+                   !arguments.noEncryption && !arguments.password) {
+            arguments.noEncryption = true;
         } else {
             throw UsageError();
         }
     }
-    const size_t wanted = arguments.command == "extract" ? 2 : 1;
-    const bool known = arguments.command == "list" || arguments.command == "test" ||
-                       arguments.command == "extract";
-    if (!known || arguments.positional.size() != wanted) {
+    const size_t count = arguments.positional.size();
+    const bool fits = arguments.command == "list" || arguments.command == "test" ? count == 1
+                      : arguments.command == "extract"                           ? count == 2
+                      : arguments.command == "create"                            ? count >= 2
+                                                                                 : false;
+    if (!fits) {
         throw UsageError();
     }
     return arguments;
@@ -274,11 +295,273 @@ int Extract(ZipFile& zip, const std::string& directory, bool clean) {
     return 0;
 }
 
+// ---- create ----
+
+// One file to store: the member's path ("/" between folders), the file's path, and the file as
+// the messages name it.
+struct Input {
+    WString member;
+    WString source;
+    std::string shown;
+};
+
+// A path as messages show it: UTF-8, "/" between its steps.
+std::string TextOf(const fs::path& path) {
+    const std::u8string text = path.generic_u8string();
+    return std::string(text.begin(), text.end());
+}
+
+std::string TextOf(const WString& text) { return CUtils::WstringToStringUTF8(text); }
+
+// A path from the command line; text that is not UTF-8 would name another file and is refused.
+fs::path PathOfArgument(const std::string& argument) {
+    const WString wide = CUtils::StringUTF8ToWstring(argument);
+    if (CUtils::WstringToStringUTF8(wide) != argument) {
+        throw std::runtime_error(argument + ": not UTF-8 text");
+    }
+    return CUtils::ToFileSystemPath(wide);
+}
+
+// A path found in the file system as wide text, "/" between its steps; a Linux name that is not
+// UTF-8 has none and is refused.
+WString WideOf(const fs::path& path) {
+    try {
+        return path.generic_u16string();
+    } catch (const std::exception&) {
+        throw std::runtime_error(TextOf(path) + ": the name is not UTF-8 text");
+    }
+}
+
+// The absolute form of a path given on the command line, without a trailing separator, so that
+// "." and "folder/" are named by the folder itself. Its last step is the name stored under; a
+// root has none and is refused.
+fs::path AbsoluteOf(const fs::path& given, const std::string& argument) {
+    std::error_code error;
+    fs::path path = fs::absolute(given, error).lexically_normal();
+    if (!path.has_filename()) {
+        path = path.parent_path();
+    }
+    if (error || !path.has_filename()) {
+        throw std::runtime_error(argument + ": has no name to store it under");
+    }
+    return path;
+}
+
+// The files below `folder` (an absolute path, `given` as the command line gave it), stored under
+// its name and their paths below it, in order of their member paths. A folder with nothing in it
+// is named on standard error: archives hold no folders of their own. A link to a folder is
+// refused rather than followed, as it may lead back up the tree; anything that is neither a file
+// nor a folder is refused.
+void CollectFolder(const fs::path& folder, const fs::path& given, std::vector<Input>& inputs) {
+    const fs::path name = folder.filename();
+    std::vector<Input> found;
+    std::error_code error;
+    if (fs::is_empty(folder, error) && !error) {
+        std::fprintf(stderr, "orvzip: empty folder not stored: %s/\n", TextOf(name).c_str());
+    }
+    auto walk = fs::recursive_directory_iterator(folder, error);
+    for (; !error && walk != fs::end(walk); walk.increment(error)) {
+        const fs::directory_entry& entry = *walk;
+        const fs::path below = entry.path().lexically_relative(folder);
+        const std::string shown = TextOf(given / below);
+        const fs::path relative = name / below;
+        std::error_code ignored;
+        const bool link = entry.is_symlink(ignored);
+        const fs::file_status status = entry.status(error);
+        if (link && fs::is_directory(status)) {
+            throw std::runtime_error(shown + ": a link to a folder, which is not followed");
+        }
+        if (fs::is_directory(status)) {
+            if (fs::is_empty(entry.path(), error) && !error) {
+                std::fprintf(stderr, "orvzip: empty folder not stored: %s/\n",
+                             TextOf(relative).c_str());
+            }
+        } else if (fs::is_regular_file(status)) {
+            found.push_back({WideOf(relative), WideOf(entry.path()), shown});
+        } else if (status.type() == fs::file_type::not_found) {
+            throw std::runtime_error(shown + (link ? ": a link to nothing" : ": no longer there"));
+        } else if (!error) {
+            throw std::runtime_error(shown + ": neither a file nor a folder");
+        }
+        if (error) {
+            throw std::runtime_error(shown + ": " + error.message());
+        }
+    }
+    if (error) {
+        throw std::runtime_error(TextOf(given) + ": cannot be read: " + error.message());
+    }
+    std::sort(found.begin(), found.end(),
+              [](const Input& a, const Input& b) { return a.member < b.member; });
+    inputs.insert(inputs.end(), found.begin(), found.end());
+}
+
+// What one PATH argument adds: a file under its own name, or a folder's files.
+void Collect(const std::string& argument, std::vector<Input>& inputs) {
+    const fs::path given = PathOfArgument(argument);
+    std::error_code error;
+    const fs::file_status status = fs::status(given, error);
+    if (status.type() == fs::file_type::not_found) {
+        throw std::runtime_error(argument + ": no such file or folder");
+    }
+    if (error) {
+        throw std::runtime_error(argument + ": " + error.message());
+    }
+    const fs::path path = AbsoluteOf(given, argument);
+    if (fs::is_directory(status)) {
+        CollectFolder(path, given, inputs);
+    } else if (fs::is_regular_file(status)) {
+        inputs.push_back({WideOf(path.filename()), WideOf(path), argument});
+    } else {
+        throw std::runtime_error(argument + ": neither a file nor a folder");
+    }
+}
+
+// Two inputs with one member path, or a file whose member path another member needs as its
+// folder, would be one file when extracted (and the library keeps one of two members with the
+// same path): refused before anything is written.
+void RefuseClashes(const std::vector<Input>& inputs) {
+    std::map<WString, const Input*> files;
+    std::map<WString, const Input*> folders;  // each folder step, by the first file below it
+    for (const Input& input : inputs) {
+        const auto [before, added] = files.emplace(input.member, &input);
+        if (!added) {
+            throw std::runtime_error(before->second->shown + " and " + input.shown +
+                                     " would both be stored as " + TextOf(input.member));
+        }
+        for (size_t slash = input.member.find(u'/'); slash != WString::npos;
+             slash = input.member.find(u'/', slash + 1)) {
+            folders.emplace(input.member.substr(0, slash), &input);
+        }
+    }
+    for (const auto& [folder, below] : folders) {
+        const auto file = files.find(folder);
+        if (file != files.end()) {
+            throw std::runtime_error(file->second->shown + " would be stored as " + TextOf(folder) +
+                                     ", which " + below->shown + " needs as its folder");
+        }
+    }
+}
+
+// The archive's path, once nothing stands there and the folder it goes into exists: create
+// never replaces a file and never makes a folder.
+WString ArchiveTarget(const std::string& argument) {
+    const fs::path archive = PathOfArgument(argument);
+    std::error_code error;
+    if (fs::exists(fs::symlink_status(archive, error))) {
+        throw std::runtime_error(argument + ": already exists; create never replaces a file");
+    }
+    if (!archive.has_filename()) {
+        throw std::runtime_error(argument + ": names a folder, not an archive file");
+    }
+    const fs::path folder = fs::absolute(archive, error).parent_path();
+    if (error || !fs::is_directory(folder, error)) {
+        throw std::runtime_error(argument + ": no folder " + TextOf(folder) + " to write into");
+    }
+    return CUtils::StringUTF8ToWstring(argument);
+}
+
+// A new file beside the archive, under a name no file had, that the library writes the archive
+// into: the archive's own path stays free until the archive is whole. The library makes its file
+// at once and saves what was added even after a failure, so it never works on the archive's
+// path itself. Taken away, with the library's own temporary file, unless put in place.
+class PartFile {
+public:
+    explicit PartFile(const WString& archive) {
+        constexpr int kAttempts = 8;
+        for (int attempt = 0; path.empty(); ++attempt) {
+            const WString candidate = archive + u"." + CUtils::RandomWstring(8, 62) + u".orvpart";
+            try {
+                FileOutputStream(candidate, FileOutputStream::kCreateNew).close();
+                path = candidate;
+            } catch (const OVException& failure) {
+                if (attempt + 1 >= kAttempts || !CUtils::FileExists(candidate)) {
+                    throw std::runtime_error(TextOf(candidate) + ": " + MessageOf(failure));
+                }
+            }
+        }
+    }
+    ~PartFile() {
+        if (!path.empty()) {
+            CUtils::DeleteFileOV(path + u".temp");
+            CUtils::DeleteFileOV(path);
+        }
+    }
+    PartFile(const PartFile&) = delete;
+    PartFile& operator=(const PartFile&) = delete;
+
+    const WString& Path() const { return path; }
+
+    // Moves the finished archive to `archive`, where nothing may stand by now either.
+    void PutInPlace(const WString& archive) {
+        if (CUtils::FileExists(archive)) {
+            throw std::runtime_error(TextOf(archive) +
+                                     ": appeared while the archive was made; left as it is");
+        }
+        if (!CUtils::RenameFileOV(path, archive, false)) {
+            throw std::runtime_error(TextOf(archive) + ": the archive could not be put in place");
+        }
+        path.clear();
+    }
+
+private:
+    WString path;
+};
+
+// Adds every input to a new archive at `path` and saves it.
+void WriteArchive(const WString& path, const std::vector<Input>& inputs,
+                  MZipDataSecurityProvider* provider, int32_t kind) {
+    ZipFile zip(path, provider, true, false, false);
+    for (const Input& input : inputs) {
+        std::unique_ptr<FileInputStream> content;
+        try {
+            content = std::make_unique<FileInputStream>(input.source);
+        } catch (const std::exception& failure) {
+            throw std::runtime_error(input.shown + ": cannot be read: " + MessageOf(failure));
+        }
+        try {
+            zip.addFile(input.member, *content, kind);
+        } catch (const std::exception& failure) {
+            throw std::runtime_error(input.shown + ": cannot be stored as " + TextOf(input.member) +
+                                     ": " + MessageOf(failure));
+        }
+    }
+    if (zip.close() != 0) {
+        throw std::runtime_error(TextOf(path) + ": the archive could not be written");
+    }
+}
+
+int Create(const Arguments& arguments, MZipDataSecurityProvider* provider) {
+    if (arguments.password && arguments.password->empty()) {
+        throw std::runtime_error("an empty password encrypts nothing; --no-encryption stores "
+                                 "members unencrypted");
+    }
+    std::vector<Input> inputs;
+    for (size_t i = 1; i < arguments.positional.size(); ++i) {
+        Collect(arguments.positional[i], inputs);
+    }
+    if (inputs.empty()) {
+        throw std::runtime_error("no file to store: the folders given hold none");
+    }
+    RefuseClashes(inputs);
+    const WString archive = ArchiveTarget(arguments.positional[0]);
+    PartFile part(archive);
+    WriteArchive(part.Path(), inputs, provider,
+                 arguments.noEncryption ? kZipNotEncrypted : kZipAes256);
+    part.PutInPlace(archive);
+    for (const Input& input : inputs) {
+        std::printf("added   %s\n", TextOf(input.member).c_str());
+    }
+    return 0;
+}
+
 int Run(const Arguments& arguments) {
     std::unique_ptr<FixedPasswordProvider> provider;
     if (arguments.password) {
         provider = std::make_unique<FixedPasswordProvider>(
             CUtils::StringUTF8ToWstring(*arguments.password));
+    }
+    if (arguments.command == "create") {
+        return Create(arguments, provider.get());
     }
     const std::string& archive = arguments.positional[0];
     std::unique_ptr<ZipFile> zip;
