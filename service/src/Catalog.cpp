@@ -3,6 +3,7 @@
 #include "Catalog.h"
 
 #include "PathText.h"
+#include "service/Answering.h"
 #include "service/VersionService.h"
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <json/json.h>
 #include <set>
 #include <sstream>
+#include <utility>
 
 namespace orvservice {
 
@@ -18,7 +20,7 @@ namespace {
 // Throws ServiceError for the catalog; `where` names the object.
 class Complaint {
 public:
-    explicit Complaint(const std::filesystem::path& catalog) : catalog(Utf8OfPath(catalog)) {}
+    explicit Complaint(std::string catalog) : catalog(std::move(catalog)) {}
 
     [[noreturn]] void operator()(const std::string& where, const std::string& what) const {
         throw ServiceError("catalog " + catalog + ": " + (where.empty() ? "" : where + ": ") +
@@ -83,8 +85,8 @@ Faults ReadFaults(const Json::Value& value, const std::string& where, const Comp
     return faults;
 }
 
-CatalogObject ReadObject(const Json::Value& value, std::size_t position,
-                         const std::filesystem::path& files, const Complaint& complain) {
+CatalogObject ReadObject(const Json::Value& value, std::size_t position, const CatalogFiles& files,
+                         const Complaint& complain) {
     std::string where = "object " + std::to_string(position);
     if (!value.isObject()) {
         complain(where, "is not a JSON object");
@@ -130,10 +132,8 @@ CatalogObject ReadObject(const Json::Value& value, std::size_t position,
         if (!IsPlainFileName(object.file)) {
             complain(where, "\"file\" \"" + object.file + "\" is not a plain file name");
         }
-        std::error_code error;
-        if (!std::filesystem::is_regular_file(files / PathOfUtf8(object.file), error)) {
-            complain(where,
-                     "\"file\" \"" + object.file + "\" is not a file in " + Utf8OfPath(files));
+        if (!files.isFile(object.file)) {
+            complain(where, "\"file\" \"" + object.file + "\" is not a file in " + files.folder);
         }
     }
     if (value.isMember("faults")) {
@@ -171,26 +171,34 @@ const CatalogObject* Catalog::FindByFile(const std::string& name) const {
     return nullptr;
 }
 
-Catalog ReadCatalog(const std::filesystem::path& path, const std::filesystem::path& files) {
-    const Complaint complain(path);
+std::shared_ptr<const Catalog> ReadCatalog(const std::filesystem::path& path,
+                                           const std::filesystem::path& files) {
+    const std::string name = Utf8OfPath(path);
     std::error_code error;
     if (!std::filesystem::is_directory(files, error)) {
         throw ServiceError("files folder " + Utf8OfPath(files) + " is not a folder");
     }
     std::ifstream stream(path, std::ios::binary);
     if (!stream) {
+        const Complaint complain(name);
         complain("", "cannot be read");
     }
     std::ostringstream text;
     text << stream.rdbuf();
+    const CatalogFiles folder{Utf8OfPath(files),
+                              [&files](const std::string& file) { return IsFileIn(files, file); }};
+    return ReadCatalogText(text.str(), name, folder);
+}
 
+std::shared_ptr<const Catalog> ReadCatalogText(std::string_view text, const std::string& name,
+                                               const CatalogFiles& files) {
+    const Complaint complain(name);
     Json::CharReaderBuilder builder;
     builder["collectComments"] = false;
     Json::Value root;
     std::string errors;
-    const std::string bytes = text.str();
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    if (!reader->parse(bytes.data(), bytes.data() + bytes.size(), &root, &errors)) {
+    if (!reader->parse(text.data(), text.data() + text.size(), &root, &errors)) {
         // JsonCpp's text spans lines; one line reads better after the catalog's name.
         std::string oneLine;
         for (const char c : errors) {
@@ -219,7 +227,7 @@ Catalog ReadCatalog(const std::filesystem::path& path, const std::filesystem::pa
         }
         catalog.objects.emplace(object.id, std::move(object));
     }
-    return catalog;
+    return std::make_shared<const Catalog>(std::move(catalog));
 }
 
 }  // namespace orvservice

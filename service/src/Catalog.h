@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -30,7 +31,9 @@ struct Catalog {
 };
 
 // Reads `path`; each "file" must be a plain name of a regular file in `files`. Throws ServiceError
-// naming the catalog and the object at fault.
-Catalog ReadCatalog(const std::filesystem::path& path, const std::filesystem::path& files);
+// naming the catalog and the object at fault. ReadCatalogText (service/Answering.h) reads the
+// catalog's text.
+std::shared_ptr<const Catalog> ReadCatalog(const std::filesystem::path& path,
+                                           const std::filesystem::path& files);
 
 }  // namespace orvservice

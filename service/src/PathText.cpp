@@ -21,4 +21,9 @@ bool IsPlainFileName(const std::string& name) {
     return path == path.filename();
 }
 
+bool IsFileIn(const std::filesystem::path& folder, const std::string& name) {
+    std::error_code error;
+    return std::filesystem::is_regular_file(folder / PathOfUtf8(name), error);
+}
+
 }  // namespace orvservice

@@ -13,5 +13,7 @@ std::string Utf8OfPath(const std::filesystem::path& path);
 // Whether `name` stands for one entry directly in a folder, on either platform: no separator,
 // not "." or "..", and nothing that the system reads as a drive ("C:x" on Windows).
 bool IsPlainFileName(const std::string& name);
+// Whether the plain name `name` is a regular file in `folder`.
+bool IsFileIn(const std::filesystem::path& folder, const std::string& name);
 
 }  // namespace orvservice
