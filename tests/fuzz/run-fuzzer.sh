@@ -4,11 +4,12 @@
 #
 #   tests/fuzz/run-fuzzer.sh [SECONDS] [extra libFuzzer options...]     (default 600 s)
 #
-# ORV_FUZZ_TARGET picks the target: zip (the default) or net.
+# ORV_FUZZ_TARGET picks the target: zip (the default), net, catalog (the service's catalog reader)
+# or service_query (the service's answer to a request target).
 #
-# New interesting inputs go to build/fuzz/corpus (corpus-net for net; the committed corpus is
-# only read). Findings are left as build/fuzz/findings/crash-*, leak-*, timeout-*, oom-*; the
-# script exits non-zero when there is one. Replay one with:
+# New interesting inputs go to build/fuzz/corpus (corpus-TARGET for the others; the committed
+# corpus is only read). Findings are left as build/fuzz/findings/crash-*, leak-*, timeout-*,
+# oom-*; the script exits non-zero when there is one. Replay one with:
 #   build/fuzz/tests/fuzz/TARGET_fuzzer FILE
 set -euo pipefail
 cd "$(dirname "$0")/../.."
@@ -20,7 +21,14 @@ build=build/fuzz
 case $target in
 zip) options=(-dict=tests/fuzz/zip.dict -max_len=65536) corpus=$build/corpus ;;
 net) options=(-max_len=4096) corpus=$build/corpus-net ;;
-*) echo "run-fuzzer.sh: unknown ORV_FUZZ_TARGET $target (zip or net)" >&2; exit 2 ;;
+# Longer than JsonCpp's nesting limit of 1000, so that the limit is reached too.
+catalog) options=(-dict=tests/fuzz/catalog.dict -max_len=8192) corpus=$build/corpus-catalog ;;
+service_query)
+    options=(-dict=tests/fuzz/service_query.dict -max_len=1024) corpus=$build/corpus-service_query ;;
+*)
+    echo "run-fuzzer.sh: unknown ORV_FUZZ_TARGET $target (zip, net, catalog or service_query)" >&2
+    exit 2
+    ;;
 esac
 
 # clang and its runtime (libFuzzer lives in libclang-rt-14-dev).
