@@ -198,7 +198,14 @@ std::shared_ptr<const Catalog> ReadCatalogText(std::string_view text, const std:
     Json::Value root;
     std::string errors;
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    if (!reader->parse(text.data(), text.data() + text.size(), &root, &errors)) {
+    bool parsed = false;
+    try {
+        parsed = reader->parse(text.data(), text.data() + text.size(), &root, &errors);
+    } catch (const Json::Exception& error) {
+        // What JsonCpp throws rather than returns: nesting deeper than its limit.
+        errors = error.what();
+    }
+    if (!parsed) {
         // JsonCpp's text spans lines; one line reads better after the catalog's name.
         std::string oneLine;
         for (const char c : errors) {

@@ -87,6 +87,12 @@ TEST_F(ServiceCatalogTest, UnknownFaultNameIsRefused) {
               std::string::npos);
 }
 
+// JsonCpp throws rather than fails on nesting past its limit; that is no JSON for the catalog.
+TEST_F(ServiceCatalogTest, NestingPastTheParsersLimitIsRefusedAsNotJson) {
+    const std::string error = CatalogError("{\"objects\": [" + std::string(2000, '[') + "]}");
+    EXPECT_NE(error.find("is not JSON"), std::string::npos) << error;
+}
+
 TEST_F(ServiceCatalogTest, MissingCatalogOrFilesFolderIsRefused) {
     orvservice::ServiceOptions options;
     options.catalog = testfiles::PathOf(folder.At("none.json"));
