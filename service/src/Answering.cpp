@@ -9,6 +9,7 @@
 #include "PathText.h"
 #include "RequestTarget.h"
 #include "UrlText.h"
+#include "Utf8Text.h"
 
 #include <algorithm>
 #include <charconv>
@@ -26,11 +27,14 @@ constexpr const char* kBinaryType = "application/octet-stream";
 
 AnswerBody BodyOf(HttpBody body) { return AnswerBody{body.size, std::move(body.piece)}; }
 
-// `text` as a JSON string.
-std::string JsonString(const std::string& text) {
+// `text` as a JSON string. JSON is UTF-8, so a byte that is not part of a UTF-8 sequence (an id
+// from a request, a text of the catalog) becomes U+FFFD.
+std::string JsonString(std::string_view text) {
     std::string quoted = "\"";
-    for (const char c : text) {
+    for (std::size_t i = 0; i < text.size();) {
+        const char c = text[i];
         const auto byte = static_cast<unsigned char>(c);
+        const std::size_t length = Utf8Length(text.substr(i));
         if (c == '"' || c == '\\') {
             quoted += '\\';
             quoted += c;
@@ -38,9 +42,12 @@ std::string JsonString(const std::string& text) {
             char escaped[8];
             std::snprintf(escaped, sizeof escaped, "\\u%04x", byte);
             quoted += escaped;
+        } else if (length == 0) {
+            quoted += "\\ufffd";
         } else {
-            quoted += c;
+            quoted.append(text.substr(i, length));
         }
+        i += std::max<std::size_t>(length, 1);
     }
     return quoted + "\"";
 }

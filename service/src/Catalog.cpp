@@ -3,6 +3,7 @@
 #include "Catalog.h"
 
 #include "PathText.h"
+#include "Utf8Text.h"
 #include "service/Answering.h"
 #include "service/VersionService.h"
 
@@ -85,11 +86,39 @@ Faults ReadFaults(const Json::Value& value, const std::string& where, const Comp
     return faults;
 }
 
+// Whether every text in `value`, names of members included, is UTF-8.
+bool AllUtf8(const Json::Value& value) {
+    if (value.isString()) {
+        const char* begin = nullptr;
+        const char* end = nullptr;
+        value.getString(&begin, &end);
+        return IsUtf8(std::string_view(begin, static_cast<std::size_t>(end - begin)));
+    }
+    if (value.isObject()) {
+        for (auto item = value.begin(); item != value.end(); ++item) {
+            if (!IsUtf8(item.name()) || !AllUtf8(*item)) {
+                return false;
+            }
+        }
+    } else if (value.isArray()) {
+        for (const Json::Value& item : value) {
+            if (!AllUtf8(item)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
 CatalogObject ReadObject(const Json::Value& value, std::size_t position, const CatalogFiles& files,
                          const Complaint& complain) {
     std::string where = "object " + std::to_string(position);
     if (!value.isObject()) {
         complain(where, "is not a JSON object");
+    }
+    // JSON is UTF-8: a catalog saved in another encoding would give answers that are not.
+    if (!AllUtf8(value)) {
+        complain(where, "holds a text that is not UTF-8; save the catalog as UTF-8");
     }
     CatalogObject object;
     if (!value.isMember("id") || !value["id"].isString() || value["id"].asString().empty()) {

@@ -87,6 +87,19 @@ TEST_F(ServiceCatalogTest, UnknownFaultNameIsRefused) {
               std::string::npos);
 }
 
+// A catalog saved in another encoding would give answers that are not UTF-8, which JSON must be.
+TEST_F(ServiceCatalogTest, TextThatIsNotUtf8IsRefused) {
+    EXPECT_NE(CatalogError("{\"objects\": [{\"id\": \"D\xE8\", \"versions\": [\"1\"], "
+                           "\"latest\": \"1\"}]}")
+                  .find("object 1: holds a text that is not UTF-8"),
+              std::string::npos);
+    // An escaped lone surrogate is no character either.
+    EXPECT_NE(CatalogError(R"({"objects": [{"id": "A", "versions": ["1", "2\udc00"],
+                                            "latest": "1"}]})")
+                  .find("object 1: holds a text that is not UTF-8"),
+              std::string::npos);
+}
+
 // JsonCpp throws rather than fails on nesting past its limit; that is no JSON for the catalog.
 TEST_F(ServiceCatalogTest, NestingPastTheParsersLimitIsRefusedAsNotJson) {
     const std::string error = CatalogError("{\"objects\": [" + std::string(2000, '[') + "]}");

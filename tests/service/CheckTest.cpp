@@ -102,6 +102,17 @@ TEST_F(ServiceCheckTest, UnknownIdIs404WithJsonError) {
     EXPECT_NE(error["error"].asString().find("Z99"), std::string::npos) << res->body;
 }
 
+// JSON is UTF-8: the bytes of an unknown id that are not come back as U+FFFD.
+TEST_F(ServiceCheckTest, UnknownIdThatIsNotUtf8IsAnsweredInUtf8) {
+    StartService();
+    httplib::Client client("127.0.0.1", service->Port());
+    const auto res = client.Get("/check?id=D%FF%C5%99%ED%A0%80&version=1.0&format=json");
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 404);
+    EXPECT_EQ(res->body,
+              "{\"error\":\"unknown id \\\"D\\ufffd\xC5\x99\\ufffd\\ufffd\\ufffd\\\"\"}");
+}
+
 TEST_F(ServiceCheckTest, MissingIdOrVersionIs400) {
     StartService();
     httplib::Client client("127.0.0.1", service->Port());
