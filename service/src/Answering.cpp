@@ -269,8 +269,7 @@ ServiceReply ReplyTo(const ServiceRequest& request, std::shared_ptr<const Catalo
         catalogFaults = object != nullptr ? object->checkFaults : Faults{};
     } else if (isFile) {
         name = target.path.substr(std::string_view("/files/").size());
-        if (!IsPlainFileName(name) || name.find("..") != std::string::npos ||
-            !settings.isFile(name)) {
+        if (!IsPlainFileName(name) || !settings.isFile(name)) {
             return Now(TextAnswer(404, "no such file"));
         }
         object = catalog->FindByFile(name);

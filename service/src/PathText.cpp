@@ -1,6 +1,10 @@
 // PathText.cpp: the conversions through char8_t, which both platforms read as UTF-8.
 #include "PathText.h"
 
+#include "Utf8Text.h"
+
+#include <algorithm>
+
 namespace orvservice {
 
 std::filesystem::path PathOfUtf8(const std::string& text) {
@@ -13,8 +17,14 @@ std::string Utf8OfPath(const std::filesystem::path& path) {
 }
 
 bool IsPlainFileName(const std::string& name) {
-    if (name.empty() || name == "." || name == ".." ||
-        name.find_first_of(std::string("/\\\0", 3)) != std::string::npos) {
+    // No "..", even within a name: the download route refuses every such name, so a catalog
+    // must not offer one. No control character: none is a file name on Windows, and one would
+    // break a header that quotes the name. UTF-8 only: no other name has a path on Windows.
+    const bool control = std::any_of(name.begin(), name.end(), [](char c) {
+        return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
+    });
+    if (name.empty() || name == "." || name.find("..") != std::string::npos ||
+        name.find_first_of("/\\") != std::string::npos || control || !IsUtf8(name)) {
         return false;
     }
     const std::filesystem::path path = PathOfUtf8(name);

@@ -10,8 +10,9 @@ namespace orvservice {
 std::filesystem::path PathOfUtf8(const std::string& text);
 std::string Utf8OfPath(const std::filesystem::path& path);
 
-// Whether `name` stands for one entry directly in a folder, on either platform: no separator,
-// not "." or "..", and nothing that the system reads as a drive ("C:x" on Windows).
+// Whether `name` stands for one entry directly in a folder, on either platform: UTF-8 without a
+// separator, "..", or control character, and nothing that the system reads as a drive ("C:x" on
+// Windows).
 bool IsPlainFileName(const std::string& name);
 // Whether the plain name `name` is a regular file in `folder`.
 bool IsFileIn(const std::filesystem::path& folder, const std::string& name);

@@ -129,10 +129,15 @@ void CheckObject(const std::shared_ptr<const orvservice::Catalog>& catalog,
         }
     }
     if (download && !file.empty()) {
-        // The file a check answer offers can be downloaded, by the address it gives.
-        const servicefuzz::Taken taken = Answer(catalog, "/files/" + servicefuzz::EncodeAll(file));
-        if (taken.status != 200 || taken.body != "bytes of " + file) {
-            Finding(where + ": its file " + file + " is answered " + std::to_string(taken.status));
+        // The file a check answer offers can be downloaded, by the address it gives, its name
+        // in either form of Content-Disposition.
+        for (const char* query : {"", "?fault_quoted_filename=1"}) {
+            const servicefuzz::Taken taken =
+                Answer(catalog, "/files/" + servicefuzz::EncodeAll(file) + query);
+            if (taken.status != 200 || taken.body != "bytes of " + file) {
+                Finding(where + ": its file " + file + " is answered " +
+                        std::to_string(taken.status));
+            }
         }
     }
 }

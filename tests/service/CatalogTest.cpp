@@ -100,6 +100,20 @@ TEST_F(ServiceCatalogTest, TextThatIsNotUtf8IsRefused) {
               std::string::npos);
 }
 
+// The download route refuses a name with ".." in it, and a control character would break the
+// quoted Content-Disposition, so a catalog cannot offer either.
+TEST_F(ServiceCatalogTest, FileThatCannotBeDownloadedIsRefused) {
+    ASSERT_TRUE(testfiles::WriteFileBytes(folder.At("files/D01..zip"), "zip"));
+    for (const char* file : {"D01..zip", "D01\\u0009.zip", "D01\\r.zip"}) {
+        EXPECT_NE(CatalogError(std::string(R"({"objects": [{"id": "A", "versions": ["1"],
+                                               "latest": "1", "file": ")") +
+                               file + "\"}]}")
+                      .find("is not a plain file name"),
+                  std::string::npos)
+            << file;
+    }
+}
+
 // JsonCpp throws rather than fails on nesting past its limit; that is no JSON for the catalog.
 TEST_F(ServiceCatalogTest, NestingPastTheParsersLimitIsRefusedAsNotJson) {
     const std::string error = CatalogError("{\"objects\": [" + std::string(2000, '[') + "]}");
