@@ -1,6 +1,7 @@
 // Faults.cpp: parsing and merging of fault requests.
 #include "Faults.h"
 
+#include <algorithm>
 #include <charconv>
 #include <stdexcept>
 
@@ -33,6 +34,17 @@ bool ParseBool(const std::string& text) {
         return false;
     }
     throw std::invalid_argument("\"" + text + "\" is not 1, 0, true or false");
+}
+
+// A header's value: no control character but a tab, since a line break would end the header
+// early and make the rest of the value headers of its own.
+std::string HeaderValue(const std::string& text) {
+    if (std::any_of(text.begin(), text.end(), [](char c) {
+            return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7F;
+        })) {
+        throw std::invalid_argument("a header value cannot hold a control character");
+    }
+    return text;
 }
 
 }  // namespace
@@ -75,7 +87,7 @@ bool SetFaultFromText(Faults& faults, const std::string& name, const std::string
     } else if (name == "chunked") {
         faults.chunked = ParseBool(text);
     } else if (name == "disposition") {
-        faults.disposition = text;
+        faults.disposition = HeaderValue(text);
     } else if (name == "hold") {
         faults.hold = ParseBool(text);
     } else {

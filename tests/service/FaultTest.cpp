@@ -333,6 +333,20 @@ TEST_F(ServiceFaultTest, CatalogFaultsOfOneObjectLeaveOthersAlone) {
     EXPECT_EQ(client.Get("/check?id=B&version=1")->status, 200);
 }
 
+// A line break in the value would end the header early and make the rest headers of their own.
+TEST_F(ServiceFaultTest, DispositionWithAControlCharacterIsRefused) {
+    StartService();
+    httplib::Client client("127.0.0.1", service->Port());
+    const auto res = client.Get("/files/P01.zip?fault_disposition=inline%0D%0AX-Injected:%201");
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 400);
+    EXPECT_FALSE(res->has_header("X-Injected"));
+    EXPECT_NE(res->body.find("fault_disposition"), std::string::npos) << res->body;
+    service.reset();
+    EXPECT_THROW(StartService(CatalogWithFaults("", R"({"disposition": "a\nb"})")),
+                 orvservice::ServiceError);
+}
+
 TEST_F(ServiceFaultTest, UnknownOrBadFaultKeyIs400) {
     StartService();
     httplib::Client client("127.0.0.1", service->Port());
