@@ -92,7 +92,8 @@ std::string TargetAfterRedirect(const std::string& target, bool catalogRedirects
     if (mark != std::string::npos) {
         std::istringstream pairs(target.substr(mark + 1));
         for (std::string pair; std::getline(pairs, pair, '&');) {
-            if (pair.substr(0, pair.find('=')) == "fault_redirect") {
+            // Decoded as the query's keys are, so that "fault_%72edirect" goes too.
+            if (DecodePercent(pair.substr(0, pair.find('=')), true) == "fault_redirect") {
                 continue;
             }
             query += (query.empty() ? "" : "&") + pair;

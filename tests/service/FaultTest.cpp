@@ -263,6 +263,16 @@ TEST_F(ServiceFaultTest, RequestRedirectPointsAtTheSameTargetWithoutTheKey) {
     EXPECT_EQ(records[2].status, 200);
 }
 
+// The key is read decoded, so it is left out in any spelling; else the redirect would repeat.
+TEST_F(ServiceFaultTest, RequestRedirectLeavesOutThePercentEncodedKeyToo) {
+    StartService();
+    httplib::Client client("127.0.0.1", service->Port());
+    const auto res = client.Get("/check?id=D01&fault_%72edirect=1&version=2.0");
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 302);
+    EXPECT_EQ(res->get_header_value("Location"), Url("/check?id=D01&version=2.0"));
+}
+
 TEST_F(ServiceFaultTest, CatalogRedirectIsFollowedOnceOnly) {
     SKIP_WITHOUT_CURL();
     StartService(CatalogWithFaults(R"({"redirect": true})", R"({"redirect": true})"));
