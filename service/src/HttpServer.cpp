@@ -185,10 +185,13 @@ private:
     void OnRead(beast::error_code error) {
         reading = false;
         if (error == http::error::header_limit) {
-            // The request line alone too long when no line of it has ended yet.
+            // The request line alone is too long when the parser has not got past it and no line
+            // of what waits in the buffer has ended either.
             const auto data = buffer.cdata();
             const std::string_view received(static_cast<const char*>(data.data()), data.size());
-            RefuseAndClose(received.find("\r\n") == std::string_view::npos ? 414 : 431);
+            const bool requestLineEnded = !parser->get().target().empty() ||
+                                          received.find("\r\n") != std::string_view::npos;
+            RefuseAndClose(requestLineEnded ? 431 : 414);
             return;
         }
         if (error == http::error::body_limit) {
