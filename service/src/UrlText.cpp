@@ -1,7 +1,10 @@
-// UrlText.cpp: percent-encoding with an explicit set of characters left as they are.
+// UrlText.cpp: percent-encoding with an explicit set of characters left as they are; decoding by
+// httplib's own functions, which decode every request the service answers, so that a tool reads
+// a target exactly as the service did.
 #include "UrlText.h"
 
 #include <cstring>
+#include <httplib.h>
 
 namespace orvservice {
 
@@ -32,5 +35,21 @@ std::string Encode(const std::string& text, const char* keep) {
 std::string EncodePathSegment(const std::string& text) { return Encode(text, "-._~"); }
 
 std::string EncodeAttrChars(const std::string& text) { return Encode(text, "!#$&+-.^_`|~"); }
+
+std::string DecodedPath(const std::string& target) {
+    return httplib::detail::decode_url(target.substr(0, target.find('?')), false);
+}
+
+std::string QueryValue(const std::string& target, const std::string& key) {
+    const std::size_t question = target.find('?');
+    if (question == std::string::npos) {
+        return "";
+    }
+    httplib::Params params;
+    httplib::detail::parse_query_text(target.substr(question + 1), params);
+    // The first of a repeated key, as httplib's get_param_value takes it.
+    const auto [first, last] = params.equal_range(key);
+    return first == last ? "" : first->second;
+}
 
 }  // namespace orvservice
