@@ -2,6 +2,7 @@
 // until the user asks it to stop (SIGINT or SIGTERM; on Windows Ctrl+C or Ctrl+Break).
 #include "PathText.h"
 #include "ServicePort.h"
+#include "service/Publish.h"
 #include "service/VersionService.h"
 
 #include <charconv>
@@ -58,6 +59,9 @@ bool ParseListen(const std::string& text, orvservice::ServiceOptions& options) {
 
 int main(int argc, char** argv) {
     const std::vector<std::string> args = serviceport::Utf8Arguments(argc, argv);
+    if (args.size() > 1 && args[1] == "publish") {
+        return orvservice::RunPublish(args, std::cout, std::cerr);
+    }
     orvservice::ServiceOptions options;
     for (std::size_t i = 1; i < args.size(); ++i) {
         const std::string& arg = args[i];
