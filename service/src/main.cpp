@@ -3,6 +3,7 @@
 #include "PathText.h"
 #include "ServicePort.h"
 #include "service/Publish.h"
+#include "service/Stats.h"
 #include "service/VersionService.h"
 
 #include <charconv>
@@ -61,6 +62,9 @@ int main(int argc, char** argv) {
     const std::vector<std::string> args = serviceport::Utf8Arguments(argc, argv);
     if (args.size() > 1 && args[1] == "publish") {
         return orvservice::RunPublish(args, std::cout, std::cerr);
+    }
+    if (args.size() > 1 && args[1] == "stats") {
+        return orvservice::RunStats(args, std::cout, std::cerr);
     }
     orvservice::ServiceOptions options;
     for (std::size_t i = 1; i < args.size(); ++i) {

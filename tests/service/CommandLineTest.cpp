@@ -1,5 +1,5 @@
 // CommandLineTest.cpp: the orvservice command (usage, catalog errors, the listening line, a clean
-// stop on a signal, --log, the publish command's exit statuses); run through the Linux
+// stop on a signal, --log, the publish and stats commands' exit statuses); run through the Linux
 // shell, so built on Linux only.
 #include "GdlPartXml.h"
 #include "ServiceTestSupport.h"
@@ -110,6 +110,23 @@ TEST_F(ServiceCommandLineTest, PublishAddsAReleaseRefusesWith1AndMisunderstandsW
     EXPECT_EQ(Run(publish + "--version 4.0 --force" + part, &output), 2) << output;
     EXPECT_NE(output.find("usage: orvservice publish"), std::string::npos) << output;
     EXPECT_EQ(testfiles::ReadFileBytes(folder.At("catalog.json")), catalog);
+}
+
+TEST_F(ServiceCommandLineTest, StatsCountsTheLogAndNamesOneItCannotRead) {
+    ASSERT_TRUE(testfiles::WriteFileBytes(
+        folder.At("access.log"), "127.0.0.1 - - [24/Nov/2026:03:02:15 +0000] \"GET "
+                                 "/check?id=D01&version=1.0&format=json HTTP/1.1\" 200 123 \"-\" "
+                                 "\"WinHTTP\"\n"));
+    std::string output;
+    EXPECT_EQ(Run("stats " + testfiles::Quote(folder.At("access.log")) + " --json", &output), 0)
+        << output;
+    const Json::Value root = ParseJson(output);
+    EXPECT_EQ(root["objects"][0]["versions"][0]["checks"], 1) << output;
+
+    EXPECT_EQ(Run("stats " + testfiles::Quote(folder.At("none.log")), &output), 1);
+    EXPECT_EQ(output, "orvservice stats: " + folder.At("none.log") + " cannot be read\n");
+    EXPECT_EQ(Run("stats", &output), 2);
+    EXPECT_NE(output.find("usage: orvservice stats LOG"), std::string::npos) << output;
 }
 
 }  // namespace
