@@ -225,6 +225,10 @@ std::vector<std::string> JudgeArchive(const std::string& bytes, const std::strin
         }
         paths.push_back(member.text);
     }
+    if (paths.empty()) {
+        throw Refusal(file + " is a ZIP archive without a file member: the update would change " +
+                      "nothing");
+    }
     return paths;
 }
 
@@ -246,8 +250,9 @@ std::optional<std::string> CheckUrlOf(const std::vector<orvhost::Parameter>& par
     return CUtils::WstringToStringUTF8(url->value.texts.front());
 }
 
-// A plain part the add-on monitors: check_url as above, uptodate a plain number.
-void JudgePart(const std::string& bytes, const std::string& file) {
+// A plain part the add-on monitors: check_url as above, uptodate a plain number. Gives its
+// check_url.
+std::string JudgePart(const std::string& bytes, const std::string& file) {
     std::optional<std::vector<orvhost::Parameter>> parameters;
     try {
         parameters = orvhost::ParseLibraryPartXml(bytes);
@@ -257,7 +262,8 @@ void JudgePart(const std::string& bytes, const std::string& file) {
     if (!parameters) {
         throw Refusal(file + " is not a GDL library part: its XML root is not <Symbol>");
     }
-    if (!CheckUrlOf(*parameters)) {
+    const std::optional<std::string> url = CheckUrlOf(*parameters);
+    if (!url) {
         throw Refusal(file + " declares no check_url (a text, not empty): the add-on would not " +
                       "check it");
     }
@@ -266,6 +272,7 @@ void JudgePart(const std::string& bytes, const std::string& file) {
         state->value.numbers.empty()) {
         throw Refusal(file + " declares no uptodate (a number): the add-on would not check it");
     }
+    return *url;
 }
 
 // The object id that the part at `path` names in its check_url; nothing for a file that is no
@@ -476,7 +483,13 @@ void Publish(const Request& request, std::ostream& out, std::ostream& err) {
     if (archive) {
         written = JudgeArchive(*bytes, request.file);
     } else {
-        JudgePart(*bytes, request.file);
+        // Published all the same: a maker may move a part to another id on purpose.
+        const std::string url = JudgePart(*bytes, request.file);
+        if (QueryValue(url, "id") != request.id) {
+            err << "orvservice publish: note: " << request.file << " checks object \""
+                << QueryValue(url, "id") << "\" (check_url " << url << "), not " << request.id
+                << "\n";
+        }
     }
     const std::string name = FreeFileName(files, request);
     if (!request.library.empty()) {

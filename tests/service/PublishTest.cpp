@@ -235,6 +235,18 @@ TEST_F(PublishTest, NewIdMakesANewObjectAtTheEnd) {
     EXPECT_EQ(Check("L01", "1.0")["up_to_date"], true);
 }
 
+TEST_F(PublishTest, PlainPartThatChecksAnotherObjectIsPublishedWithANote) {
+    const std::string part =
+        Input("door.xml", MonitoredPartXml("http://x/check?id=D02&version=3.0"));
+
+    ASSERT_EQ(Publish({"--id", "D01", "--version", "3.0"}, part), 0) << err;
+
+    EXPECT_EQ(err, "orvservice publish: note: " + part +
+                       " checks object \"D02\" (check_url http://x/check?id=D02&version=3.0), "
+                       "not D01\n");
+    EXPECT_EQ(Object("D01")["latest"], "3.0");
+}
+
 TEST_F(PublishTest, NameNeverTakesTheNameOfAFileInTheFilesFolder) {
     ASSERT_TRUE(testfiles::WriteFileBytes(folder.At("files/D01-3.0.xml"), "a maker's own"));
     const std::string part = Input("door.xml", MonitoredPartXml(D01Url()));
@@ -293,6 +305,14 @@ TEST_F(PublishTest, ArchiveThatTheZipLibraryCannotOpenIsRefused) {
     const std::string whole = MakeArchive(inputs.At("whole.zip"), {{"a.xml", "text"}});
     ExpectRefused({"--id", "D01", "--version", "3.0"},
                   Input("cut2.zip", whole.substr(0, whole.size() - 10)), "cannot open it");
+}
+
+TEST_F(PublishTest, ArchiveWithoutAFileMemberIsRefused) {
+    // The end record alone: an archive of no member.
+    const std::string empty = "PK\x05\x06" + std::string(18, '\0');
+    ExpectRefused({"--id", "D01", "--version", "3.0"}, Input("empty.zip", empty),
+                  "empty.zip is a ZIP archive without a file member: the update would change "
+                  "nothing");
 }
 
 TEST_F(PublishTest, ArchiveMemberThatTheBuiltInPasswordCannotReadIsRefused) {
