@@ -7,6 +7,7 @@
 
 #include "Catalog.h"
 #include "CatalogWriter.h"
+#include "CommandFrame.h"
 #include "PathText.h"
 #include "ServicePort.h"
 #include "UrlText.h"
@@ -46,18 +47,14 @@ constexpr const char* kHelp =
     "  --library DIR    the folder the part's update is unpacked over: refuse to overwrite a\n"
     "                   file there that is not ID's\n"
     "  --force          with --library, overwrite such files all the same\n\n"
-    "Refused, with nothing changed (exit status 1): a version already in the catalog; a ZIP\n"
-    "archive that the add-on cannot open, or cannot read to the end with its built-in\n"
-    "password, or with a member outside its folder; a plain file that is no library part\n"
-    "declaring check_url (text) and uptodate (number). Usage errors exit with 2.\n";
+    "Refused, with nothing changed (exit status 1): a version the object has already; a ZIP\n"
+    "archive that the add-on's ZIP library cannot open, that holds no file, a member whose\n"
+    "path leaves its folder or a member that cannot be read to its end with the built-in\n"
+    "password; a plain file that is no library part declaring check_url (text) and uptodate\n"
+    "(number); with --library, a file there that is not ID's. Usage errors exit with 2.\n";
 
 // A reason to publish nothing, ready for standard error.
 class Refusal : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
-class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
@@ -129,13 +126,6 @@ Request ParseArguments(const std::vector<std::string>& args) {
         throw UsageError("--force goes with --library");
     }
     return request;
-}
-
-std::string MessageOf(const std::exception& failure) {
-    if (const auto* exception = dynamic_cast<const OVThrowable*>(&failure)) {
-        return CUtils::WstringToStringUTF8(exception->GetMessageText());
-    }
-    return failure.what();
 }
 
 std::optional<std::string> ReadBytes(const std::filesystem::path& path) {
@@ -545,25 +535,7 @@ void Publish(const Request& request, std::ostream& out, std::ostream& err) {
 }  // namespace
 
 int RunPublish(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-    Request request;
-    try {
-        request = ParseArguments(args);
-    } catch (const UsageError& error) {
-        err << "orvservice publish: " << error.what() << "\n" << kUsage << std::endl;
-        return 2;
-    }
-    if (request.help) {
-        out << kUsage << "\n\n" << kHelp << std::flush;
-        return 0;
-    }
-    try {
-        Publish(request, out, err);
-        out.flush();
-        return 0;
-    } catch (const std::exception& failure) {
-        err << "orvservice publish: " << MessageOf(failure) << std::endl;
-        return 1;
-    }
+    return RunCommand({"publish", kUsage, kHelp}, args, out, err, ParseArguments, Publish);
 }
 
 }  // namespace orvservice

@@ -3,6 +3,7 @@
 // passed over, as a log cut short by a crash or written by another program may hold such lines.
 #include "service/Stats.h"
 
+#include "CommandFrame.h"
 #include "PathText.h"
 #include "UrlText.h"
 
@@ -33,11 +34,6 @@ constexpr const char* kHelp =
     "  --json   the counts as JSON instead of a table\n\n"
     "Lines that are not in the format are passed over and counted. Exit status: 0 done,\n"
     "1 LOG cannot be read, 2 usage error.\n";
-
-class UsageError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 // A day as the number YYYYMMDD, which orders days as the calendar does.
 using Day = int;
@@ -455,20 +451,9 @@ void WriteTable(const Options& options, const Counts& counts, std::ostream& out)
         << " malformed lines skipped\n";
 }
 
-}  // namespace
-
-int RunStats(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-    Options options;
-    try {
-        options = ParseArguments(args);
-    } catch (const UsageError& error) {
-        err << "orvservice stats: " << error.what() << "\n" << kUsage << std::endl;
-        return 2;
-    }
-    if (options.help) {
-        out << kUsage << "\n\n" << kHelp << std::flush;
-        return 0;
-    }
+// Counts the log and prints the table or the JSON; throws std::runtime_error when the log
+// cannot be read.
+void Report(const Options& options, std::ostream& out, std::ostream&) {
     const std::filesystem::path path = PathOfUtf8(options.log);
     std::error_code error;
     std::ifstream stream;
@@ -477,8 +462,7 @@ int RunStats(const std::vector<std::string>& args, std::ostream& out, std::ostre
         stream.open(path, std::ios::binary);
     }
     if (!stream.is_open()) {
-        err << "orvservice stats: " << options.log << " cannot be read" << std::endl;
-        return 1;
+        throw std::runtime_error(options.log + " cannot be read");
     }
     Counts counts;
     std::string line;
@@ -486,16 +470,19 @@ int RunStats(const std::vector<std::string>& args, std::ostream& out, std::ostre
         Count(line, options, counts);
     }
     if (stream.bad()) {
-        err << "orvservice stats: " << options.log << " cannot be read to its end" << std::endl;
-        return 1;
+        throw std::runtime_error(options.log + " cannot be read to its end");
     }
     if (options.json) {
         WriteJson(options, counts, out);
     } else {
         WriteTable(options, counts, out);
     }
-    out.flush();
-    return 0;
+}
+
+}  // namespace
+
+int RunStats(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+    return RunCommand({"stats", kUsage, kHelp}, args, out, err, ParseArguments, Report);
 }
 
 }  // namespace orvservice

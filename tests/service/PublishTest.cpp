@@ -13,7 +13,6 @@
 
 #include <httplib.h>
 #include <map>
-#include <sstream>
 
 namespace servicetest {
 namespace {
@@ -96,12 +95,7 @@ protected:
         if (!file.empty()) {
             args.push_back(file);
         }
-        std::ostringstream outStream;
-        std::ostringstream errStream;
-        const int status = orvservice::RunPublish(args, outStream, errStream);
-        out = outStream.str();
-        err = errStream.str();
-        return status;
+        return RunInProcess(orvservice::RunPublish, args, out, err);
     }
 
     // `bytes` as the input file `name`, outside the catalog's and the files' folders.
@@ -493,10 +487,8 @@ TEST_F(PublishTest, CommandLineItDoesNotUnderstandIsAUsageError) {
                   std::string::npos)
             << err;
     }
-    std::ostringstream outStream;
-    std::ostringstream errStream;
-    EXPECT_EQ(orvservice::RunPublish({"orvservice", "publish"}, outStream, errStream), 2);
-    EXPECT_NE(errStream.str().find("--catalog is required"), std::string::npos);
+    EXPECT_EQ(RunInProcess(orvservice::RunPublish, {"orvservice", "publish"}, out, err), 2);
+    EXPECT_NE(err.find("--catalog is required"), std::string::npos) << err;
     EXPECT_EQ(Snapshot(), before);
 }
 

@@ -5,8 +5,6 @@
 
 #include "ServiceTestSupport.h"
 
-#include <sstream>
-
 namespace servicetest {
 namespace {
 
@@ -28,12 +26,7 @@ protected:
     int Stats(const std::vector<std::string>& arguments) {
         std::vector<std::string> args = {"orvservice", "stats"};
         args.insert(args.end(), arguments.begin(), arguments.end());
-        std::ostringstream outStream;
-        std::ostringstream errStream;
-        const int status = orvservice::RunStats(args, outStream, errStream);
-        out = outStream.str();
-        err = errStream.str();
-        return status;
+        return RunInProcess(orvservice::RunStats, args, out, err);
     }
 
     std::string Log(const std::string& text) {
