@@ -210,8 +210,8 @@ std::vector<std::string> JudgeArchive(const std::string& bytes, const std::strin
             ReadCheckedMember(*zip, member.index, *reader, size, sink);
         } catch (const std::exception& failure) {
             throw Refusal(file + ": member \"" + member.name +
-                          "\" cannot be read to its end with the add-on's built-in password: " +
-                          MessageOf(failure));
+                          "\" cannot be read to its end as the add-on reads it (an encrypted " +
+                          "one with the built-in password): " + MessageOf(failure));
         }
         paths.push_back(member.text);
     }
