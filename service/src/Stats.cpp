@@ -28,9 +28,10 @@ constexpr const char* kUsage =
     "usage: orvservice stats LOG [--from YYYY-MM-DD] [--to YYYY-MM-DD] [--json]";
 
 constexpr const char* kHelp =
-    "Counts the version checks (GET /check, whatever the answer) in LOG, the service's access\n"
-    "log in the Combined Log Format, per object id and version, over the days from --from to\n"
-    "--to (both included, days as the log writes them; the whole log without them).\n\n"
+    "Counts the version checks (requests for /check, whatever their answer) in LOG, the\n"
+    "service's access log in the Combined Log Format, per object id and version, over the\n"
+    "days from --from to --to (both included, each line's day as the log writes it; the\n"
+    "whole log without them).\n\n"
     "  --json   the counts as JSON instead of a table\n\n"
     "Lines that are not in the format are passed over and counted. Exit status: 0 done,\n"
     "1 LOG cannot be read, 2 usage error.\n";
@@ -409,6 +410,10 @@ std::size_t Width(const std::string& text) {
     }));
 }
 
+std::string Counted(long long count, const char* one, const char* more) {
+    return std::to_string(count) + " " + (count == 1 ? one : more);
+}
+
 // A check without a version, as the table shows it.
 std::string VersionText(const std::string& version) { return version.empty() ? "(none)" : version; }
 
@@ -443,12 +448,12 @@ void WriteTable(const Options& options, const Counts& counts, std::ostream& out)
             }
         }
     }
-    out << "\n" << counts.total << " checks in the period";
+    out << "\n" << Counted(counts.total, "check", "checks") << " in the period";
     if (counts.withoutId != 0) {
         out << ", " << counts.withoutId << " of them without an id";
     }
-    out << "; " << counts.lines << " lines read, " << counts.malformed
-        << " malformed lines skipped\n";
+    out << "; " << Counted(counts.lines, "line", "lines") << " read, " << counts.malformed
+        << " skipped as malformed\n";
 }
 
 // Counts the log and prints the table or the JSON; throws std::runtime_error when the log

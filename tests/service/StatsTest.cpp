@@ -72,7 +72,7 @@ TEST_F(StatsTest, CountsChecksPerObjectAndVersionInAReadableTable) {
                        "W01    1                1\n"
                        "\n"
                        "10 checks in the period, 1 of them without an id; 13 lines read, 0 "
-                       "malformed lines skipped\n");
+                       "skipped as malformed\n");
 }
 
 TEST_F(StatsTest, FromAndToLimitTheDaysBothIncluded) {
@@ -143,7 +143,7 @@ TEST_F(StatsTest, LinesNotInTheFormatAreSkippedAndCounted) {
     ASSERT_EQ(Stats({log}), 0) << err;
     // A line of a request that is no check, "\0", is in the format: not counted as malformed.
     EXPECT_NE(out.find("D01  1.0             4\n"), std::string::npos) << out;
-    EXPECT_NE(out.find("4 checks in the period; 14 lines read, 9 malformed lines skipped\n"),
+    EXPECT_NE(out.find("4 checks in the period; 14 lines read, 9 skipped as malformed\n"),
               std::string::npos)
         << out;
 }
