@@ -135,17 +135,22 @@ protected:
         return Json::Value();
     }
 
-    // The service's answer over the catalog as it stands now (which it must read).
-    Json::Value Check(const std::string& id, const std::string& version) {
+    // The body of GET `target` from a service over the catalog as it stands now, which it must
+    // read; empty unless the status is 200.
+    std::string Get(const std::string& target) {
         orvservice::ServiceOptions options;
         options.catalog = testfiles::PathOf(folder.At("catalog.json"));
         options.files = testfiles::PathOf(folder.At("files"));
         orvservice::VersionService service(options);
         service.Start();
         httplib::Client client("127.0.0.1", service.Port());
-        const auto res = client.Get("/check?id=" + id + "&version=" + version + "&format=json");
-        EXPECT_TRUE(res);
-        return res ? ParseJson(res->body) : Json::Value();
+        const auto res = client.Get(target);
+        EXPECT_TRUE(res && res->status == 200) << target;
+        return res && res->status == 200 ? res->body : "";
+    }
+
+    Json::Value Check(const std::string& id, const std::string& version) {
+        return ParseJson(Get("/check?id=" + id + "&version=" + version + "&format=json"));
     }
 
     testfiles::TempFolder folder;
@@ -206,6 +211,7 @@ TEST_F(PublishTest, TestVersionGoesToTestVersionsOnlyAndLatestAndFileStay) {
     EXPECT_EQ(testfiles::ReadFileBytes(folder.At("files/D01-3.0-beta.xml")),
               MonitoredPartXml(D01Url()));
     EXPECT_NE(out.find("/files/D01-3.0-beta.xml"), std::string::npos) << out;
+    EXPECT_EQ(Get("/files/D01-3.0-beta.xml"), MonitoredPartXml(D01Url()));
 
     EXPECT_EQ(Check("D01", "3.0-beta")["test_version"], true);
     const Json::Value older = Check("D01", "1.0");
