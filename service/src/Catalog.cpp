@@ -171,12 +171,8 @@ const CatalogObject* Catalog::FindByFile(const std::string& name) const {
     return nullptr;
 }
 
-Catalog ReadCatalog(const std::filesystem::path& path, const std::filesystem::path& files) {
+Json::Value ReadCatalogJson(const std::filesystem::path& path) {
     const Complaint complain(path);
-    std::error_code error;
-    if (!std::filesystem::is_directory(files, error)) {
-        throw ServiceError("files folder " + Utf8OfPath(files) + " is not a folder");
-    }
     std::ifstream stream(path, std::ios::binary);
     if (!stream) {
         complain("", "cannot be read");
@@ -208,6 +204,16 @@ Catalog ReadCatalog(const std::filesystem::path& path, const std::filesystem::pa
     if (!root.isObject() || !root["objects"].isArray()) {
         complain("", "the root must be an object with an array \"objects\"");
     }
+    return root;
+}
+
+Catalog ReadCatalog(const std::filesystem::path& path, const std::filesystem::path& files) {
+    const Complaint complain(path);
+    std::error_code error;
+    if (!std::filesystem::is_directory(files, error)) {
+        throw ServiceError("files folder " + Utf8OfPath(files) + " is not a folder");
+    }
+    const Json::Value root = ReadCatalogJson(path);
 
     Catalog catalog;
     std::size_t position = 0;

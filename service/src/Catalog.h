@@ -9,6 +9,10 @@
 #include <string>
 #include <vector>
 
+namespace Json {
+class Value;
+}
+
 namespace orvservice {
 
 struct CatalogObject {
@@ -19,6 +23,8 @@ struct CatalogObject {
     std::string file;  // empty: no file to download
     Faults checkFaults;
     Faults fileFaults;
+
+    friend bool operator==(const CatalogObject&, const CatalogObject&) = default;
 };
 
 struct Catalog {
@@ -27,8 +33,13 @@ struct Catalog {
     const CatalogObject* Find(const std::string& id) const;
     // The object whose file is `name`, if any.
     const CatalogObject* FindByFile(const std::string& name) const;
+
+    friend bool operator==(const Catalog&, const Catalog&) = default;
 };
 
+// The catalog file's JSON, a root object with an array "objects", its members not yet checked.
+// Throws ServiceError naming the catalog.
+Json::Value ReadCatalogJson(const std::filesystem::path& path);
 // Reads `path`; each "file" must be a plain name of a regular file in `files`. Throws ServiceError
 // naming the catalog and the object at fault.
 Catalog ReadCatalog(const std::filesystem::path& path, const std::filesystem::path& files);
