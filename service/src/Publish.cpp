@@ -370,7 +370,12 @@ std::string FreeFileName(const std::filesystem::path& files, const Request& requ
     const std::string extension = NamePiece(Utf8OfPath(PathOfUtf8(request.file).extension()));
     constexpr int kAttempts = 100;
     for (int attempt = 1; attempt <= kAttempts; ++attempt) {
-        std::string name = stem + (attempt == 1 ? "" : "-" + std::to_string(attempt)) + extension;
+        std::string name = stem;
+        if (attempt > 1) {
+            name += '-';
+            name += std::to_string(attempt);
+        }
+        name += extension;
         // Windows drops a trailing dot or space from a name.
         if (name.back() == '.' || name.back() == ' ') {
             name.back() = '_';

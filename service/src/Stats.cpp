@@ -107,15 +107,18 @@ std::optional<Day> ParseLogTime(std::string_view text) {
     text.remove_prefix(3);
     const int monthNumber = static_cast<int>(month - kMonths.begin()) + 1;
     const auto year = TakeChar(text, '/') ? TakeDigits(text, 4) : std::nullopt;
+    if (!year) {
+        return std::nullopt;
+    }
     const auto hour = TakeChar(text, ':') ? TakeDigits(text, 2) : std::nullopt;
     const auto minute = TakeChar(text, ':') ? TakeDigits(text, 2) : std::nullopt;
     const auto second = TakeChar(text, ':') ? TakeDigits(text, 2) : std::nullopt;
     const bool hasSign = TakeChar(text, ' ') && (TakeChar(text, '+') || TakeChar(text, '-'));
     const auto offsetHours = hasSign ? TakeDigits(text, 2) : std::nullopt;
     const auto offsetMinutes = hasSign ? TakeDigits(text, 2) : std::nullopt;
-    if (month == kMonths.end() || !year || !hour || !minute || !second || !offsetHours ||
-        !offsetMinutes || !text.empty() || !IsDate(*year, monthNumber, *day) || *hour > 23 ||
-        *minute > 59 || *second > 60 || *offsetHours > 23 || *offsetMinutes > 59) {
+    if (month == kMonths.end() || !hour || !minute || !second || !offsetHours || !offsetMinutes ||
+        !text.empty() || !IsDate(*year, monthNumber, *day) || *hour > 23 || *minute > 59 ||
+        *second > 60 || *offsetHours > 23 || *offsetMinutes > 59) {
         return std::nullopt;
     }
     return *year * 10000 + monthNumber * 100 + *day;
