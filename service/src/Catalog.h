@@ -5,8 +5,8 @@
 #include "Faults.h"
 
 #include <filesystem>
-#include <map>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace Json {
@@ -28,7 +28,7 @@ struct CatalogObject {
 };
 
 struct Catalog {
-    std::map<std::string, CatalogObject> objects;  // by id
+    std::unordered_map<std::string, CatalogObject> objects;  // by id
 
     const CatalogObject* Find(const std::string& id) const;
     // The object whose file is `name`, if any.
