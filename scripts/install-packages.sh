@@ -7,7 +7,8 @@
 # build: what configures and builds the products (the demo needs no more). FLTK's CMake package
 #        names /usr/bin/fluid, so fluid belongs here although nothing runs it.
 # test:  what the tests build with and run. clang-format is pinned to major version 14, the one
-#        Debian 12 ships, so that the format check gives the same answer on every machine.
+#        Debian 12 ships, so that the format check gives the same answer on every machine;
+#        nginx-light stands in front of two version services in the scale-out test.
 # bench: what the benchmarks build with and measure against (nginx-light and wrk: the version
 #        service's load benchmark).
 # windows: what scripts/build-windows.sh cross-builds and the Windows tests run with: mingw-w64
@@ -20,7 +21,7 @@ build_packages=(
 )
 test_packages=(
     libgtest-dev libgmock-dev git clang-format-14 python3 openssl curl
-    zip unzip p7zip-full xvfb xauth
+    zip unzip p7zip-full xvfb xauth nginx-light
 )
 bench_packages=(
     libbenchmark-dev python3 curl zip unzip p7zip-full time nginx-light wrk

@@ -200,28 +200,10 @@ const CatalogObject* Catalog::FindByFile(const std::string& name) const {
     return nullptr;
 }
 
-std::shared_ptr<const Catalog> ReadCatalog(const std::filesystem::path& path,
-                                           const std::filesystem::path& files) {
-    const std::string name = Utf8OfPath(path);
-    std::error_code error;
-    if (!std::filesystem::is_directory(files, error)) {
-        throw ServiceError("files folder " + Utf8OfPath(files) + " is not a folder");
-    }
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream) {
-        const Complaint complain(name);
-        complain("", "cannot be read");
-    }
-    std::ostringstream text;
-    text << stream.rdbuf();
-    const CatalogFiles folder{Utf8OfPath(files),
-                              [&files](const std::string& file) { return IsFileIn(files, file); }};
-    return ReadCatalogText(text.str(), name, folder);
-}
+namespace {
 
-std::shared_ptr<const Catalog> ReadCatalogText(std::string_view text, const std::string& name,
-                                               const CatalogFiles& files) {
-    const Complaint complain(name);
+// The catalog's text as JSON: a root object with an array "objects", its members not yet checked.
+Json::Value ParseCatalogJson(std::string_view text, const Complaint& complain) {
     Json::CharReaderBuilder builder;
     builder["collectComments"] = false;
     Json::Value root;
@@ -238,11 +220,7 @@ std::shared_ptr<const Catalog> ReadCatalogText(std::string_view text, const std:
         // JsonCpp's text spans lines; one line reads better after the catalog's name.
         std::string oneLine;
         for (const char c : errors) {
-            if (c == '\n') {
-                oneLine += ' ';
-            } else {
-                oneLine += c;
-            }
+            oneLine += c == '\n' ? ' ' : c;
         }
         while (!oneLine.empty() && oneLine.back() == ' ') {
             oneLine.pop_back();
@@ -252,7 +230,42 @@ std::shared_ptr<const Catalog> ReadCatalogText(std::string_view text, const std:
     if (!root.isObject() || !root["objects"].isArray()) {
         complain("", "the root must be an object with an array \"objects\"");
     }
+    return root;
+}
 
+std::string ReadCatalogFile(const std::filesystem::path& path, const Complaint& complain) {
+    std::ifstream stream(path, std::ios::binary);
+    if (!stream) {
+        complain("", "cannot be read");
+    }
+    std::ostringstream text;
+    text << stream.rdbuf();
+    return text.str();
+}
+
+}  // namespace
+
+Json::Value ReadCatalogJson(const std::filesystem::path& path) {
+    const Complaint complain(Utf8OfPath(path));
+    return ParseCatalogJson(ReadCatalogFile(path, complain), complain);
+}
+
+std::shared_ptr<const Catalog> ReadCatalog(const std::filesystem::path& path,
+                                           const std::filesystem::path& files) {
+    std::error_code error;
+    if (!std::filesystem::is_directory(files, error)) {
+        throw ServiceError("files folder " + Utf8OfPath(files) + " is not a folder");
+    }
+    const std::string name = Utf8OfPath(path);
+    const CatalogFiles folder{Utf8OfPath(files),
+                              [&files](const std::string& file) { return IsFileIn(files, file); }};
+    return ReadCatalogText(ReadCatalogFile(path, Complaint(name)), name, folder);
+}
+
+std::shared_ptr<const Catalog> ReadCatalogText(std::string_view text, const std::string& name,
+                                               const CatalogFiles& files) {
+    const Complaint complain(name);
+    const Json::Value root = ParseCatalogJson(text, complain);
     Catalog catalog;
     std::size_t position = 0;
     for (const Json::Value& value : root["objects"]) {

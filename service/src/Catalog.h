@@ -5,10 +5,14 @@
 #include "Faults.h"
 
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
+
+namespace Json {
+class Value;
+}
 
 namespace orvservice {
 
@@ -20,16 +24,23 @@ struct CatalogObject {
     std::string file;  // empty: no file to download
     Faults checkFaults;
     Faults fileFaults;
+
+    friend bool operator==(const CatalogObject&, const CatalogObject&) = default;
 };
 
 struct Catalog {
-    std::map<std::string, CatalogObject> objects;  // by id
+    std::unordered_map<std::string, CatalogObject> objects;  // by id
 
     const CatalogObject* Find(const std::string& id) const;
     // The object whose file is `name`, if any.
     const CatalogObject* FindByFile(const std::string& name) const;
+
+    friend bool operator==(const Catalog&, const Catalog&) = default;
 };
 
+// The catalog file's JSON, a root object with an array "objects", its members not yet checked.
+// Throws ServiceError naming the catalog.
+Json::Value ReadCatalogJson(const std::filesystem::path& path);
 // Reads `path`; each "file" must be a plain name of a regular file in `files`. Throws ServiceError
 // naming the catalog and the object at fault. ReadCatalogText (service/Answering.h) reads the
 // catalog's text.

@@ -24,6 +24,8 @@ struct Faults {
 
     // Each fault that `over` sets replaces this one's.
     Faults OverriddenBy(const Faults& over) const;
+
+    friend bool operator==(const Faults&, const Faults&) = default;
 };
 
 // Sets the fault called `name` ("delay_ms", "status", "body", "cut_body", ...) from `text`, as a

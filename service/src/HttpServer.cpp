@@ -1,5 +1,6 @@
 // HttpServer.cpp: the service's HTTP/1.1 server on Boost.Asio, with Boost.Beast's request parser.
-// Each connection lives on a strand of its own; the threads of one io_context serve them all.
+// Each serving thread runs an io_context of its own, and the connections are dealt out among
+// them as they are accepted: a connection's work never needs a lock against another thread's.
 // The answer's bytes are written here rather than by Beast's serializer, so that a fault can cut
 // them exactly where it says.
 #include "HttpServer.h"
@@ -14,7 +15,6 @@
 #include <boost/asio/ssl.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
-#include <boost/beast/ssl.hpp>
 #include <condition_variable>
 #include <cstdio>
 #include <map>
@@ -38,6 +38,8 @@ constexpr std::size_t kBodyLimit = 64 * 1024;
 constexpr std::chrono::seconds kWriteTimeout{30};
 // A body up to this size goes out in one write with its head; a larger one in pieces this size.
 constexpr std::size_t kPieceBytes = 64 * 1024;
+// What a read asks the system for at most.
+constexpr std::size_t kReadBytes = 8 * 1024;
 
 std::string Field(const http::request<http::string_body>& request, http::field field) {
     const auto found = request.find(field);
@@ -55,11 +57,16 @@ unsigned ThreadCount(unsigned wanted) {
     return wanted != 0 ? wanted : std::max(1u, std::thread::hardware_concurrency());
 }
 
-// What a connection says of itself to the server that stops.
+using Socket = asio::basic_stream_socket<tcp, asio::io_context::executor_type>;
+
+// What the server asks of a connection, on the connection's own thread.
 class Connection {
 public:
     virtual ~Connection() = default;
+    // The server stops: a wait for a request ends, an answer under way is the last.
     virtual void Shutdown() = 0;
+    // Closes the connection when what it waits for is overdue at `now`.
+    virtual void ExpireIfDue(std::chrono::steady_clock::time_point now) = 0;
 };
 
 }  // namespace
@@ -93,58 +100,87 @@ std::size_t HttpResponse::BytesSent(const HttpRequest& request) const {
     return cut ? body.size / 2 : body.size;
 }
 
+// What one serving thread keeps: its io_context, its connections (touched on that thread only),
+// and the coarse time by which their deadlines are measured, moved on by a timer each second, so
+// that a request costs no timer of its own.
+struct ServingThread {
+    explicit ServingThread() : context(1), sweep(context) {}
+
+    asio::io_context context;  // one thread runs it
+    asio::steady_timer sweep;
+    std::chrono::steady_clock::time_point now = std::chrono::steady_clock::now();
+    std::map<Connection*, std::weak_ptr<Connection>> connections;
+};
+
 class HttpServerCore : public std::enable_shared_from_this<HttpServerCore> {
 public:
     HttpServerCore(const HttpServerSettings& settings, HttpHandler handler)
-        : settings(settings), handler(std::move(handler)), acceptor(asio::make_strand(context)),
-          work(asio::make_work_guard(context)) {}
+        : settings(settings), handler(std::move(handler)),
+          serving(MakeThreads(ThreadCount(settings.threads))), acceptor(serving.front()->context) {
+        for (const auto& thread : serving) {
+            works.push_back(asio::make_work_guard(thread->context));
+        }
+    }
 
     void Listen();
     void Accept();
-    void RunThreads(unsigned count, bool onCallingThread);
+    void RunThreads(bool onCallingThread);
     void Stop();
 
-    void Enter(const std::shared_ptr<Connection>& connection);
-    void Leave(Connection* connection);
+    // On the connection's own thread.
+    void Enter(ServingThread& thread, const std::shared_ptr<Connection>& connection);
+    // From wherever the connection's last owner lets it go.
+    void Leave(ServingThread& thread, Connection* connection);
 
     const HttpServerSettings settings;
     const HttpHandler handler;
-    asio::io_context context;
+    // The first also runs the acceptor and the timers of After.
+    const std::vector<std::unique_ptr<ServingThread>> serving;
     std::optional<asio::ssl::context> tls;
     tcp::acceptor acceptor;
     uint16_t port = 0;
     std::atomic<int> accepted{0};
+    std::atomic<bool> stopping{false};
 
 private:
-    template <class Stream> void Serve(tcp::socket socket);
+    static std::vector<std::unique_ptr<ServingThread>> MakeThreads(unsigned count) {
+        std::vector<std::unique_ptr<ServingThread>> made;
+        for (unsigned i = 0; i < count; ++i) {
+            made.push_back(std::make_unique<ServingThread>());
+        }
+        return made;
+    }
+    template <class Stream> void Serve(ServingThread& thread, Socket socket);
+    void Sweep(ServingThread& thread);
 
-    asio::executor_work_guard<asio::io_context::executor_type> work;
+    std::vector<asio::executor_work_guard<asio::io_context::executor_type>> works;
+    unsigned nextThread = 0;  // the acceptor's thread alone deals them out
     std::vector<std::thread> threads;
     std::mutex joinMutex;
     std::mutex mutex;
     std::condition_variable allRunnersEnded;
     int runners = 0;
     bool started = false;
-    bool stopping = false;
-    std::map<Connection*, std::weak_ptr<Connection>> connections;
 };
 
 namespace {
 
 // One connection: reads a request, hands it to the handler, writes its answer, and so on while
-// the client keeps it alive. Everything it does runs on its stream's strand.
+// the client keeps it alive. Everything it does runs on its serving thread.
 template <class Stream>
 class StreamConnection final : public Connection,
                                public std::enable_shared_from_this<StreamConnection<Stream>> {
 public:
-    StreamConnection(std::shared_ptr<HttpServerCore> server, Stream stream, std::string remote)
-        : server(std::move(server)), stream(std::move(stream)), remote(std::move(remote)) {}
+    StreamConnection(std::shared_ptr<HttpServerCore> server, ServingThread& thread, Stream stream,
+                     std::string remote)
+        : server(std::move(server)), thread(thread), stream(std::move(stream)),
+          remote(std::move(remote)) {}
 
-    ~StreamConnection() override { server->Leave(this); }
+    ~StreamConnection() override { server->Leave(thread, this); }
 
     void Begin() {
         if constexpr (kSecure) {
-            Lowest().expires_after(server->settings.requestTimeout);
+            deadline = Due(server->settings.requestTimeout);
             stream.async_handshake(asio::ssl::stream_base::server,
                                    [self = this->shared_from_this()](beast::error_code error) {
                                        if (!error) {
@@ -157,53 +193,97 @@ public:
     }
 
     void Shutdown() override {
-        asio::post(stream.get_executor(), [self = this->shared_from_this()] {
-            self->closeAfterAnswer = true;
-            if (self->reading) {
-                self->Lowest().close();  // the read ends, and the connection with it
-            }
-        });
+        closeAfterAnswer = true;
+        if (reading) {
+            Close();  // the read ends, and the connection with it
+        }
+    }
+
+    void ExpireIfDue(std::chrono::steady_clock::time_point now) override {
+        if (deadline <= now) {
+            Close();
+        }
     }
 
 private:
-    static constexpr bool kSecure = !std::is_same_v<Stream, beast::tcp_stream>;
+    static constexpr bool kSecure = !std::is_same_v<Stream, Socket>;
 
-    beast::tcp_stream& Lowest() { return beast::get_lowest_layer(stream); }
+    Socket& Lowest() {
+        if constexpr (kSecure) {
+            return stream.next_layer();
+        } else {
+            return stream;
+        }
+    }
+
+    void Close() {
+        beast::error_code ignored;
+        Lowest().close(ignored);
+    }
+
+    // A second more than asked, as the serving thread's time may be that far behind.
+    std::chrono::steady_clock::time_point Due(std::chrono::seconds within) const {
+        return thread.now + within + std::chrono::seconds(1);
+    }
 
     void Read() {
         reading = true;
         parser.emplace();
         parser->header_limit(static_cast<std::uint32_t>(server->settings.headerLimit));
         parser->body_limit(kBodyLimit);
-        Lowest().expires_after(server->settings.requestTimeout);
-        http::async_read(stream, buffer, *parser,
-                         [self = this->shared_from_this()](beast::error_code error, std::size_t) {
-                             self->OnRead(error);
-                         });
+        deadline = Due(server->settings.requestTimeout);
+        Parse();
     }
 
-    void OnRead(beast::error_code error) {
+    // Feeds the parser what the buffer holds (a pipelined request may be there already), and
+    // reads more while the request is not whole.
+    void Parse() {
+        while (buffer.size() > 0) {
+            beast::error_code error;
+            const std::size_t used = parser->put(buffer.data(), error);
+            buffer.consume(used);
+            if (error == http::error::need_more) {
+                break;
+            }
+            if (error || parser->is_done()) {
+                OnRequest(error);
+                return;
+            }
+            if (used == 0) {
+                break;
+            }
+        }
+        stream.async_read_some(
+            buffer.prepare(kReadBytes),
+            [self = this->shared_from_this()](beast::error_code error, std::size_t count) {
+                if (error) {
+                    return;  // the peer went, or the time for a request ran out
+                }
+                self->buffer.commit(count);
+                self->Parse();
+            });
+    }
+
+    void OnRequest(beast::error_code error) {
         reading = false;
+        deadline = kNever;
         if (error == http::error::header_limit) {
-            // The request line alone too long when no line of it has ended yet.
+            // The request line alone is too long when the parser has not got past it and no line
+            // of what waits in the buffer has ended either.
             const auto data = buffer.cdata();
             const std::string_view received(static_cast<const char*>(data.data()), data.size());
-            RefuseAndClose(received.find("\r\n") == std::string_view::npos ? 414 : 431);
+            const bool requestLineEnded =
+                !parser->get().target().empty() || received.find("\r\n") != std::string_view::npos;
+            RefuseAndClose(requestLineEnded ? 431 : 414);
             return;
         }
         if (error == http::error::body_limit) {
             RefuseAndClose(413);
             return;
         }
-        const bool malformed =
-            error.category() == http::make_error_code(http::error::bad_target).category() &&
-            error != http::error::end_of_stream && error != http::error::partial_message;
-        if (malformed) {
+        if (error) {
             RefuseAndClose(400);  // not HTTP
             return;
-        }
-        if (error) {
-            return;  // the peer went, or the time for a request ran out: the connection ends
         }
         const http::request<http::string_body>& message = parser->get();
         HttpRequest request;
@@ -215,28 +295,29 @@ private:
         request.remoteAddress = remote;
         request.version = message.version();
         keepAlive = message.keep_alive();
-        server->handler(
-            request, [self = this->shared_from_this(), request](HttpResponse response) mutable {
-                const auto executor = self->stream.get_executor();
-                asio::dispatch(executor, [self = std::move(self), request = std::move(request),
-                                          response = std::move(response)]() mutable {
-                    self->Answer(request, std::move(response));
-                });
-            });
+        head = request.method == "HEAD";
+        http10 = request.version == 10;
+        server->handler(request, [self = this->shared_from_this()](HttpResponse response) mutable {
+            asio::io_context& context = self->thread.context;
+            asio::dispatch(context,
+                           [self = std::move(self), response = std::move(response)]() mutable {
+                               self->Answer(std::move(response));
+                           });
+        });
     }
 
     void RefuseAndClose(int status) {
         keepAlive = false;
-        HttpRequest request;
-        request.method = "GET";
+        head = false;
+        http10 = false;
         HttpResponse response;
         response.status = status;
         response.headers = {{"Content-Type", "text/plain; charset=utf-8"}};
         response.body = HttpBody::FromText(Reason(status) + "\n");
-        Answer(request, std::move(response));
+        Answer(std::move(response));
     }
 
-    void Answer(const HttpRequest& request, HttpResponse response) {
+    void Answer(HttpResponse response) {
         answer = std::move(response);
         const bool cut = answer.framing == HttpResponse::Framing::CutAfterLength ||
                          answer.framing == HttpResponse::Framing::CutInChunks;
@@ -245,22 +326,30 @@ private:
         closeAfterAnswer = closeAfterAnswer || !keepAlive || cut;
         const bool hasBody = StatusHasBody(answer.status);
         offset = 0;
-        end = request.method == "HEAD" || !hasBody ? 0
-              : cut                                ? answer.body.size / 2
-                                                   : answer.body.size;
+        end = head || !hasBody ? 0 : cut ? answer.body.size / 2 : answer.body.size;
 
-        out = "HTTP/1.1 " + std::to_string(answer.status) + " " + Reason(answer.status) + "\r\n";
+        out.clear();
+        out += "HTTP/1.1 ";
+        out += std::to_string(answer.status);
+        out += ' ';
+        out += Reason(answer.status);
+        out += "\r\n";
         for (const auto& [name, value] : answer.headers) {
-            out += name + ": " + value + "\r\n";
+            out += name;
+            out += ": ";
+            out += value;
+            out += "\r\n";
         }
         if (chunked) {
             out += "Transfer-Encoding: chunked\r\n";
         } else if (hasBody) {
-            out += "Content-Length: " + std::to_string(answer.body.size) + "\r\n";
+            out += "Content-Length: ";
+            out += std::to_string(answer.body.size);
+            out += "\r\n";
         }
         if (closeAfterAnswer) {
             out += "Connection: close\r\n";
-        } else if (request.version == 10) {
+        } else if (http10) {
             out += "Connection: keep-alive\r\n";
         }
         out += "\r\n";
@@ -292,7 +381,7 @@ private:
     }
 
     void WriteOut() {
-        Lowest().expires_after(kWriteTimeout);
+        deadline = Due(kWriteTimeout);
         asio::async_write(stream, asio::buffer(out),
                           [self = this->shared_from_this()](beast::error_code error, std::size_t) {
                               self->OnWritten(error);
@@ -303,8 +392,8 @@ private:
         if (error) {
             return;
         }
-        out.clear();
         if (offset < end) {
+            out.clear();
             AppendBody(kPieceBytes);
             WriteOut();
             return;
@@ -315,20 +404,26 @@ private:
             // Only the connection's end tells a client of a cut answer that bytes are missing;
             // the others have read every byte they were promised.
             beast::error_code ignored;
-            Lowest().socket().shutdown(tcp::socket::shutdown_send, ignored);
-            Lowest().close();
+            Lowest().shutdown(tcp::socket::shutdown_send, ignored);
+            Close();
             return;
         }
         Read();
     }
 
+    static constexpr auto kNever = std::chrono::steady_clock::time_point::max();
+
     std::shared_ptr<HttpServerCore> server;
+    ServingThread& thread;
     Stream stream;
     const std::string remote;
     beast::flat_buffer buffer;
     std::optional<http::request_parser<http::string_body>> parser;
+    std::chrono::steady_clock::time_point deadline = kNever;
     bool reading = false;
     bool keepAlive = false;
+    bool head = false;
+    bool http10 = false;
     bool closeAfterAnswer = false;
 
     // The answer being written.
@@ -346,7 +441,7 @@ void HttpServerCore::Listen() {
     beast::error_code error;
     asio::ip::address address = asio::ip::make_address(settings.host, error);
     if (error) {
-        tcp::resolver resolver(context);
+        tcp::resolver resolver(serving.front()->context);
         const auto found = resolver.resolve(settings.host, "", error);
         if (error || found.empty()) {
             throw ServiceError("cannot listen on " + settings.host + ": no such address");
@@ -370,113 +465,149 @@ void HttpServerCore::Listen() {
     port = acceptor.local_endpoint().port();
 }
 
-template <class Stream> void HttpServerCore::Serve(tcp::socket socket) {
+template <class Stream> void HttpServerCore::Serve(ServingThread& thread, Socket socket) {
     beast::error_code error;
     socket.set_option(tcp::no_delay(true), error);  // answers leave at once
     const auto peer = socket.remote_endpoint(error);
     const std::string remote = error ? std::string("-") : peer.address().to_string();
     std::shared_ptr<StreamConnection<Stream>> connection;
-    if constexpr (std::is_same_v<Stream, beast::tcp_stream>) {
-        connection = std::make_shared<StreamConnection<Stream>>(
-            shared_from_this(), beast::tcp_stream(std::move(socket)), remote);
+    if constexpr (std::is_same_v<Stream, Socket>) {
+        connection = std::make_shared<StreamConnection<Stream>>(shared_from_this(), thread,
+                                                                std::move(socket), remote);
     } else {
         connection = std::make_shared<StreamConnection<Stream>>(
-            shared_from_this(), Stream(beast::tcp_stream(std::move(socket)), *tls), remote);
+            shared_from_this(), thread, Stream(std::move(socket), *tls), remote);
     }
-    Enter(connection);
+    Enter(thread, connection);
     connection->Begin();
 }
 
 void HttpServerCore::Accept() {
-    acceptor.async_accept(
-        asio::make_strand(context),
-        [self = shared_from_this()](beast::error_code error, tcp::socket socket) {
-            if (error == asio::error::operation_aborted || !self->acceptor.is_open()) {
-                return;  // stopped
-            }
-            if (!error) {
-                ++self->accepted;
+    ServingThread& next = *serving[nextThread++ % serving.size()];
+    acceptor.async_accept(next.context.get_executor(), [self = shared_from_this(), &next](
+                                                           beast::error_code error, Socket socket) {
+        if (error == asio::error::operation_aborted || !self->acceptor.is_open()) {
+            return;  // stopped
+        }
+        if (!error) {
+            ++self->accepted;
+            // The connection starts on its own thread, which alone touches it from then on.
+            asio::post(next.context, [self, &next, socket = std::move(socket)]() mutable {
                 if (self->tls) {
-                    self->Serve<beast::ssl_stream<beast::tcp_stream>>(std::move(socket));
+                    self->Serve<asio::ssl::stream<Socket>>(next, std::move(socket));
                 } else {
-                    self->Serve<beast::tcp_stream>(std::move(socket));
+                    self->Serve<Socket>(next, std::move(socket));
                 }
-            }
-            // Out of descriptors and the like: the next accept may do better.
-            self->Accept();
-        });
+            });
+        }
+        // Out of descriptors and the like: the next accept may do better.
+        self->Accept();
+    });
 }
 
-void HttpServerCore::Enter(const std::shared_ptr<Connection>& connection) {
-    const std::lock_guard<std::mutex> lock(mutex);
-    connections[connection.get()] = connection;
+void HttpServerCore::Enter(ServingThread& thread, const std::shared_ptr<Connection>& connection) {
+    thread.connections[connection.get()] = connection;
     if (stopping) {
         connection->Shutdown();
     }
 }
 
-void HttpServerCore::Leave(Connection* connection) {
-    const std::lock_guard<std::mutex> lock(mutex);
-    connections.erase(connection);
+void HttpServerCore::Leave(ServingThread& thread, Connection* connection) {
+    // The last owner may be another thread's (an answer given from there): the entry goes on the
+    // connection's own thread, where the sweep finds it gone in the meantime.
+    asio::post(thread.context, [self = shared_from_this(), &thread, connection] {
+        thread.connections.erase(connection);
+        if (self->stopping && thread.connections.empty()) {
+            thread.sweep.cancel();  // nothing left to wait for
+        }
+    });
 }
 
-void HttpServerCore::RunThreads(unsigned count, bool onCallingThread) {
+void HttpServerCore::Sweep(ServingThread& thread) {
+    thread.sweep.expires_after(std::chrono::seconds(1));
+    thread.sweep.async_wait([self = shared_from_this(), &thread](beast::error_code) {
+        thread.now = std::chrono::steady_clock::now();
+        for (auto it = thread.connections.begin(); it != thread.connections.end();) {
+            if (auto connection = it->second.lock()) {
+                connection->ExpireIfDue(thread.now);
+                ++it;
+            } else {
+                it = thread.connections.erase(it);
+            }
+        }
+        if (!self->stopping || !thread.connections.empty()) {
+            self->Sweep(thread);
+        }
+    });
+}
+
+void HttpServerCore::RunThreads(bool onCallingThread) {
     {
         const std::lock_guard<std::mutex> lock(mutex);
         if (started || stopping) {
             throw ServiceError("the service can be started once");
         }
         started = true;
-        runners = static_cast<int>(count);
+        runners = static_cast<int>(serving.size());
     }
     Accept();
-    const auto run = [self = shared_from_this()] {
-        self->context.run();
+    for (const auto& thread : serving) {
+        Sweep(*thread);
+    }
+    const auto run = [self = shared_from_this()](ServingThread& thread) {
+        thread.context.run();
         const std::lock_guard<std::mutex> lock(self->mutex);
         if (--self->runners == 0) {
             self->allRunnersEnded.notify_all();
         }
     };
-    for (unsigned i = onCallingThread ? 1 : 0; i < count; ++i) {
-        threads.emplace_back(run);
+    for (std::size_t i = onCallingThread ? 1 : 0; i < serving.size(); ++i) {
+        threads.emplace_back(run, std::ref(*serving[i]));
     }
     if (onCallingThread) {
-        run();
+        run(*serving.front());
     }
 }
 
 void HttpServerCore::Stop() {
-    std::vector<std::shared_ptr<Connection>> open;
-    bool first = false;
     bool wasStarted = false;
+    const bool first = !stopping.exchange(true);
     {
         const std::lock_guard<std::mutex> lock(mutex);
-        first = !stopping;
-        stopping = true;
         wasStarted = started;
-        for (const auto& [raw, weak] : connections) {
-            if (auto connection = weak.lock(); connection && first) {
-                open.push_back(std::move(connection));
-            }
-        }
     }
     if (first) {
         beast::error_code ignored;
         if (wasStarted) {
-            asio::dispatch(acceptor.get_executor(), [self = shared_from_this()] {
+            asio::post(serving.front()->context, [self = shared_from_this()] {
                 beast::error_code ignored;
                 self->acceptor.close(ignored);
             });
+            for (const auto& thread : serving) {
+                asio::post(thread->context, [&thread = *thread] {
+                    for (const auto& [raw, weak] : thread.connections) {
+                        if (auto connection = weak.lock()) {
+                            connection->Shutdown();
+                        }
+                    }
+                    if (thread.connections.empty()) {
+                        thread.sweep.cancel();
+                    }
+                });
+            }
         } else {
             acceptor.close(ignored);  // nothing runs that could use it
         }
-        for (const auto& connection : open) {
-            connection->Shutdown();
-        }
         // The threads end once the last answer under way is written.
-        work.reset();
+        for (auto& work : works) {
+            work.reset();
+        }
     }
-    if (!wasStarted || context.get_executor().running_in_this_thread()) {
+    const bool onServingThread =
+        std::any_of(serving.begin(), serving.end(), [](const auto& thread) {
+            return thread->context.get_executor().running_in_this_thread();
+        });
+    if (!wasStarted || onServingThread) {
         return;  // not serving, or a handler stopped the service: nothing to wait for here
     }
     {
@@ -521,14 +652,14 @@ bool HttpServer::Secure() const { return impl->tls.has_value(); }
 
 int HttpServer::AcceptedConnections() const { return impl->accepted; }
 
-void HttpServer::Start() { impl->RunThreads(ThreadCount(impl->settings.threads), false); }
+void HttpServer::Start() { impl->RunThreads(false); }
 
-void HttpServer::Run() { impl->RunThreads(ThreadCount(impl->settings.threads), true); }
+void HttpServer::Run() { impl->RunThreads(true); }
 
 void HttpServer::Stop() { impl->Stop(); }
 
 void HttpServer::After(std::chrono::milliseconds delay, std::function<void()> then) {
-    auto timer = std::make_shared<asio::steady_timer>(impl->context, delay);
+    auto timer = std::make_shared<asio::steady_timer>(impl->serving.front()->context, delay);
     timer->async_wait([timer, then = std::move(then)](beast::error_code) { then(); });
 }
 

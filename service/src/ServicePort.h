@@ -1,9 +1,10 @@
 // ServicePort.h: what the service does differently on Linux and on Windows: keeping a listening
-// address to one service, peers that hang up, and the command's arguments and the user's
-// requests to stop or to take the catalog again.
+// address to one service, peers that hang up, the command's arguments and the user's requests to
+// stop or to take the catalog again, and the durable writes of the catalog and the files folder.
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -30,5 +31,16 @@ std::vector<std::string> Utf8Arguments(int argc, char** argv);
 void CatchRequests();
 enum class Request { Stop, ReloadCatalog };
 Request WaitForRequest();
+
+// Writes `bytes` as a new file at `path`, failing when anything stands there already, and forces
+// it and its folder's entry onto the disk, so that a file the catalog names never comes back
+// empty or missing after a crash. False with the system's reason in `reason`; a failure leaves no
+// file behind.
+bool WriteNewFile(const std::filesystem::path& path, const std::string& bytes, std::string& reason);
+// Puts the file `from` in place of `to` in one step (Linux rename, Windows MoveFileExW replacing
+// the old file), then forces the change onto the disk: a reader sees the old file or the new one,
+// never a mix. False with the system's reason in `reason` when nothing was replaced.
+bool RenameOver(const std::filesystem::path& from, const std::filesystem::path& to,
+                std::string& reason);
 
 }  // namespace serviceport

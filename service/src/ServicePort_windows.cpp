@@ -1,14 +1,17 @@
-// ServicePort_windows.cpp: the listening socket kept to this service, the wide command line, and
-// Ctrl+C and its kin taken by a console control handler.
+// ServicePort_windows.cpp: the listening socket kept to this service, the wide command line,
+// Ctrl+C and its kin taken by a console control handler, and durable writes through
+// FlushFileBuffers and MoveFileExW.
 #include "ServicePort.h"
 
 // Without the older winsock.h, which windows.h would bring ahead of winsock2.h.
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 #include <shellapi.h>
+#include <system_error>
 #include <winsock2.h>
 
 namespace serviceport {
@@ -24,6 +27,10 @@ std::string Utf8(const wchar_t* text) {
     WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8.data(), size, nullptr, nullptr);
     utf8.pop_back();  // the terminator
     return utf8;
+}
+
+std::string SystemReason() {
+    return std::system_category().message(static_cast<int>(GetLastError()));
 }
 
 std::mutex stopMutex;
@@ -75,6 +82,45 @@ Request WaitForRequest() {
     std::unique_lock<std::mutex> lock(stopMutex);
     stopChanged.wait(lock, [] { return stopRequested; });
     return Request::Stop;
+}
+
+bool WriteNewFile(const std::filesystem::path& path, const std::string& bytes,
+                  std::string& reason) {
+    const HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        reason = SystemReason();
+        return false;
+    }
+    std::size_t written = 0;
+    bool ok = true;
+    while (ok && written < bytes.size()) {
+        const DWORD chunk =
+            static_cast<DWORD>(std::min<std::size_t>(bytes.size() - written, 1u << 30));
+        DWORD count = 0;
+        ok = WriteFile(file, bytes.data() + written, chunk, &count, nullptr) != 0 && count > 0;
+        written += count;
+    }
+    // NTFS journals the folder's entry itself; the file's data needs the flush.
+    ok = ok && FlushFileBuffers(file) != 0;
+    if (!ok) {
+        reason = SystemReason();
+    }
+    CloseHandle(file);
+    if (!ok) {
+        DeleteFileW(path.c_str());
+    }
+    return ok;
+}
+
+bool RenameOver(const std::filesystem::path& from, const std::filesystem::path& to,
+                std::string& reason) {
+    if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) ==
+        0) {
+        reason = SystemReason();
+        return false;
+    }
+    return true;
 }
 
 }  // namespace serviceport

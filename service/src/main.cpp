@@ -3,6 +3,8 @@
 // catalog again when its file changes or on SIGHUP.
 #include "PathText.h"
 #include "ServicePort.h"
+#include "service/Publish.h"
+#include "service/Stats.h"
 #include "service/VersionService.h"
 
 #include <charconv>
@@ -50,7 +52,12 @@ void PrintHelp() {
                  "error. Stops on SIGINT or SIGTERM (on Windows Ctrl+C or Ctrl+Break), after the\n"
                  "answers under way. A request may add fault_NAME=VALUE keys (delay_ms, status,\n"
                  "body, cut_body, no_content_disposition, quoted_filename, redirect,\n"
-                 "close_mid_body, chunked, disposition, hold).\n";
+                 "close_mid_body, chunked, disposition, hold).\n\n"
+                 "Two more commands keep the catalog and read the access log:\n"
+                 "  orvservice publish --catalog FILE --files DIR --id ID --version V [--test]\n"
+                 "                     [--library DIR [--force]] FILE\n"
+                 "  orvservice stats LOG [--from YYYY-MM-DD] [--to YYYY-MM-DD] [--json]\n"
+                 "each with --help of its own.\n";
 }
 
 // A whole number in [least, most]; false for anything else.
@@ -80,6 +87,12 @@ bool ParseListen(const std::string& text, orvservice::ServiceOptions& options) {
 
 int main(int argc, char** argv) {
     const std::vector<std::string> args = serviceport::Utf8Arguments(argc, argv);
+    if (args.size() > 1 && args[1] == "publish") {
+        return orvservice::RunPublish(args, std::cout, std::cerr);
+    }
+    if (args.size() > 1 && args[1] == "stats") {
+        return orvservice::RunStats(args, std::cout, std::cerr);
+    }
     orvservice::ServiceOptions options;
     // A long-running service keeps no list of its requests, and takes a changed catalog.
     options.recordRequests = false;

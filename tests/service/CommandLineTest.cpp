@@ -1,5 +1,7 @@
 // CommandLineTest.cpp: the orvservice command (usage, catalog errors, the listening line, a clean
-// stop on a signal, --log); run through the Linux shell, so built on Linux only.
+// stop on a signal, --log, the publish and stats commands' exit statuses); run through the Linux
+// shell, so built on Linux only.
+#include "GdlPartXml.h"
 #include "ServiceTestSupport.h"
 
 #include <csignal>
@@ -125,6 +127,43 @@ TEST_F(ServiceCommandLineTest, StopsOnSigintToo) {
               std::string::npos);
     command.Signal(SIGINT);
     EXPECT_EQ(command.Wait(), 0);
+}
+
+TEST_F(ServiceCommandLineTest, PublishAddsAReleaseRefusesWith1AndMisunderstandsWith2) {
+    ASSERT_TRUE(testfiles::WriteFileBytes(folder.At("catalog.json"), kGoodCatalog));
+    ASSERT_TRUE(testfiles::WriteFileBytes(
+        folder.At("door.xml"), testfiles::MonitoredPartXml("http://x/check?id=D01&version=1.0")));
+    const std::string publish = "publish " + Arguments() + " --id D01 ";
+    const std::string part = " " + testfiles::Quote(folder.At("door.xml"));
+    std::string output;
+
+    EXPECT_EQ(Run(publish + "--version 3.0" + part, &output), 0) << output;
+    EXPECT_NE(output.find("D01 3.0 is the latest"), std::string::npos) << output;
+    EXPECT_TRUE(testfiles::Exists(folder.At("files/D01-3.0.xml")));
+
+    const std::string catalog = testfiles::ReadFileBytes(folder.At("catalog.json"));
+    EXPECT_EQ(Run(publish + "--version 3.0" + part, &output), 1) << output;
+    EXPECT_EQ(output, "orvservice publish: object D01 has version 3.0 already (versions)\n");
+    EXPECT_EQ(Run(publish + "--version 4.0 --force" + part, &output), 2) << output;
+    EXPECT_NE(output.find("usage: orvservice publish"), std::string::npos) << output;
+    EXPECT_EQ(testfiles::ReadFileBytes(folder.At("catalog.json")), catalog);
+}
+
+TEST_F(ServiceCommandLineTest, StatsCountsTheLogAndNamesOneItCannotRead) {
+    ASSERT_TRUE(testfiles::WriteFileBytes(
+        folder.At("access.log"), "127.0.0.1 - - [24/Nov/2026:03:02:15 +0000] \"GET "
+                                 "/check?id=D01&version=1.0&format=json HTTP/1.1\" 200 123 \"-\" "
+                                 "\"WinHTTP\"\n"));
+    std::string output;
+    EXPECT_EQ(Run("stats " + testfiles::Quote(folder.At("access.log")) + " --json", &output), 0)
+        << output;
+    const Json::Value root = ParseJson(output);
+    EXPECT_EQ(root["objects"][0]["versions"][0]["checks"], 1) << output;
+
+    EXPECT_EQ(Run("stats " + testfiles::Quote(folder.At("none.log")), &output), 1);
+    EXPECT_EQ(output, "orvservice stats: " + folder.At("none.log") + " cannot be read\n");
+    EXPECT_EQ(Run("stats", &output), 2);
+    EXPECT_NE(output.find("usage: orvservice stats LOG"), std::string::npos) << output;
 }
 
 }  // namespace

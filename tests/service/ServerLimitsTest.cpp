@@ -90,6 +90,18 @@ TEST_F(ServiceLimitsTest, OverLongHeaderIsAnswered431AndTheConnectionClosed) {
     EXPECT_EQ(answer->rfind("HTTP/1.1 431 ", 0), 0u) << *answer;
 }
 
+TEST_F(ServiceLimitsTest, HeaderLineLongerThanManyReadsIsAnswered431) {
+    StartService();
+    RawConnection connection(service->Port());
+    // The request line goes first, on its own, so that the parser is past it before the header
+    // line comes; then a header line as long as several reads of the server.
+    connection.Send("GET /healthz HTTP/1.1\r\nHost: x\r\n");
+    connection.Send("X-Long: " + std::string(64 * 1024, 'c') + "\r\n\r\n");
+    const auto answer = connection.ReadToEnd(kLimit);
+    ASSERT_TRUE(answer) << "the connection stayed open";
+    EXPECT_EQ(answer->rfind("HTTP/1.1 431 ", 0), 0u) << answer->substr(0, 40);
+}
+
 TEST_F(ServiceLimitsTest, WhatIsNoHttpIsAnswered400AndTheConnectionClosed) {
     StartService();
     RawConnection connection(service->Port());

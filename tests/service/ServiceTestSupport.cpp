@@ -64,6 +64,16 @@ Json::Value ParseJson(const std::string& text) {
     return value;
 }
 
+int RunInProcess(Command command, const std::vector<std::string>& args, std::string& out,
+                 std::string& err) {
+    std::ostringstream outStream;
+    std::ostringstream errStream;
+    const int status = command(args, outStream, errStream);
+    out = outStream.str();
+    err = errStream.str();
+    return status;
+}
+
 std::string CurlResult::Header(const std::string& name) const {
     // The last block starts after the last empty line that has something after it.
     std::istringstream lines(headers);

@@ -10,7 +10,9 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 #include <memory>
+#include <ostream>
 #include <string>
+#include <vector>
 #ifndef _WIN32
 #include <sys/types.h>
 #endif
@@ -50,6 +52,12 @@ protected:
 };
 
 Json::Value ParseJson(const std::string& text);
+
+// An orvservice command besides serving, as its library gives it (RunPublish, RunStats).
+using Command = int (*)(const std::vector<std::string>&, std::ostream&, std::ostream&);
+// The exit status of `command` run in-process on `args`; what it wrote goes to `out` and `err`.
+int RunInProcess(Command command, const std::vector<std::string>& args, std::string& out,
+                 std::string& err);
 
 struct CurlResult {
     int exitCode = -1;

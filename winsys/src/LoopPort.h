@@ -19,18 +19,19 @@ namespace winsys::port {
 void WatchSystemModals(MainLoop& loop);
 
 // Delivers what is due at `now` on the loop's clock: the due timers, or on Windows every queued
-// message. An exception that leaves a handler is handed to `onException` with its text, and the
-// delivery goes on.
-void DeliverDue(uint64_t now, const std::function<void(const std::string& what)>& onException);
+// message; whether anything was. An exception that leaves a handler is handed to `onException`
+// with its text, and the delivery goes on.
+bool DeliverDue(uint64_t now, const std::function<void(const std::string& what)>& onException);
 
-// A run of the loop begins at `now`: on Windows the quiet spell that ends it counts from here at
-// the earliest, not from a message of an earlier run.
-void BeginRun(uint64_t now);
+// The loop did something that ended at `now`: a run began, a message was delivered, a script
+// acted. On Windows the quiet spell that ends a loop with nobody there counts from the last of
+// these, so that a handler or an action that took long (a check waits on the network) still has
+// its timer delivered.
+void NoteActivity(uint64_t now);
 
 // When the loop must look again although no input came: the next timer's due time on Linux. On
-// Windows, where armed timers cannot be seen, a while after the last message delivered, so that a
-// loop with nobody there ends only once the add-on has gone quiet. Nothing: only input can bring
-// more.
+// Windows, where armed timers cannot be seen, a while after the last activity, so that a loop
+// with nobody there ends only once the add-on has gone quiet. Nothing: only input can bring more.
 std::optional<uint64_t> NextDue(uint64_t now);
 
 // Waits, with nobody there to give input, until `deadline` of SteadyMilliseconds: false at once

@@ -10,13 +10,15 @@
 
 namespace winsys::port {
 
-void DeliverDue(uint64_t now, const std::function<void(const std::string& what)>& onException) {
+bool DeliverDue(uint64_t now, const std::function<void(const std::string& what)>& onException) {
+    bool delivered = false;
     // The turn looks once; what its handlers kill, re-arm or fire in a nested loop is left out.
     for (const detail::DueTimer& due : detail::CollectDueTimers(now)) {
         const auto delivery = detail::BeginFiring(due, now);
         if (!delivery) {
             continue;
         }
+        delivered = true;
         try {
             if (delivery->timerProc != nullptr) {
                 delivery->timerProc(delivery->window, WM_TIMER, delivery->id,
@@ -30,11 +32,13 @@ void DeliverDue(uint64_t now, const std::function<void(const std::string& what)>
             onException("an exception of unknown type");
         }
     }
+    return delivered;
 }
 
 void WatchSystemModals(MainLoop& /*loop*/) {}
 
-void BeginRun(uint64_t /*now*/) {}
+// The timers are seen: a run ends when none is armed.
+void NoteActivity(uint64_t /*now*/) {}
 
 std::optional<uint64_t> NextDue(uint64_t /*now*/) { return detail::NextTimerDue(); }
 

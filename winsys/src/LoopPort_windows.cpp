@@ -15,17 +15,19 @@ namespace {
 // add-on's one-second timer, with room for a slow machine.
 constexpr uint64_t QuietMilliseconds = 3000;
 
-// When a message was last delivered, on the loop's clock; nothing before the first look.
-std::optional<uint64_t> lastDelivery;
+// The end of the loop's last activity, on the loop's clock; nothing before the first.
+std::optional<uint64_t> lastActivity;
 
 }  // namespace
 
-void DeliverDue(uint64_t now, const std::function<void(const std::string& what)>& onException) {
-    if (!lastDelivery) {
-        lastDelivery = now;
+bool DeliverDue(uint64_t now, const std::function<void(const std::string& what)>& onException) {
+    if (!lastActivity) {
+        lastActivity = now;
     }
+    bool delivered = false;
     MSG message;
     while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+        delivered = true;
         try {
             TranslateMessage(&message);
             DispatchMessageW(&message);
@@ -34,14 +36,14 @@ void DeliverDue(uint64_t now, const std::function<void(const std::string& what)>
         } catch (...) {
             onException("an exception of unknown type");
         }
-        lastDelivery = now;
     }
+    return delivered;
 }
 
-void BeginRun(uint64_t now) { lastDelivery = now; }
+void NoteActivity(uint64_t now) { lastActivity = now; }
 
 std::optional<uint64_t> NextDue(uint64_t now) {
-    const uint64_t quietEnd = lastDelivery.value_or(now) + QuietMilliseconds;
+    const uint64_t quietEnd = lastActivity.value_or(now) + QuietMilliseconds;
     if (now >= quietEnd) {
         return std::nullopt;
     }

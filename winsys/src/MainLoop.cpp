@@ -132,12 +132,16 @@ uint64_t MainLoop::NowMilliseconds() { return backend->NowMilliseconds(); }
 uint64_t MainLoop::NowMicroseconds1601() { return backend->NowMicroseconds1601(); }
 
 void MainLoop::FireDueTimers() {
-    port::DeliverDue(NowMilliseconds(),
-                     [this](const std::string& what) { TraceException(*this, what); });
+    if (port::DeliverDue(NowMilliseconds(),
+                         [this](const std::string& what) { TraceException(*this, what); })) {
+        NoteActivity();
+    }
 }
 
+void MainLoop::NoteActivity() { port::NoteActivity(NowMilliseconds()); }
+
 void MainLoop::Run() {
-    port::BeginRun(NowMilliseconds());
+    NoteActivity();
     for (;;) {
         FireDueTimers();
         if (!backend->Wait(port::NextDue(NowMilliseconds())) && !port::NextDue(NowMilliseconds())) {

@@ -42,32 +42,6 @@ WString WithPlatformSeparators(WString path) {
 
 bool IsAsciiLetter(char16_t c) { return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z'); }
 
-// True when the member path stays inside the folder it is extracted into: no leading separator,
-// no drive prefix such as "C:", and no ".." step between separators of either kind.
-bool IsContainedMemberPath(const WString& memberPath) {
-    if (memberPath.empty()) {
-        return true;
-    }
-    if (CUtils::IsPathSeparator(memberPath[0])) {
-        return false;
-    }
-    if (memberPath.size() >= 2 && IsAsciiLetter(memberPath[0]) && memberPath[1] == u':') {
-        return false;
-    }
-    size_t start = 0;
-    while (start <= memberPath.size()) {
-        size_t end = start;
-        while (end < memberPath.size() && !CUtils::IsPathSeparator(memberPath[end])) {
-            ++end;
-        }
-        if (memberPath.compare(start, end - start, u"..") == 0) {
-            return false;
-        }
-        start = end + 1;
-    }
-    return true;
-}
-
 // Names tried for a member's part file before the extraction gives up.
 constexpr int kPartNameAttempts = 8;
 
@@ -106,12 +80,6 @@ std::unique_ptr<FileOutputStream> CreatePartFile(const WString& outputPath, WStr
     }
 }
 
-void AppendSeparatorIfMissing(WString& path) {
-    if (path.empty() || !CUtils::IsPathSeparator(path.back())) {
-        path += CUtils::GetPathSeparator();
-    }
-}
-
 // Passes the member's bytes to the file and keeps their count and CRC for the check at the end.
 class CheckedOutputStream : public FilterOutputStream {
 public:
@@ -132,13 +100,18 @@ private:
     uint64_t count = 0;
 };
 
-// Reads member `entry` to its end into a new part file beside `outputPath` and gives the part
-// file's path. The reader checks what the member promises; the length and, where the archive
-// keeps one, the CRC are checked here as well, since the reader leaves plain members unchecked
-// and a cut or altered member must not take a file's place. The part file is written out, its
-// close checked, before it is handed on, so that a full disk fails here and not under the file's
-// own name; it is not forced onto the disk, which would cost more than the whole extraction of
-// many small files. On a failure the part file is deleted.
+void AppendSeparatorIfMissing(WString& path) {
+    if (path.empty() || !CUtils::IsPathSeparator(path.back())) {
+        path += CUtils::GetPathSeparator();
+    }
+}
+
+// Reads member `entry` to its end into a new part file beside `outputPath`, checked as
+// ReadCheckedMember checks it, so that a cut or altered member never takes a file's place, and
+// gives the part file's path. The part file is written out, its close checked, before it is
+// handed on, so that a full disk fails here and not under the file's own name; it is not forced
+// onto the disk, which would cost more than the whole extraction of many small files. On a
+// failure the part file is deleted.
 WString WriteMember(ZipFile& zip, const ZipDirectoryEntry& entry, const WString& outputPath) {
     uint64_t expectedSize = 0;
     // An archive read from a stream has no file for a reader of its own.
@@ -148,19 +121,9 @@ WString WriteMember(ZipFile& zip, const ZipDirectoryEntry& entry, const WString&
     WString partPath;
     std::unique_ptr<FileOutputStream> file = CreatePartFile(outputPath, partPath);
     try {
-        CheckedOutputStream checked(*file);
-        member->transfer(checked, -1);
+        ReadCheckedMember(zip, entry.memberIndex, *member, expectedSize, *file);
         member.reset();
         file->commit(false);
-        if (checked.getCount() != expectedSize) {
-            throw OVException(kZipVerificationFailed, "Member length differs from the directory");
-        }
-        // AES members in the AE-2 layout carry CRC 0 and are checked by their authentication code.
-        const ZipMemberInfo& info = zip.getMembers().at(static_cast<size_t>(entry.memberIndex));
-        const bool crcKept = !(IsAesKind(info.flags & kZipKindMask) && entry.crc == 0);
-        if (crcKept && checked.getCrc() != entry.crc) {
-            throw OVException(kZipVerificationFailed, "Verification failed");
-        }
     } catch (...) {
         file.reset();
         CUtils::DeleteFileOV(partPath);
@@ -170,6 +133,45 @@ WString WriteMember(ZipFile& zip, const ZipDirectoryEntry& entry, const WString&
 }
 
 }  // namespace
+
+bool IsContainedMemberPath(const WString& memberPath) {
+    if (memberPath.empty()) {
+        return true;
+    }
+    if (CUtils::IsPathSeparator(memberPath[0])) {
+        return false;
+    }
+    if (memberPath.size() >= 2 && IsAsciiLetter(memberPath[0]) && memberPath[1] == u':') {
+        return false;
+    }
+    size_t start = 0;
+    while (start <= memberPath.size()) {
+        size_t end = start;
+        while (end < memberPath.size() && !CUtils::IsPathSeparator(memberPath[end])) {
+            ++end;
+        }
+        if (memberPath.compare(start, end - start, u"..") == 0) {
+            return false;
+        }
+        start = end + 1;
+    }
+    return true;
+}
+
+void ReadCheckedMember(ZipFile& zip, int32_t memberIndex, InputStream& member,
+                       uint64_t expectedSize, OutputStream& sink) {
+    CheckedOutputStream checked(sink);
+    member.transfer(checked, -1);
+    if (checked.getCount() != expectedSize) {
+        throw OVException(kZipVerificationFailed, "Member length differs from the directory");
+    }
+    // AES members in the AE-2 layout carry CRC 0 and are checked by their authentication code.
+    const ZipMemberInfo& info = zip.getMembers().at(static_cast<size_t>(memberIndex));
+    const bool crcKept = !(IsAesKind(info.flags & kZipKindMask) && info.crc == 0);
+    if (crcKept && checked.getCrc() != info.crc) {
+        throw OVException(kZipVerificationFailed, "Verification failed");
+    }
+}
 
 bool UnzipArchive(ZipFile& zip, const WString& targetDirectory, bool cleanTarget,
                   std::vector<WString>* passedOver) {

@@ -1,5 +1,6 @@
-// LibraryPartXml.h: reading the parameters of one GDL library-part XML file, and the UTF-8 and
-// UTF-16 conversions the project model needs. Private to the emulator.
+// LibraryPartXml.h: reading the parameters of one GDL library-part XML file (target
+// library_part_xml): the emulator's project reads its parts with it, and orvservice publish judges
+// a part with it before it is offered, so that both read a part alike.
 #pragma once
 
 #include "emulator/Project.h"

@@ -77,6 +77,7 @@ public:
         const ScriptAction action = std::move(actions.front());
         actions.pop_front();
         Perform(action, deadline);
+        winsys::MainLoop::Instance().NoteActivity();
         return true;
     }
 

@@ -89,6 +89,9 @@ public:
     uint64_t NowMilliseconds();
     // The loop's time as the add-on reckons it: microseconds since 1 January 1601 UTC.
     uint64_t NowMicroseconds1601();
+    // Says that the backend acted for somebody (a script's action): on Windows, where armed
+    // timers cannot be seen, a loop with nobody there ends only a quiet while after the last act.
+    void NoteActivity();
 
     // Runs until no timer is armed and the backend has no more input.
     void Run();

@@ -1,7 +1,9 @@
-// Unzip.h: the extraction loop shared by CUtils::UnzipFile and the orvzip tool.
+// Unzip.h: the extraction loop shared by CUtils::UnzipFile and the orvzip tool, and the checks it
+// makes, for tools that judge an archive the way an update would unpack it.
 #pragma once
 
 #include "common/WideString.h"
+#include "streams/OutputStream.h"
 #include "zip/ZipFile.h"
 
 #include <vector>
@@ -14,3 +16,15 @@
 // refused is added to `passedOver` when given.
 bool UnzipArchive(ZipFile& zip, const WString& targetDirectory, bool cleanTarget,
                   std::vector<WString>* passedOver = nullptr);
+
+// Whether a member at `memberPath` ("folder/name", either separator) stays inside the folder it is
+// extracted into: no leading separator, no drive prefix such as "C:", and no ".." step. The
+// extraction passes over every member for which this is false.
+bool IsContainedMemberPath(const WString& memberPath);
+
+// Reads `member`, a reader of member `memberIndex` of `zip` that promised `expectedSize` bytes,
+// to its end into `sink`, then checks what the reader leaves unchecked for a plain member: the
+// length and, where the archive keeps one, the CRC, against the directory. Throws OVException
+// (kZipVerificationFailed, or the reader's own) as the extraction would fail on that member.
+void ReadCheckedMember(ZipFile& zip, int32_t memberIndex, InputStream& member,
+                       uint64_t expectedSize, OutputStream& sink);
