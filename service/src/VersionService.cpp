@@ -170,6 +170,9 @@ void VersionService::Impl::Reload() {
         throw;
     }
     std::cerr << "orvservice: catalog " << Utf8OfPath(options.catalog) << " taken" << std::endl;
+    if (options.catalogTaken) {
+        options.catalogTaken();
+    }
 }
 
 void VersionService::Impl::WatchCatalog() {

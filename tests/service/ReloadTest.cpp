@@ -3,8 +3,9 @@
 #include "ServiceTestSupport.h"
 
 #include <chrono>
+#include <future>
 #include <httplib.h>
-#include <thread>
+#include <mutex>
 
 namespace servicetest {
 namespace {
@@ -48,21 +49,18 @@ TEST_F(ServiceReloadTest, RefusedCatalogLeavesTheOneInService) {
 }
 
 TEST_F(ServiceReloadTest, WatchedCatalogIsTakenWhenItsFileChanges) {
+    std::promise<void> taken;
+    std::once_flag told;
     orvservice::ServiceOptions options;
     options.watchCatalogMilliseconds = 20;
+    options.catalogTaken = [&] { std::call_once(told, [&] { taken.set_value(); }); };
     StartService(DefaultCatalog(), options);
     ASSERT_TRUE(testfiles::WriteFileBytes(CatalogPath(), kLatest30));
 
+    // The limit only turns a hang into a failure.
+    ASSERT_EQ(taken.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
     httplib::Client client("127.0.0.1", service->Port());
-    // Asked again until the watch has seen the change; the limit only turns a hang into a
-    // failure.
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    std::string latest;
-    while ((latest = LatestOf(client, "D01")) != "3.0" &&
-           std::chrono::steady_clock::now() < limit) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    EXPECT_EQ(latest, "3.0");
+    EXPECT_EQ(LatestOf(client, "D01"), "3.0");
 }
 
 TEST_F(ServiceReloadTest, FilesUrlPointsDownloadsAtTheFileHost) {

@@ -56,6 +56,8 @@ struct ServiceOptions {
     // Takes a changed catalog file, checked for its modification time and size this often; 0:
     // only on ReloadCatalog.
     int watchCatalogMilliseconds = 0;
+    // Called, on a serving thread, each time a catalog read again has been taken.
+    std::function<void()> catalogTaken;
     // How the fault "delay_ms" waits; empty: a timer of the service, without holding a thread. A
     // test may pass a clock of its own, so that a delay is counted rather than waited out.
     std::function<void(std::chrono::milliseconds)> delay;
