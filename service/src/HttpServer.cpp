@@ -402,10 +402,43 @@ private:
 
     void WriteOut() {
         deadline = Due(kWriteTimeout);
-        asio::async_write(stream, asio::buffer(out),
+        sent = 0;
+        if constexpr (!kSecure) {
+            // Most answers leave in one call, with no handler to run after it: a thread's round
+            // over its ready connections then ends in a wait for more, not in a queue of writes.
+            for (;;) {
+                beast::error_code error;
+                sent +=
+                    stream.write_some(asio::buffer(out.data() + sent, out.size() - sent), error);
+                if (error == asio::error::would_block) {
+                    break;  // the rest when the peer has taken some
+                }
+                if (error) {
+                    return;  // the peer went
+                }
+                if (sent < out.size()) {
+                    continue;
+                }
+                if (offset < end) {
+                    NextPiece();
+                    continue;
+                }
+                // A request that waits in the buffer goes to the back of the queue, behind the
+                // other connections, instead of being answered from within this answer.
+                AnswerWritten(/*nested=*/true);
+                return;
+            }
+        }
+        asio::async_write(stream, asio::buffer(out.data() + sent, out.size() - sent),
                           [self = this->shared_from_this()](beast::error_code error, std::size_t) {
                               self->OnWritten(error);
                           });
+    }
+
+    void NextPiece() {
+        out.clear();
+        sent = 0;
+        AppendBody(kPieceBytes);
     }
 
     void OnWritten(beast::error_code error) {
@@ -413,11 +446,14 @@ private:
             return;
         }
         if (offset < end) {
-            out.clear();
-            AppendBody(kPieceBytes);
+            NextPiece();
             WriteOut();
             return;
         }
+        AnswerWritten(/*nested=*/false);
+    }
+
+    void AnswerWritten(bool nested) {
         lastChunkWritten = false;
         answer = ServiceAnswer();
         if (closeAfterAnswer) {
@@ -426,6 +462,10 @@ private:
             beast::error_code ignored;
             Lowest().shutdown(tcp::socket::shutdown_send, ignored);
             Close();
+            return;
+        }
+        if (nested && buffer.size() > 0) {
+            asio::post(thread.context, [self = this->shared_from_this()] { self->Read(); });
             return;
         }
         Read();
@@ -449,6 +489,7 @@ private:
     // The answer being written.
     ServiceAnswer answer;
     std::string out;
+    std::size_t sent = 0;  // of `out`
     std::size_t offset = 0;
     std::size_t end = 0;
     bool chunked = false;
@@ -488,6 +529,7 @@ void HttpServerCore::Listen() {
 template <class Stream> void HttpServerCore::Serve(ServingThread& thread, Socket socket) {
     beast::error_code error;
     socket.set_option(tcp::no_delay(true), error);  // answers leave at once
+    socket.non_blocking(true, error);               // a write that cannot go on says so
     const auto peer = socket.remote_endpoint(error);
     const std::string remote = error ? std::string("-") : peer.address().to_string();
     std::shared_ptr<StreamConnection<Stream>> connection;

@@ -24,6 +24,13 @@ public:
 
     void Send(const std::string& bytes) { asio::write(socket, asio::buffer(bytes)); }
 
+    // Sends `bytes` while ReadToEnd reads, for more than the two ends' buffers hold.
+    void SendWhileReading(std::string bytes) {
+        sending = std::move(bytes);
+        asio::async_write(socket, asio::buffer(sending),
+                          [](boost::system::error_code, std::size_t) {});
+    }
+
     // Everything the service sends until it closes the connection; nothing when it is still open
     // after `limit`, which only turns a hang into a failure.
     std::optional<std::string> ReadToEnd(std::chrono::milliseconds limit) {
@@ -57,6 +64,7 @@ public:
 private:
     asio::io_context context;
     tcp::socket socket;
+    std::string sending;
 };
 
 constexpr std::chrono::seconds kLimit{20};
@@ -169,6 +177,28 @@ TEST_F(ServiceLimitsTest, PipelinedRequestsAreAnsweredInTheirOrderOnOneConnectio
     EXPECT_NE(second, std::string::npos) << *answer;
     EXPECT_LT(first, second) << *answer;
     EXPECT_EQ(service->AcceptedConnections(), 1);
+}
+
+TEST_F(ServiceLimitsTest, ManyPipelinedRequestsAtOnceAreAllAnswered) {
+    StartService();
+    RawConnection connection(service->Port());
+    // Far more requests than one read takes in or the two ends' buffers hold, with answers that
+    // leave at once and answers that wait for the client to read.
+    constexpr int kRequests = 20000;
+    std::string requests;
+    for (int i = 1; i < kRequests; ++i) {
+        requests += "GET /healthz HTTP/1.1\r\nHost: x\r\n\r\n";
+    }
+    requests += "GET /healthz HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n";
+    connection.SendWhileReading(requests);
+    const auto answer = connection.ReadToEnd(std::chrono::seconds(60));
+    ASSERT_TRUE(answer) << "the connection stayed open";
+    int answers = 0;
+    for (std::size_t at = answer->find("HTTP/1.1 200 OK\r\n"); at != std::string::npos;
+         at = answer->find("HTTP/1.1 200 OK\r\n", at + 1)) {
+        ++answers;
+    }
+    EXPECT_EQ(answers, kRequests);
 }
 
 TEST_F(ServiceLimitsTest, Http10RequestWithoutKeepAliveIsAnsweredAndClosed) {
