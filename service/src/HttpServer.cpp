@@ -38,6 +38,8 @@ constexpr std::size_t kBodyLimit = 64 * 1024;
 constexpr std::chrono::seconds kWriteTimeout{30};
 // A body up to this size goes out in one write with its head; a larger one in pieces this size.
 constexpr std::size_t kPieceBytes = 64 * 1024;
+// How long the acceptor waits after an accept failed for want of descriptors or memory.
+constexpr std::chrono::milliseconds kAcceptPause{100};
 // What a read asks the system for at most.
 constexpr std::size_t kReadBytes = 8 * 1024;
 
@@ -142,7 +144,8 @@ class HttpServerCore : public std::enable_shared_from_this<HttpServerCore> {
 public:
     HttpServerCore(const HttpServerSettings& settings, HttpHandler handler)
         : settings(settings), handler(std::move(handler)),
-          serving(MakeThreads(ThreadCount(settings.threads))), acceptor(serving.front()->context) {
+          serving(MakeThreads(ThreadCount(settings.threads))), acceptor(serving.front()->context),
+          acceptPause(serving.front()->context) {
         for (const auto& thread : serving) {
             works.push_back(asio::make_work_guard(thread->context));
         }
@@ -164,6 +167,7 @@ public:
     const std::vector<std::unique_ptr<ServingThread>> serving;
     std::optional<asio::ssl::context> tls;
     tcp::acceptor acceptor;
+    asio::steady_timer acceptPause;  // after a failed accept
     uint16_t port = 0;
     std::atomic<int> accepted{0};
     std::atomic<bool> stopping{false};
@@ -520,6 +524,9 @@ void HttpServerCore::Listen() {
     if (!error) {
         acceptor.listen(asio::socket_base::max_listen_connections, error);
     }
+    if (!error) {
+        acceptor.non_blocking(true, error);  // Accept takes connections until none waits
+    }
     if (error) {
         throw ServiceError("cannot listen on " + where + ": " + error.message());
     }
@@ -545,26 +552,43 @@ template <class Stream> void HttpServerCore::Serve(ServingThread& thread, Socket
 }
 
 void HttpServerCore::Accept() {
-    ServingThread& next = *serving[nextThread++ % serving.size()];
-    acceptor.async_accept(next.context.get_executor(), [self = shared_from_this(), &next](
-                                                           beast::error_code error, Socket socket) {
-        if (error == asio::error::operation_aborted || !self->acceptor.is_open()) {
-            return;  // stopped
-        }
-        if (!error) {
-            ++self->accepted;
-            // The connection starts on its own thread, which alone touches it from then on.
-            asio::post(next.context, [self, &next, socket = std::move(socket)]() mutable {
-                if (self->tls) {
-                    self->Serve<asio::ssl::stream<Socket>>(next, std::move(socket));
-                } else {
-                    self->Serve<Socket>(next, std::move(socket));
+    acceptor.async_wait(
+        tcp::acceptor::wait_read, [self = shared_from_this()](beast::error_code error) {
+            if (error == asio::error::operation_aborted || !self->acceptor.is_open()) {
+                return;  // stopped
+            }
+            // Every connection that waits is taken now, not one a round of the first thread's other
+            // work: a burst of new clients is not kept waiting behind the ones being served.
+            for (;;) {
+                ServingThread& next = *self->serving[self->nextThread % self->serving.size()];
+                Socket socket = self->acceptor.accept(next.context, error);
+                if (error) {
+                    break;
+                }
+                ++self->nextThread;
+                ++self->accepted;
+                // The connection starts on its own thread, which alone touches it from then on.
+                asio::post(next.context, [self, &next, socket = std::move(socket)]() mutable {
+                    if (self->tls) {
+                        self->Serve<asio::ssl::stream<Socket>>(next, std::move(socket));
+                    } else {
+                        self->Serve<Socket>(next, std::move(socket));
+                    }
+                });
+            }
+            if (error == asio::error::would_block || error == asio::error::try_again) {
+                self->Accept();
+                return;
+            }
+            // Out of descriptors and the like: tried again a little later rather than at once,
+            // which would only spin.
+            self->acceptPause.expires_after(kAcceptPause);
+            self->acceptPause.async_wait([self](beast::error_code paused) {
+                if (!paused && self->acceptor.is_open()) {
+                    self->Accept();
                 }
             });
-        }
-        // Out of descriptors and the like: the next accept may do better.
-        self->Accept();
-    });
+        });
 }
 
 void HttpServerCore::Enter(ServingThread& thread, const std::shared_ptr<Connection>& connection) {
@@ -644,6 +668,7 @@ void HttpServerCore::Stop() {
             asio::post(serving.front()->context, [self = shared_from_this()] {
                 beast::error_code ignored;
                 self->acceptor.close(ignored);
+                self->acceptPause.cancel();
             });
             for (const auto& thread : serving) {
                 asio::post(thread->context, [&thread = *thread] {

@@ -4,9 +4,11 @@
 #include "GdlPartXml.h"
 #include "ServiceTestSupport.h"
 
+#include <boost/asio.hpp>
 #include <csignal>
 #include <filesystem>
 #include <regex>
+#include <vector>
 
 namespace servicetest {
 namespace {
@@ -116,6 +118,36 @@ TEST_F(ServiceCommandLineTest, SighupTakesTheCatalogAgain) {
         latest = ParseJson(Curl(check).body)["version"].asString();
     }
     EXPECT_EQ(latest, "1.0");
+    command.Signal(SIGTERM);
+    EXPECT_EQ(command.Wait(), 0);
+}
+
+TEST_F(ServiceCommandLineTest, OutOfDescriptorsItServesAgainOnceSomeAreFree) {
+#if defined(__SANITIZE_ADDRESS__)
+    // The sanitizers check an object's type through a pipe of their own, which cannot be opened
+    // while the service has no descriptor left, and end it: run with the release build.
+    GTEST_SKIP() << "the sanitizers cannot run out of descriptors";
+#endif
+    ASSERT_TRUE(testfiles::WriteFileBytes(folder.At("catalog.json"), kGoodCatalog));
+    BackgroundCommand command("prlimit --nofile=16 " + std::string(ORVSERVICE) + " " + Arguments() +
+                              " --listen 127.0.0.1:0 --threads 1");
+    const std::string line = command.ReadLine();
+    const std::string prefix = "orvservice listening on http://127.0.0.1:";
+    ASSERT_EQ(line.rfind(prefix, 0), 0u) << line;
+    const auto port = static_cast<uint16_t>(std::stoi(line.substr(prefix.size())));
+    {
+        // More clients than the service has descriptors for: it takes what it can.
+        boost::asio::io_context context;
+        std::vector<boost::asio::ip::tcp::socket> clients;
+        for (int i = 0; i < 30; ++i) {
+            clients.emplace_back(context).connect(
+                {boost::asio::ip::make_address("127.0.0.1"), port});
+        }
+    }
+    const CurlResult result =
+        Curl("http://127.0.0.1:" + std::to_string(port) + "/check?id=D01&version=1.0&format=json");
+    ASSERT_EQ(result.exitCode, 0) << result.output;
+    EXPECT_EQ(ParseJson(result.body)["version"], "2.0");
     command.Signal(SIGTERM);
     EXPECT_EQ(command.Wait(), 0);
 }
