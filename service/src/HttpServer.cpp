@@ -519,6 +519,7 @@ void HttpServerCore::Listen() {
     acceptor.open(endpoint.protocol(), error);
     if (!error) {
         serviceport::KeepAddressToOneService(acceptor.native_handle());
+        serviceport::KeepFromChildren(acceptor.native_handle());
         acceptor.bind(endpoint, error);
     }
     if (!error) {
@@ -565,6 +566,7 @@ void HttpServerCore::Accept() {
                 if (error) {
                     break;
                 }
+                serviceport::KeepFromChildren(socket.native_handle());
                 ++self->nextThread;
                 ++self->accepted;
                 // The connection starts on its own thread, which alone touches it from then on.

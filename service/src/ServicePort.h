@@ -1,6 +1,6 @@
 // ServicePort.h: what the service does differently on Linux and on Windows: keeping a listening
-// address to one service, peers that hang up, the user's requests to stop or to take the catalog
-// again, and the durable writes of the catalog and the files folder.
+// address to one service and sockets from child processes, peers that hang up, the user's requests
+// to stop or to take the catalog again, and the durable writes of the catalog and the files folder.
 #pragma once
 
 #include <cstdint>
@@ -18,6 +18,9 @@ using Socket = int;
 
 // Keeps the address of the listening `socket` to this service: another cannot bind it as well.
 void KeepAddressToOneService(Socket socket);
+// Keeps `socket` from the processes this one starts (a host that runs the service in-process
+// and starts programs would otherwise hand them its listening socket and connections).
+void KeepFromChildren(Socket socket);
 // From here on a write to a peer that has hung up fails instead of ending the process.
 void SurviveHungUpPeers();
 

@@ -49,12 +49,14 @@ sigset_t RequestSignals() {
 }  // namespace
 
 // SO_REUSEADDR lets the port be bound again while the last service's connections wait out their
-// end; httplib's default, SO_REUSEPORT, would let a second service bind it and take half of the
-// connections.
+// end; SO_REUSEPORT would let a second service bind it and take half of the connections.
 void KeepAddressToOneService(Socket socket) {
     const int on = 1;
     setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
 }
+
+// Asio opens and accepts its sockets without SOCK_CLOEXEC.
+void KeepFromChildren(Socket socket) { fcntl(socket, F_SETFD, FD_CLOEXEC); }
 
 // OpenSSL writes with write(2), which raises SIGPIPE on a connection the peer closed.
 void SurviveHungUpPeers() { std::signal(SIGPIPE, SIG_IGN); }

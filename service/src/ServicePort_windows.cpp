@@ -47,6 +47,11 @@ void KeepAddressToOneService(Socket socket) {
                sizeof on);
 }
 
+// Sockets are handles, inheritable unless said otherwise.
+void KeepFromChildren(Socket socket) {
+    SetHandleInformation(reinterpret_cast<HANDLE>(socket), HANDLE_FLAG_INHERIT, 0);
+}
+
 // A write to a closed connection fails with an error; there is no signal to ignore.
 void SurviveHungUpPeers() {}
 
