@@ -8,6 +8,7 @@
 //
 // Exit status: 0 success (and --help), 1 failure (the message on standard error), 2 usage error.
 #include "common/CUtils.h"
+#include "common/CommandLine.h"
 #include "common/OVException.h"
 #include "streams/FileStreams.h"
 #include "streams/Hash.h"
@@ -19,7 +20,6 @@
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <map>
@@ -66,25 +66,26 @@ struct Arguments {
     bool noEncryption = false;
 };
 
-Arguments Parse(int argc, char** argv) {
-    if (argc < 2) {
+// `words` is the whole command line in UTF-8, the program first.
+Arguments Parse(const std::vector<std::string>& words) {
+    if (words.size() < 2) {
         throw UsageError();
     }
     Arguments arguments;
-    arguments.command = argv[1];
+    arguments.command = words[1];
     bool optionsEnded = false;
-    for (int i = 2; i < argc; ++i) {
-        const std::string argument = argv[i];
+    for (size_t i = 2; i < words.size(); ++i) {
+        const std::string& argument = words[i];
         if (optionsEnded || argument.size() < 2 || argument[0] != '-') {
             arguments.positional.push_back(argument);
         } else if (argument == "--") {
             optionsEnded = true;
         } else if (argument == "--password" && arguments.command != "list" &&
                    !arguments.noEncryption) {
-            if (i + 1 >= argc || arguments.password) {
+            if (i + 1 >= words.size() || arguments.password) {
                 throw UsageError();
             }
-            arguments.password = argv[++i];
+            arguments.password = words[++i];
         } else if (argument == "--clean" && arguments.command == "extract" && !arguments.clean) {
             arguments.clean = true;
         } else if (argument == "--no-encryption" && arguments.command == "create" &&
@@ -110,6 +111,20 @@ std::string MessageOf(const std::exception& failure) {
         return CUtils::WstringToStringUTF8(exception->GetMessageText());
     }
     return failure.what();
+}
+
+// A path from the command line as wide text; text that is not UTF-8 would name another file and
+// is refused.
+WString WideOfArgument(const std::string& argument) {
+    const WString wide = CUtils::StringUTF8ToWstring(argument);
+    if (CUtils::WstringToStringUTF8(wide) != argument) {
+        throw std::runtime_error(argument + ": not UTF-8 text");
+    }
+    return wide;
+}
+
+fs::path PathOfArgument(const std::string& argument) {
+    return CUtils::ToFileSystemPath(WideOfArgument(argument));
 }
 
 // Answers every password request with the one password given on the command line, once.
@@ -274,7 +289,10 @@ int Test(ZipFile& zip) {
 }
 
 int Extract(ZipFile& zip, const std::string& directory, bool clean) {
-    const std::string absolute = std::filesystem::absolute(directory).lexically_normal().string();
+    // Through the wide path: a narrow std::filesystem path on Windows is not read as UTF-8.
+    const std::u8string native =
+        fs::absolute(PathOfArgument(directory)).lexically_normal().u8string();
+    const std::string absolute(native.begin(), native.end());
     // The recursive removal stops the whole process on a path this short; refuse it here.
     if (clean && absolute.size() < 4) {
         std::fprintf(stderr, "orvzip: refusing to clean %s\n", absolute.c_str());
@@ -312,15 +330,6 @@ std::string TextOf(const fs::path& path) {
 }
 
 std::string TextOf(const WString& text) { return CUtils::WstringToStringUTF8(text); }
-
-// A path from the command line; text that is not UTF-8 would name another file and is refused.
-fs::path PathOfArgument(const std::string& argument) {
-    const WString wide = CUtils::StringUTF8ToWstring(argument);
-    if (CUtils::WstringToStringUTF8(wide) != argument) {
-        throw std::runtime_error(argument + ": not UTF-8 text");
-    }
-    return CUtils::ToFileSystemPath(wide);
-}
 
 // A path found in the file system as wide text, "/" between its steps; a Linux name that is not
 // UTF-8 has none and is refused.
@@ -564,18 +573,19 @@ int Run(const Arguments& arguments) {
         return Create(arguments, provider.get());
     }
     const std::string& archive = arguments.positional[0];
+    const WString archivePath = WideOfArgument(archive);
     std::unique_ptr<ZipFile> zip;
     try {
         // Opened over a stream, which the library never saves: the tool leaves the archive as it
         // is, even where the library would rewrite one (duplicate names).
-        auto file = std::make_unique<FileInputStream>(CUtils::StringUTF8ToWstring(archive));
+        auto file = std::make_unique<FileInputStream>(archivePath);
         zip = std::make_unique<ZipFile>(std::move(file), provider.get());
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "orvzip: %s: %s\n", archive.c_str(), MessageOf(failure).c_str());
         return 1;
     }
     if (arguments.command == "list") {
-        return List(*zip, CUtils::StringUTF8ToWstring(archive));
+        return List(*zip, archivePath);
     }
     if (arguments.command == "test") {
         return Test(*zip);
@@ -586,13 +596,15 @@ int Run(const Arguments& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
+    // Not argv itself: on Windows that is in the ANSI code page, which cannot name every path.
+    const std::vector<std::string> words = Utf8Arguments(argc, argv);
+    if (words.size() == 2 && (words[1] == "--help" || words[1] == "-h")) {
         std::fputs(kUsage, stdout);
         return 0;
     }
     Arguments arguments;
     try {
-        arguments = Parse(argc, argv);
+        arguments = Parse(words);
     } catch (const UsageError&) {
         std::fputs(kUsage, stderr);
         return 2;

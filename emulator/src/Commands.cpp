@@ -272,7 +272,7 @@ std::string DefaultAddOnPath() {
 
 int OpenProject(const OpenRequest& request) {
     std::vector<std::string> warnings;
-    Project project = Project::Load(request.project, warnings);
+    Project project = Project::Load(PathOfUtf8(request.project), warnings);
     ReportWarnings(warnings);
     HostSession session(project);
     winsys::MainLoop& loop = winsys::MainLoop::Instance();
@@ -308,7 +308,7 @@ int OpenProject(const OpenRequest& request) {
 
 void PrintProjectStatus(const std::string& projectPath) {
     std::vector<std::string> warnings;
-    const Project project = Project::Load(projectPath, warnings);
+    const Project project = Project::Load(PathOfUtf8(projectPath), warnings);
     for (const std::string& warning : warnings) {
         std::fprintf(stderr, "orvhost: warning: %s\n", warning.c_str());
     }
@@ -348,7 +348,7 @@ int RunStatus(const std::vector<std::string>& arguments) {
             return kExitDone;
         }
         std::vector<std::string> warnings;
-        const Project project = Project::Load(line.positional, warnings);
+        const Project project = Project::Load(PathOfUtf8(line.positional), warnings);
         for (const std::string& warning : warnings) {
             std::fprintf(stderr, "orvhost: warning: %s\n", warning.c_str());
         }

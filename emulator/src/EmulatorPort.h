@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <string>
-#include <vector>
 
 namespace orvhost::port {
 
@@ -22,8 +21,6 @@ std::string ReadWholeFile(const std::filesystem::path& file);
 // step fails. Throws ProjectError "cannot save TARGET: STEP: REASON".
 void ReplaceFileAtomically(const std::filesystem::path& target, const std::string& content);
 
-// The program's command line after its name, as UTF-8.
-std::vector<std::string> CommandLineWords(int argc, char** argv);
 // The folder of the running program; empty when the system does not say.
 std::filesystem::path ProgramFolder();
 // A new folder of its own below the system's temporary folder, its name starting with `prefix`.

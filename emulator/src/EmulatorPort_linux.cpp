@@ -118,10 +118,6 @@ void ReplaceFileAtomically(const std::filesystem::path& target, const std::strin
     }
 }
 
-std::vector<std::string> CommandLineWords(int argc, char** argv) {
-    return std::vector<std::string>(argv + 1, argv + argc);
-}
-
 std::filesystem::path ProgramFolder() {
     std::error_code error;
     const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);

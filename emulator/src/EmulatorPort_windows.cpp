@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <io.h>
-#include <shellapi.h>
 #include <stdexcept>
 
 namespace orvhost::port {
@@ -167,18 +166,6 @@ void ReplaceFileAtomically(const std::filesystem::path& target, const std::strin
                      MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
         throw fail("cannot rename ", " over it");
     }
-}
-
-std::vector<std::string> CommandLineWords(int /*argc*/, char** /*argv*/) {
-    // The narrow arguments are in the ANSI code page, which loses a Czech path.
-    int count = 0;
-    LPWSTR* wide = CommandLineToArgvW(GetCommandLineW(), &count);
-    std::vector<std::string> words;
-    for (int i = 1; wide != nullptr && i < count; ++i) {
-        words.push_back(charcode::Utf16ToUtf8(reinterpret_cast<const char16_t*>(wide[i])));
-    }
-    LocalFree(wide);
-    return words;
 }
 
 std::filesystem::path ProgramFolder() {

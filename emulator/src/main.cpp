@@ -1,7 +1,7 @@
 // main.cpp: orvhost, the host emulator: plays the host to an add-on module over a project.
 #include "Commands.h"
 #include "Demo.h"
-#include "EmulatorPort.h"
+#include "common/CommandLine.h"
 
 #include <cstdio>
 #include <string>
@@ -30,13 +30,13 @@ const char* const kHelp =
 }  // namespace
 
 int main(int argc, char** argv) {
-    const std::vector<std::string> words = orvhost::port::CommandLineWords(argc, argv);
-    if (words.empty()) {
+    const std::vector<std::string> arguments = Utf8Arguments(argc, argv);
+    if (arguments.size() < 2) {
         std::fputs(kUsage, stderr);
         return orvhost::kExitUsage;
     }
-    const std::string& command = words[0];
-    const std::vector<std::string> rest(words.begin() + 1, words.end());
+    const std::string& command = arguments[1];
+    const std::vector<std::string> rest(arguments.begin() + 2, arguments.end());
     if (command == "--help" || command == "-h" || command == "help") {
         std::fputs(kHelp, stdout);
         std::fputs(kUsage, stdout);

@@ -5,7 +5,6 @@
 
 #include "Catalog.h"
 #include "Faults.h"
-#include "HttpServer.h"
 #include "PathText.h"
 #include "RequestTarget.h"
 #include "UrlText.h"
@@ -25,12 +24,10 @@ constexpr const char* kJsonType = "application/json; charset=utf-8";
 constexpr const char* kTextType = "text/plain; charset=utf-8";
 constexpr const char* kBinaryType = "application/octet-stream";
 
-AnswerBody BodyOf(HttpBody body) { return AnswerBody{body.size, std::move(body.piece)}; }
-
-// `text` as a JSON string. JSON is UTF-8, so a byte that is not part of a UTF-8 sequence (an id
-// from a request, a text of the catalog) becomes U+FFFD.
-std::string JsonString(std::string_view text) {
-    std::string quoted = "\"";
+// Appends `text` as a JSON string. JSON is UTF-8, so a byte that is not part of a UTF-8 sequence
+// (an id from a request, a text of the catalog) becomes U+FFFD.
+void AppendJsonString(std::string& quoted, std::string_view text) {
+    quoted += '"';
     for (std::size_t i = 0; i < text.size();) {
         const char c = text[i];
         const auto byte = static_cast<unsigned char>(c);
@@ -49,19 +46,21 @@ std::string JsonString(std::string_view text) {
         }
         i += std::max<std::size_t>(length, 1);
     }
-    return quoted + "\"";
+    quoted += '"';
 }
 
 ServiceAnswer Answer(int status, const char* type, std::string body) {
     ServiceAnswer answer;
     answer.status = status;
-    answer.headers = {{"Content-Type", type}};
-    answer.body = BodyOf(HttpBody::FromText(std::move(body)));
+    answer.headers.emplace_back("Content-Type", type);
+    answer.body = AnswerBody::Text(std::move(body));
     return answer;
 }
 
 ServiceAnswer JsonError(int status, const std::string& message) {
-    return Answer(status, kJsonType, "{\"error\":" + JsonString(message) + "}");
+    std::string body = "{\"error\":";
+    AppendJsonString(body, message);
+    return Answer(status, kJsonType, body + "}");
 }
 
 // The request's query keys "fault_NAME"; throws std::invalid_argument for a bad one.
@@ -106,15 +105,11 @@ std::string TargetAfterRedirect(const std::string& target, bool catalogRedirects
 }
 
 // The answer's body as the faults give it: replaced, and framed whole, in chunks, or cut.
-ServiceAnswer Delivered(AnswerBody body, const std::string& contentType, const Faults& faults,
+ServiceAnswer Delivered(AnswerBody body, const char* contentType, const Faults& faults,
                         const std::string& fileName) {
     ServiceAnswer answer;
-    answer.headers = {{"Content-Type", contentType}};
-    if (faults.body) {
-        body = BodyOf(HttpBody::FromText(*faults.body));
-        answer.headers = {{"Content-Type", kTextType}};
-    }
-    answer.body = std::move(body);
+    answer.headers.emplace_back("Content-Type", faults.body ? kTextType : contentType);
+    answer.body = faults.body ? AnswerBody::Text(*faults.body) : std::move(body);
     if (!faults.noContentDisposition.value_or(false)) {
         if (faults.disposition) {
             answer.headers.emplace_back("Content-Disposition", *faults.disposition);
@@ -193,16 +188,24 @@ ServiceAnswer Check(const ServiceRequest& request, const AnswerSettings& setting
     const bool updateAvailable =
         !upToDate && !testVersion && !object->file.empty() &&
         std::find(versions.begin(), versions.end(), version) != versions.end();
-    std::string answer = "{\"test_version\":" + std::string(testVersion ? "true" : "false") +
-                         ",\"up_to_date\":" + (upToDate ? "true" : "false") +
-                         ",\"update_available\":" + (updateAvailable ? "true" : "false");
+    std::string answer;
+    answer.reserve(256);
+    answer += "{\"test_version\":";
+    answer += testVersion ? "true" : "false";
+    answer += ",\"up_to_date\":";
+    answer += upToDate ? "true" : "false";
+    answer += ",\"update_available\":";
+    answer += updateAvailable ? "true" : "false";
     if (updateAvailable) {
         const std::string base =
             settings.filesUrl.empty() ? Origin(request, settings) + "/files" : settings.filesUrl;
-        answer += ",\"url\":" + JsonString(base + "/" + EncodePathSegments(object->file));
+        answer += ",\"url\":";
+        AppendJsonString(answer, base + "/" + EncodePathSegments(object->file));
     }
-    answer += ",\"version\":" + JsonString(testVersion ? version : object->latest) + "}";
-    return Delivered(BodyOf(HttpBody::FromText(std::move(answer))), kJsonType, faults, "");
+    answer += ",\"version\":";
+    AppendJsonString(answer, testVersion ? version : object->latest);
+    answer += '}';
+    return Delivered(AnswerBody::Text(std::move(answer)), kJsonType, faults, "");
 }
 
 // The add-on saves a plain file under the name Content-Disposition gives: the last step only.
@@ -211,8 +214,7 @@ ServiceAnswer File(const std::string& path, const AnswerSettings& settings, cons
     if (!bytes) {
         return TextAnswer(500, "the file cannot be read");
     }
-    return Delivered(BodyOf(HttpBody::FromText(std::move(*bytes))), kBinaryType, faults,
-                     LastStep(path));
+    return Delivered(AnswerBody::Text(std::move(*bytes)), kBinaryType, faults, LastStep(path));
 }
 
 // The served path that "/files/..." asks for, each segment decoded on its own, so that "%2F" is
@@ -240,7 +242,7 @@ ServiceAnswer Bytes(const RequestTarget& target, const Faults& faults) {
     if (text.empty() || ec != std::errc() || end != text.data() + text.size()) {
         return TextAnswer(400, "/bytes needs size=N, a whole number of bytes");
     }
-    return Delivered(BodyOf(HttpBody::Pattern(size)), kBinaryType, faults, "");
+    return Delivered(AnswerBody::Pattern(size), kBinaryType, faults, "");
 }
 
 // A reply without waits.
@@ -256,9 +258,9 @@ ServiceAnswer TextAnswer(int status, const std::string& message) {
     return Answer(status, kTextType, message + "\n");
 }
 
-ServiceReply ReplyTo(const ServiceRequest& request, std::shared_ptr<const Catalog> catalog,
+ServiceReply ReplyTo(ServiceRequest request, std::shared_ptr<const Catalog> catalog,
                      const AnswerSettings& settings) {
-    const RequestTarget target = ParseTarget(request.target);
+    RequestTarget target = ParseTarget(request.target);
     if (request.method != "GET" && request.method != "HEAD") {
         return Now(TextAnswer(405, "only GET is served"));
     }
@@ -300,8 +302,9 @@ ServiceReply ReplyTo(const ServiceRequest& request, std::shared_ptr<const Catalo
     ServiceReply reply;
     reply.hold = faults.hold.value_or(false);
     reply.delay = std::chrono::milliseconds(faults.delayMs.value_or(0));
-    reply.answer = [request, settings, target, catalog = std::move(catalog), faults, catalogFaults,
-                    isFile, name] {
+    reply.answer = [request = std::move(request), &settings, target = std::move(target),
+                    catalog = std::move(catalog), faults, catalogFaults, isFile,
+                    name = std::move(name)] {
         if (auto misbehaviour = Misbehaviour(request, settings, faults, catalogFaults)) {
             return std::move(*misbehaviour);
         }

@@ -41,11 +41,6 @@ constexpr std::size_t kPieceBytes = 64 * 1024;
 // What a read asks the system for at most.
 constexpr std::size_t kReadBytes = 8 * 1024;
 
-std::string Field(const http::request<http::string_body>& request, http::field field) {
-    const auto found = request.find(field);
-    return found != request.end() ? std::string(found->value()) : std::string();
-}
-
 std::string Reason(int status) {
     const std::string_view reason = http::obsolete_reason(http::int_to_status(status));
     return reason == "<unknown-status>" ? "Status" : std::string(reason);
@@ -59,6 +54,55 @@ unsigned ThreadCount(unsigned wanted) {
 
 using Socket = asio::basic_stream_socket<tcp, asio::io_context::executor_type>;
 
+// Beast's request parser, keeping only what the service reads of a request, in the connection's
+// own strings: once they have grown, a request costs no allocation. A body is read and dropped.
+class RequestParser final : public http::basic_parser<true> {
+public:
+    explicit RequestParser(HttpRequest& request) : request(request) {
+        request.method.clear();
+        request.target.clear();
+        request.host.clear();
+        request.referer.clear();
+        request.userAgent.clear();
+    }
+
+    bool GotRequestLine() const { return gotRequestLine; }
+
+private:
+    void on_request_impl(http::verb, beast::string_view method, beast::string_view target,
+                         int version, beast::error_code&) override {
+        request.method.assign(method.data(), method.size());
+        request.target.assign(target.data(), target.size());
+        request.version = version;
+        gotRequestLine = true;
+    }
+    void on_response_impl(int, beast::string_view, int, beast::error_code&) override {}
+    void on_field_impl(http::field name, beast::string_view, beast::string_view value,
+                       beast::error_code&) override {
+        std::string* into = name == http::field::host         ? &request.host
+                            : name == http::field::referer    ? &request.referer
+                            : name == http::field::user_agent ? &request.userAgent
+                                                              : nullptr;
+        if (into != nullptr && into->empty()) {  // the first of a repeated field counts
+            into->assign(value.data(), value.size());
+        }
+    }
+    void on_header_impl(beast::error_code&) override {}
+    void on_body_init_impl(const boost::optional<std::uint64_t>&, beast::error_code&) override {}
+    std::size_t on_body_impl(beast::string_view body, beast::error_code&) override {
+        return body.size();
+    }
+    void on_chunk_header_impl(std::uint64_t, beast::string_view, beast::error_code&) override {}
+    std::size_t on_chunk_body_impl(std::uint64_t, beast::string_view body,
+                                   beast::error_code&) override {
+        return body.size();
+    }
+    void on_finish_impl(beast::error_code&) override {}
+
+    HttpRequest& request;
+    bool gotRequestLine = false;
+};
+
 // What the server asks of a connection, on the connection's own thread.
 class Connection {
 public:
@@ -71,42 +115,24 @@ public:
 
 }  // namespace
 
-HttpBody HttpBody::FromText(std::string text) {
-    auto shared = std::make_shared<const std::string>(std::move(text));
-    return HttpBody{shared->size(), [shared](std::size_t offset, std::size_t most) {
-                        return std::string_view(*shared).substr(offset, most);
-                    }};
-}
-
-HttpBody HttpBody::Pattern(std::size_t size) {
-    static const std::string block = [] {
-        std::string text;
-        while (text.size() < kPieceBytes + 10) {
-            text += "0123456789";
-        }
-        return text;
-    }();
-    return HttpBody{size, [size](std::size_t offset, std::size_t most) {
-                        const std::size_t count = std::min({most, size - offset, kPieceBytes});
-                        return std::string_view(block).substr(offset % 10, count);
-                    }};
-}
-
-std::size_t HttpResponse::BytesSent(const HttpRequest& request) const {
-    if (request.method == "HEAD" || !StatusHasBody(status)) {
+std::size_t BytesSent(const ServiceAnswer& answer, const HttpRequest& request) {
+    if (request.method == "HEAD" || !StatusHasBody(answer.status)) {
         return 0;
     }
-    const bool cut = framing == Framing::CutAfterLength || framing == Framing::CutInChunks;
-    return cut ? body.size / 2 : body.size;
+    const bool cut = answer.framing == ServiceAnswer::Framing::CutAfterLength ||
+                     answer.framing == ServiceAnswer::Framing::CutInChunks;
+    return cut ? answer.body.Size() / 2 : answer.body.Size();
 }
 
 // What one serving thread keeps: its io_context, its connections (touched on that thread only),
 // and the coarse time by which their deadlines are measured, moved on by a timer each second, so
 // that a request costs no timer of its own.
 struct ServingThread {
-    explicit ServingThread() : context(1), sweep(context) {}
+    ServingThread() : context(BOOST_ASIO_CONCURRENCY_HINT_UNSAFE_IO), sweep(context) {}
 
-    asio::io_context context;  // one thread runs it
+    // One thread runs it, and a socket is used only on its connection's thread, so the sockets'
+    // operations need no lock; posts and timers may come from any thread.
+    asio::io_context context;
     asio::steady_timer sweep;
     std::chrono::steady_clock::time_point now = std::chrono::steady_clock::now();
     std::map<Connection*, std::weak_ptr<Connection>> connections;
@@ -169,12 +195,14 @@ namespace {
 // the client keeps it alive. Everything it does runs on its serving thread.
 template <class Stream>
 class StreamConnection final : public Connection,
+                               public AnswerSink,
                                public std::enable_shared_from_this<StreamConnection<Stream>> {
 public:
     StreamConnection(std::shared_ptr<HttpServerCore> server, ServingThread& thread, Stream stream,
                      std::string remote)
-        : server(std::move(server)), thread(thread), stream(std::move(stream)),
-          remote(std::move(remote)) {}
+        : server(std::move(server)), thread(thread), stream(std::move(stream)) {
+        request.remoteAddress = std::move(remote);
+    }
 
     ~StreamConnection() override { server->Leave(thread, this); }
 
@@ -205,6 +233,17 @@ public:
         }
     }
 
+    void Take(ServiceAnswer answer) override {
+        if (thread.context.get_executor().running_in_this_thread()) {
+            Answer(std::move(answer));
+            return;
+        }
+        asio::post(thread.context,
+                   [self = this->shared_from_this(), answer = std::move(answer)]() mutable {
+                       self->Answer(std::move(answer));
+                   });
+    }
+
 private:
     static constexpr bool kSecure = !std::is_same_v<Stream, Socket>;
 
@@ -228,7 +267,7 @@ private:
 
     void Read() {
         reading = true;
-        parser.emplace();
+        parser.emplace(request);
         parser->header_limit(static_cast<std::uint32_t>(server->settings.headerLimit));
         parser->body_limit(kBodyLimit);
         deadline = Due(server->settings.requestTimeout);
@@ -273,7 +312,7 @@ private:
             const auto data = buffer.cdata();
             const std::string_view received(static_cast<const char*>(data.data()), data.size());
             const bool requestLineEnded =
-                !parser->get().target().empty() || received.find("\r\n") != std::string_view::npos;
+                parser->GotRequestLine() || received.find("\r\n") != std::string_view::npos;
             RefuseAndClose(requestLineEnded ? 431 : 414);
             return;
         }
@@ -285,48 +324,29 @@ private:
             RefuseAndClose(400);  // not HTTP
             return;
         }
-        const http::request<http::string_body>& message = parser->get();
-        HttpRequest request;
-        request.method = std::string(message.method_string());
-        request.target = std::string(message.target());
-        request.host = Field(message, http::field::host);
-        request.referer = Field(message, http::field::referer);
-        request.userAgent = Field(message, http::field::user_agent);
-        request.remoteAddress = remote;
-        request.version = message.version();
-        keepAlive = message.keep_alive();
+        keepAlive = parser->keep_alive();
         head = request.method == "HEAD";
         http10 = request.version == 10;
-        server->handler(request, [self = this->shared_from_this()](HttpResponse response) mutable {
-            asio::io_context& context = self->thread.context;
-            asio::dispatch(context,
-                           [self = std::move(self), response = std::move(response)]() mutable {
-                               self->Answer(std::move(response));
-                           });
-        });
+        server->handler(request, HttpResponder(this->shared_from_this()));
     }
 
     void RefuseAndClose(int status) {
         keepAlive = false;
         head = false;
         http10 = false;
-        HttpResponse response;
-        response.status = status;
-        response.headers = {{"Content-Type", "text/plain; charset=utf-8"}};
-        response.body = HttpBody::FromText(Reason(status) + "\n");
-        Answer(std::move(response));
+        Answer(TextAnswer(status, Reason(status)));
     }
 
-    void Answer(HttpResponse response) {
-        answer = std::move(response);
-        const bool cut = answer.framing == HttpResponse::Framing::CutAfterLength ||
-                         answer.framing == HttpResponse::Framing::CutInChunks;
-        chunked = answer.framing == HttpResponse::Framing::Chunked ||
-                  answer.framing == HttpResponse::Framing::CutInChunks;
+    void Answer(ServiceAnswer given) {
+        answer = std::move(given);
+        const bool cut = answer.framing == ServiceAnswer::Framing::CutAfterLength ||
+                         answer.framing == ServiceAnswer::Framing::CutInChunks;
+        chunked = answer.framing == ServiceAnswer::Framing::Chunked ||
+                  answer.framing == ServiceAnswer::Framing::CutInChunks;
         closeAfterAnswer = closeAfterAnswer || !keepAlive || cut;
         const bool hasBody = StatusHasBody(answer.status);
         offset = 0;
-        end = head || !hasBody ? 0 : cut ? answer.body.size / 2 : answer.body.size;
+        end = head || !hasBody ? 0 : cut ? answer.body.Size() / 2 : answer.body.Size();
 
         out.clear();
         out += "HTTP/1.1 ";
@@ -344,7 +364,7 @@ private:
             out += "Transfer-Encoding: chunked\r\n";
         } else if (hasBody) {
             out += "Content-Length: ";
-            out += std::to_string(answer.body.size);
+            out += std::to_string(answer.body.Size());
             out += "\r\n";
         }
         if (closeAfterAnswer) {
@@ -360,7 +380,7 @@ private:
     // Adds up to `most` bytes of the body to `out`, framed.
     void AppendBody(std::size_t most) {
         while (offset < end && most > 0) {
-            const std::string_view piece = answer.body.piece(offset, std::min(most, end - offset));
+            const std::string_view piece = answer.body.Piece(offset, std::min(most, end - offset));
             if (chunked) {
                 char size[20];
                 const int length = std::snprintf(size, sizeof size, "%zx\r\n", piece.size());
@@ -373,7 +393,7 @@ private:
             offset += piece.size();
             most -= std::min(most, piece.size());
         }
-        const bool cut = answer.framing == HttpResponse::Framing::CutInChunks;
+        const bool cut = answer.framing == ServiceAnswer::Framing::CutInChunks;
         if (offset == end && chunked && !cut && !lastChunkWritten) {
             out += "0\r\n\r\n";
             lastChunkWritten = true;
@@ -399,7 +419,7 @@ private:
             return;
         }
         lastChunkWritten = false;
-        answer = HttpResponse();
+        answer = ServiceAnswer();
         if (closeAfterAnswer) {
             // Only the connection's end tells a client of a cut answer that bytes are missing;
             // the others have read every byte they were promised.
@@ -416,9 +436,9 @@ private:
     std::shared_ptr<HttpServerCore> server;
     ServingThread& thread;
     Stream stream;
-    const std::string remote;
     beast::flat_buffer buffer;
-    std::optional<http::request_parser<http::string_body>> parser;
+    HttpRequest request;  // the one being answered
+    std::optional<RequestParser> parser;
     std::chrono::steady_clock::time_point deadline = kNever;
     bool reading = false;
     bool keepAlive = false;
@@ -427,7 +447,7 @@ private:
     bool closeAfterAnswer = false;
 
     // The answer being written.
-    HttpResponse answer;
+    ServiceAnswer answer;
     std::string out;
     std::size_t offset = 0;
     std::size_t end = 0;

@@ -6,6 +6,8 @@
 // clients).
 #pragma once
 
+#include "service/Answering.h"
+
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -14,7 +16,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 namespace orvservice {
 
@@ -28,35 +29,28 @@ struct HttpRequest {
     int version = 11;  // 10 or 11
 };
 
-// An answer's body, given piece by piece so that a large one is never held whole.
-struct HttpBody {
-    std::size_t size = 0;
-    // At most `most` bytes from `offset`, at least one while offset < size.
-    std::function<std::string_view(std::size_t offset, std::size_t most)> piece;
+// The body bytes of `answer` that go out for `request`: the half for a cut answer, none for HEAD.
+std::size_t BytesSent(const ServiceAnswer& answer, const HttpRequest& request);
 
-    static HttpBody FromText(std::string text);
-    // "0123456789" repeated up to `size` bytes.
-    static HttpBody Pattern(std::size_t size);
+// Where an answer goes: the connection that read the request.
+class AnswerSink {
+public:
+    virtual ~AnswerSink() = default;
+    virtual void Take(ServiceAnswer answer) = 0;
 };
 
-struct HttpResponse {
-    // How the body goes out: whole, with its length or in chunks; or cut at its half and the
-    // connection closed, after the full length was announced or without the last chunk.
-    enum class Framing { Length, Chunked, CutAfterLength, CutInChunks };
+// Gives the answer to one request, once, from any thread; the connection stays open until then.
+class HttpResponder {
+public:
+    explicit HttpResponder(std::shared_ptr<AnswerSink> sink) : sink(std::move(sink)) {}
+    void operator()(ServiceAnswer answer) const { sink->Take(std::move(answer)); }
 
-    int status = 200;
-    std::vector<std::pair<std::string, std::string>> headers;  // Content-Type and the like
-    HttpBody body;
-    Framing framing = Framing::Length;
-
-    // The body bytes that will go out (the half for a cut answer; none for HEAD).
-    std::size_t BytesSent(const HttpRequest& request) const;
+private:
+    std::shared_ptr<AnswerSink> sink;
 };
 
-// Called once per request, on a serving thread; `respond` may be called there or later from any
-// thread, once.
-using HttpResponder = std::function<void(HttpResponse)>;
-using HttpHandler = std::function<void(const HttpRequest&, HttpResponder)>;
+// Called once per request, on a serving thread. `request` lasts for the call only.
+using HttpHandler = std::function<void(const HttpRequest& request, HttpResponder respond)>;
 
 struct HttpServerSettings {
     std::string host = "127.0.0.1";

@@ -1,6 +1,7 @@
 // RequestTarget.cpp: splitting and decoding a request's target.
 #include "RequestTarget.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace orvservice {
@@ -51,6 +52,7 @@ RequestTarget ParseTarget(std::string_view target) {
         return parsed;
     }
     std::string_view rest = target.substr(mark + 1);
+    parsed.query.reserve(std::count(rest.begin(), rest.end(), '&') + 1);
     while (!rest.empty()) {
         const std::size_t amp = rest.find('&');
         const std::string_view pair = rest.substr(0, amp);

@@ -1,12 +1,11 @@
 // ServicePort.h: what the service does differently on Linux and on Windows: keeping a listening
-// address to one service, peers that hang up, the command's arguments and the user's requests to
-// stop or to take the catalog again, and the durable writes of the catalog and the files folder.
+// address to one service, peers that hang up, the user's requests to stop or to take the catalog
+// again, and the durable writes of the catalog and the files folder.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
 #include <string>
-#include <vector>
 
 namespace serviceport {
 
@@ -22,8 +21,6 @@ void KeepAddressToOneService(Socket socket);
 // From here on a write to a peer that has hung up fails instead of ending the process.
 void SurviveHungUpPeers();
 
-// The command line in UTF-8, the program first.
-std::vector<std::string> Utf8Arguments(int argc, char** argv);
 // From here on the user's request to stop (Linux: SIGINT or SIGTERM; Windows: Ctrl+C, Ctrl+Break
 // or the console closing) and, on Linux, to take the catalog again (SIGHUP) wait for
 // WaitForRequest instead of ending the process. Called before any thread starts, as Linux threads

@@ -60,10 +60,6 @@ void KeepAddressToOneService(Socket socket) {
 // OpenSSL writes with write(2), which raises SIGPIPE on a connection the peer closed.
 void SurviveHungUpPeers() { std::signal(SIGPIPE, SIG_IGN); }
 
-std::vector<std::string> Utf8Arguments(int argc, char** argv) {
-    return std::vector<std::string>(argv, argv + argc);
-}
-
 // The serving threads inherit this mask, so the signals reach only the sigwait, and the service
 // stops cleanly on the main thread.
 void CatchRequests() {

@@ -1,6 +1,5 @@
-// ServicePort_windows.cpp: the listening socket kept to this service, the wide command line,
-// Ctrl+C and its kin taken by a console control handler, and durable writes through
-// FlushFileBuffers and MoveFileExW.
+// ServicePort_windows.cpp: the listening socket kept to this service, Ctrl+C and its kin taken by
+// a console control handler, and durable writes through FlushFileBuffers and MoveFileExW.
 #include "ServicePort.h"
 
 // Without the older winsock.h, which windows.h would bring ahead of winsock2.h.
@@ -10,24 +9,12 @@
 #include <algorithm>
 #include <condition_variable>
 #include <mutex>
-#include <shellapi.h>
 #include <system_error>
 #include <winsock2.h>
 
 namespace serviceport {
 
 namespace {
-
-std::string Utf8(const wchar_t* text) {
-    const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    if (size <= 1) {
-        return "";
-    }
-    std::string utf8(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8.data(), size, nullptr, nullptr);
-    utf8.pop_back();  // the terminator
-    return utf8;
-}
 
 std::string SystemReason() {
     return std::system_category().message(static_cast<int>(GetLastError()));
@@ -62,18 +49,6 @@ void KeepAddressToOneService(Socket socket) {
 
 // A write to a closed connection fails with an error; there is no signal to ignore.
 void SurviveHungUpPeers() {}
-
-// The narrow arguments are in the ANSI code page, which cannot name every file.
-std::vector<std::string> Utf8Arguments(int, char**) {
-    std::vector<std::string> arguments;
-    int count = 0;
-    wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
-    for (int i = 0; wide != nullptr && i < count; ++i) {
-        arguments.push_back(Utf8(wide[i]));
-    }
-    LocalFree(wide);
-    return arguments;
-}
 
 // A changed catalog file is taken by the service's own watch; there is no signal for it.
 void CatchRequests() { SetConsoleCtrlHandler(OnConsoleControl, TRUE); }

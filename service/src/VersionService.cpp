@@ -17,33 +17,6 @@
 
 namespace orvservice {
 
-namespace {
-
-// The server's form of an answer.
-HttpResponse HttpOf(ServiceAnswer answer) {
-    HttpResponse response;
-    response.status = answer.status;
-    response.headers = std::move(answer.headers);
-    response.body = HttpBody{answer.body.size, std::move(answer.body.piece)};
-    switch (answer.framing) {
-    case ServiceAnswer::Framing::Length:
-        response.framing = HttpResponse::Framing::Length;
-        break;
-    case ServiceAnswer::Framing::Chunked:
-        response.framing = HttpResponse::Framing::Chunked;
-        break;
-    case ServiceAnswer::Framing::CutAfterLength:
-        response.framing = HttpResponse::Framing::CutAfterLength;
-        break;
-    case ServiceAnswer::Framing::CutInChunks:
-        response.framing = HttpResponse::Framing::CutInChunks;
-        break;
-    }
-    return response;
-}
-
-}  // namespace
-
 struct VersionService::Impl {
     ServiceOptions options;
     std::unique_ptr<AccessLog> accessLog;
@@ -81,7 +54,7 @@ struct VersionService::Impl {
     AnswerSettings answering;
 
     void Handle(const HttpRequest& request, const HttpResponder& respond);
-    void Reply(const HttpRequest& request, const HttpResponder& respond, HttpResponse response);
+    void Reply(const HttpRequest& request, const HttpResponder& respond, ServiceAnswer answer);
 
     // Hold, then delay, then `then`.
     void AfterWaits(const HttpRequest& request, bool hold, std::chrono::milliseconds delay,
@@ -89,15 +62,15 @@ struct VersionService::Impl {
 };
 
 void VersionService::Impl::Reply(const HttpRequest& request, const HttpResponder& respond,
-                                 HttpResponse response) {
+                                 ServiceAnswer answer) {
     if (options.recordRequests) {
         const std::lock_guard<std::mutex> lock(recordsMutex);
-        records.push_back(RequestRecord{request.method, request.target, response.status});
+        records.push_back(RequestRecord{request.method, request.target, answer.status});
     }
     if (accessLog->Enabled()) {
-        accessLog->Write(request, response.status, response.BytesSent(request));
+        accessLog->Write(request, answer.status, BytesSent(answer, request));
     }
-    respond(std::move(response));
+    respond(std::move(answer));
 }
 
 void VersionService::Impl::ReleaseHeld() {
@@ -142,9 +115,14 @@ void VersionService::Impl::Handle(const HttpRequest& request, const HttpResponde
     // One catalog for the whole request, whatever a reload does meanwhile.
     ServiceReply reply = ReplyTo(ServiceRequest{request.method, request.target, request.host},
                                  CurrentCatalog(), answering);
+    if (!reply.hold && reply.delay.count() <= 0) {
+        Reply(request, respond, reply.answer());
+        return;
+    }
+    // The request outlives the server's call.
     AfterWaits(request, reply.hold, reply.delay,
                [this, request, respond, answer = std::move(reply.answer)] {
-                   Reply(request, respond, HttpOf(answer()));
+                   Reply(request, respond, answer());
                });
 }
 
@@ -218,15 +196,14 @@ VersionService::VersionService(const ServiceOptions& options) : impl(std::make_u
     settings.requestTimeout = std::chrono::seconds(options.requestTimeoutSeconds);
     settings.threads = options.threads;
     Impl* self = impl.get();
-    impl->server = std::make_unique<HttpServer>(
-        settings, [self](const HttpRequest& request, HttpResponder respond) {
-            try {
-                self->Handle(request, respond);
-            } catch (const std::exception&) {
-                self->Reply(request, respond,
-                            HttpOf(TextAnswer(500, "the service failed on this request")));
-            }
-        });
+    impl->server = std::make_unique<HttpServer>(settings, [self](const HttpRequest& request,
+                                                                 HttpResponder respond) {
+        try {
+            self->Handle(request, respond);
+        } catch (const std::exception&) {
+            self->Reply(request, respond, TextAnswer(500, "the service failed on this request"));
+        }
+    });
     impl->answering.secure = impl->server->Secure();
     impl->answering.listening = options.host + ":" + std::to_string(impl->server->Port());
     impl->answering.filesUrl = options.filesUrl;

@@ -3,6 +3,7 @@
 // catalog again when its file changes or on SIGHUP.
 #include "PathText.h"
 #include "ServicePort.h"
+#include "common/CommandLine.h"
 #include "service/Publish.h"
 #include "service/Stats.h"
 #include "service/VersionService.h"
@@ -86,7 +87,7 @@ bool ParseListen(const std::string& text, orvservice::ServiceOptions& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    const std::vector<std::string> args = serviceport::Utf8Arguments(argc, argv);
+    const std::vector<std::string> args = Utf8Arguments(argc, argv);
     if (args.size() > 1 && args[1] == "publish") {
         return orvservice::RunPublish(args, std::cout, std::cerr);
     }

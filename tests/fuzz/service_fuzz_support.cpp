@@ -32,7 +32,7 @@ bool IsFieldValue(std::string_view value) {
 
 // One piece of the body, checked against its promise: at least a byte, at most `most`.
 std::string_view Piece(const orvservice::AnswerBody& body, std::size_t offset, std::size_t most) {
-    const std::string_view piece = body.piece(offset, most);
+    const std::string_view piece = body.Piece(offset, most);
     if (piece.empty() || piece.size() > most) {
         Finding("a body piece of " + std::to_string(piece.size()) + " bytes where 1 to " +
                 std::to_string(most) + " were asked");
@@ -122,20 +122,20 @@ Taken Take(const orvservice::ServiceAnswer& answer) {
     taken.contentType = taken.Header("Content-Type");
 
     const orvservice::AnswerBody& body = answer.body;
-    if (body.size > 0 && (answer.status == 204 || answer.status == 304)) {
+    if (body.Size() > 0 && (answer.status == 204 || answer.status == 304)) {
         Finding("a body for status " + std::to_string(answer.status));
     }
     // Pieces of changing sizes, as the server's writes and a cut at the half ask for them.
     static constexpr std::size_t kMost[] = {1, 7, 4096, 70000};
     std::size_t turn = 0;
-    while (taken.body.size() < std::min(body.size, kBodyLimit)) {
+    while (taken.body.size() < std::min(body.Size(), kBodyLimit)) {
         const std::size_t most =
             std::min(kMost[turn++ % std::size(kMost)], kBodyLimit - taken.body.size());
         taken.body += Piece(body, taken.body.size(), most);
     }
-    taken.whole = taken.body.size() == body.size;
+    taken.whole = taken.body.size() == body.Size();
     if (!taken.whole) {
-        Piece(body, body.size - 1, 1);
+        Piece(body, body.Size() - 1, 1);
     }
     if (taken.contentType == "application/json; charset=utf-8") {
         CheckJsonAnswer(taken);

@@ -662,6 +662,36 @@ TEST(OrvzipCommandLine, CreateRefusesFoldersWithNoFileAndAnEmptyPassword) {
                         "orvzip: an empty password");
 }
 
+// Paths that no ANSI code page of a Windows program's argv carries whole: Czech letters that the
+// Western European one lacks and Greek ones that the Central European one lacks. Each is named on
+// the command line absolute, and relative to a current folder with such a name too.
+TEST(OrvzipCommandLine, CreateAndExtractTakePathsOutsideTheAnsiCodePage) {
+    TempFolder temp;
+    const std::string folder = "Příliš žluťoučký kůň";
+    const std::string home = temp.At("ódy Ωμέγα");
+    ASSERT_TRUE(WriteFileBytes(home + "/" + folder + "/úpěl ďábelské.txt", "úpěl ďábelské ódy"));
+    ASSERT_TRUE(WriteFileBytes(home + "/" + folder + "/čeština/Řeřicha.txt", "řeřicha"));
+    const auto expected = StoredUnder(folder, home + "/" + folder);
+    const std::string archive = home + "/archiv Ω.zip";
+    std::string output;
+    ASSERT_EQ(Orvzip("create " + Quote(archive) + " " + Quote(home + "/" + folder), &output), 0)
+        << output;
+    EXPECT_NE(output.find("added   " + folder + "/úpěl ďábelské.txt\n"), std::string::npos)
+        << output;
+    EXPECT_EQ(Orvzip("test " + Quote(archive), &output), 0) << output;
+    EXPECT_NE(output.find("OK      " + folder + "/čeština/Řeřicha.txt\n"), std::string::npos)
+        << output;
+    const std::string out = temp.At("výstup ř/Ωμέγα");
+    ASSERT_EQ(Orvzip("extract " + Quote(archive) + " " + Quote(out), &output), 0) << output;
+    EXPECT_EQ(FilesBelow(out), expected);
+
+    const std::string inHome = "cd " + Quote(home) + " && ";
+    ASSERT_EQ(Orvzip("create 'kůň Ω.zip' --no-encryption " + Quote(folder), &output, inHome), 0)
+        << output;
+    ASSERT_EQ(Orvzip("extract 'kůň Ω.zip' 'rozbaleno ř' --clean", &output, inHome), 0) << output;
+    EXPECT_EQ(FilesBelow(home + "/rozbaleno ř"), expected);
+}
+
 // Files as only the Linux orvzip sees them: wine's server opens a Windows program's files with
 // its own rights, shows a link as what it leads to, and shows a name with a "\" under another
 // name. So these run against this build's orvzip alone, in a folder with "in/a.txt".

@@ -2,8 +2,11 @@
 //
 // Paths reach the system as UTF-8. A rename over another file system copies the file beside its
 // target and renames it into place, so no half-written file ever stands under the target's name.
+// The command line (common/CommandLine.h) is argv itself: Linux passes the bytes unconverted, the
+// same UTF-8 that its file names are in.
 #include "Platform.h"
 #include "common/CUtils.h"
+#include "common/CommandLine.h"
 #include "common/PlatformHooks.h"
 
 #include <cerrno>
@@ -320,3 +323,7 @@ void StopProcess(int status) {
 }
 
 }  // namespace platform
+
+std::vector<std::string> Utf8Arguments(int argc, char** argv) {
+    return std::vector<std::string>(argv, argv + argc);
+}

@@ -1,15 +1,18 @@
 // Platform_windows.cpp: the runtime's machine calls on Windows (KERNEL32, SHLWAPI, USER32).
 //
 // Paths reach the system as wide text, unchanged: UTF-16 is the system's own form. The
-// temporary folder is the user's own, so the add-on's folder below it needs no user id.
+// temporary folder is the user's own, so the add-on's folder below it needs no user id. The
+// command line (common/CommandLine.h) is read in wide text too (SHELL32).
 #include "Platform.h"
 #include "common/CUtils.h"
+#include "common/CommandLine.h"
 
 #include <windows.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <shellapi.h>
 #include <shlwapi.h>
 #include <string>
 
@@ -208,3 +211,32 @@ void StopProcess(int status) {
 }
 
 }  // namespace platform
+
+namespace {
+
+// Without WC_ERR_INVALID_CHARS a lone surrogate becomes U+FFFD instead of failing the conversion.
+std::string Utf8Of(const wchar_t* text) {
+    const int size = ::WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+    if (size <= 1) {
+        return std::string();
+    }
+    std::string utf8(static_cast<size_t>(size), '\0');
+    ::WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8.data(), size, nullptr, nullptr);
+    utf8.pop_back();  // the terminator
+    return utf8;
+}
+
+}  // namespace
+
+// The narrow argv is in the ANSI code page, which loses what it has no character for (a Czech
+// path under a Western European code page): the wide command line has every character.
+std::vector<std::string> Utf8Arguments(int, char**) {
+    std::vector<std::string> arguments;
+    int count = 0;
+    wchar_t** wide = ::CommandLineToArgvW(::GetCommandLineW(), &count);
+    for (int i = 0; wide != nullptr && i < count; ++i) {
+        arguments.push_back(Utf8Of(wide[i]));
+    }
+    ::LocalFree(wide);
+    return arguments;
+}

@@ -36,11 +36,22 @@ struct ServiceRequest {
     std::string host;    // the Host header; empty when none came
 };
 
-// An answer's body, given piece by piece so that a large one is never held whole.
-struct AnswerBody {
+// An answer's body: a text held whole (a check answer, a file), or "0123456789" repeated to any
+// size, made piece by piece so that a large one is never held.
+class AnswerBody {
+public:
+    AnswerBody() = default;
+    static AnswerBody Text(std::string text);
+    static AnswerBody Pattern(std::size_t size);
+
+    std::size_t Size() const { return size; }
+    // At most `most` bytes from `offset`, at least one while offset < Size().
+    std::string_view Piece(std::size_t offset, std::size_t most) const;
+
+private:
+    std::string text;
     std::size_t size = 0;
-    // At most `most` bytes from `offset`, at least one while offset < size.
-    std::function<std::string_view(std::size_t offset, std::size_t most)> piece;
+    bool pattern = false;
 };
 
 struct ServiceAnswer {
@@ -79,8 +90,9 @@ struct ServiceReply {
     std::function<ServiceAnswer()> answer;
 };
 
-// The reply to `request` from `catalog`, which the reply keeps for its answer.
-ServiceReply ReplyTo(const ServiceRequest& request, std::shared_ptr<const Catalog> catalog,
+// The reply to `request` from `catalog`, which the reply keeps for its answer; `settings` must
+// outlive the reply.
+ServiceReply ReplyTo(ServiceRequest request, std::shared_ptr<const Catalog> catalog,
                      const AnswerSettings& settings);
 
 }  // namespace orvservice

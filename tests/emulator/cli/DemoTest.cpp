@@ -172,6 +172,26 @@ TEST_F(Demo, EveryPartAndServedFileNamesTheRunningService) {
         std::string::npos);
 }
 
+// The folder, the trace and the script named with letters that no ANSI code page of a Windows
+// program's argv carries whole (Czech and Greek): the project is found, opened and shown twice.
+TEST_F(Demo, RunsInAFolderNamedOutsideTheAnsiCodePage) {
+    const std::string base = folder.At("Příliš žluťoučký kůň Ωμέγα");
+    const std::string script = base + "/skript.script";
+    ASSERT_TRUE(WriteFileBytes(script, kUpdateScript));
+    ASSERT_EQ(RunCommand(Orvhost() + " demo --ui script --script " + Quote(script) + " --folder " +
+                             Quote(base + "/práce") + " --trace " + Quote(base + "/stopa.trace") +
+                             " </dev/null",
+                         &output),
+              0)
+        << output;
+    const std::size_t first = output.find("The project now");
+    ASSERT_NE(output.find("The project now", first + 1), std::string::npos) << output;
+    EXPECT_NE(ReadFileBytes(base + "/práce/Library/Doors/D01 Vchodové dveře.xml")
+                  .find("id=D01&version=2.0"),
+              std::string::npos);
+    EXPECT_FALSE(TraceLines(base + "/stopa.trace").empty());
+}
+
 TEST_F(Demo, WorkingFolderThatHoldsFilesIsRefused) {
     ASSERT_TRUE(WriteFileBytes(Work("mine.txt"), "kept"));
     EXPECT_EQ(RunDemo("--ui none"), 1) << output;
