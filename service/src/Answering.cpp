@@ -200,7 +200,7 @@ ServiceAnswer Check(const ServiceRequest& request, const AnswerSettings& setting
         const std::string base =
             settings.filesUrl.empty() ? Origin(request, settings) + "/files" : settings.filesUrl;
         answer += ",\"url\":";
-        AppendJsonString(answer, base + "/" + EncodePathSegment(object->file));
+        AppendJsonString(answer, base + "/" + EncodePathSegments(object->file));
     }
     answer += ",\"version\":";
     AppendJsonString(answer, testVersion ? version : object->latest);
@@ -208,12 +208,31 @@ ServiceAnswer Check(const ServiceRequest& request, const AnswerSettings& setting
     return Delivered(AnswerBody::Text(std::move(answer)), kJsonType, faults, "");
 }
 
-ServiceAnswer File(const std::string& name, const AnswerSettings& settings, const Faults& faults) {
-    std::optional<std::string> bytes = settings.readFile(name);
+// The add-on saves a plain file under the name Content-Disposition gives: the last step only.
+ServiceAnswer File(const std::string& path, const AnswerSettings& settings, const Faults& faults) {
+    std::optional<std::string> bytes = settings.readFile(path);
     if (!bytes) {
         return TextAnswer(500, "the file cannot be read");
     }
-    return Delivered(AnswerBody::Text(std::move(*bytes)), kBinaryType, faults, name);
+    return Delivered(AnswerBody::Text(std::move(*bytes)), kBinaryType, faults, LastStep(path));
+}
+
+// The served path that "/files/..." asks for, each segment decoded on its own, so that "%2F" is
+// a byte of a name (which no name holds) and never a step; empty for any other path.
+std::string ServedPathOf(const std::string& target) {
+    std::vector<std::string> steps;
+    const std::string raw = target.substr(0, target.find('?'));
+    for (std::size_t start = 1; start <= raw.size();) {
+        const std::size_t slash = std::min(raw.find('/', start), raw.size());
+        steps.push_back(DecodePercent(std::string_view(raw).substr(start, slash - start), false));
+        start = slash + 1;
+    }
+    if (steps.size() < 2 || steps.size() > 3 || steps[0] != "files" ||
+        !std::all_of(steps.begin() + 1, steps.end(), IsPlainFileName)) {
+        return "";
+    }
+    const std::string path = steps.size() == 2 ? steps[1] : steps[1] + "/" + steps[2];
+    return IsServedPath(path) ? path : "";
 }
 
 ServiceAnswer Bytes(const RequestTarget& target, const Faults& faults) {
@@ -255,8 +274,8 @@ ServiceReply ReplyTo(ServiceRequest request, std::shared_ptr<const Catalog> cata
     }
     const bool isFile = target.path.rfind("/files/", 0) == 0;
     if (target.path != "/check" && target.path != "/bytes" && !isFile) {
-        return Now(TextAnswer(404, "not found; this service answers /check, /files/NAME, /bytes "
-                                   "and /healthz"));
+        return Now(TextAnswer(404, "not found; this service answers /check, /files/NAME, "
+                                   "/files/FOLDER/NAME, /bytes and /healthz"));
     }
     Faults requestFaults;
     try {
@@ -272,8 +291,8 @@ ServiceReply ReplyTo(ServiceRequest request, std::shared_ptr<const Catalog> cata
         object = catalog->Find(target.Value("id"));
         catalogFaults = object != nullptr ? object->checkFaults : Faults{};
     } else if (isFile) {
-        name = target.path.substr(std::string_view("/files/").size());
-        if (!IsPlainFileName(name) || !settings.isFile(name)) {
+        name = ServedPathOf(request.target);
+        if (name.empty() || !settings.isFile(name)) {
             return Now(TextAnswer(404, "no such file"));
         }
         object = catalog->FindByFile(name);

@@ -158,8 +158,9 @@ CatalogObject ReadObject(const Json::Value& value, std::size_t position, const C
             complain(where, "\"file\" is not a non-empty text");
         }
         object.file = value["file"].asString();
-        if (!IsPlainFileName(object.file)) {
-            complain(where, "\"file\" \"" + object.file + "\" is not a plain file name");
+        if (!IsServedPath(object.file)) {
+            complain(where, "\"file\" \"" + object.file +
+                                "\" is not a plain file name, nor FOLDER/NAME of two plain names");
         }
         if (!files.isFile(object.file)) {
             complain(where, "\"file\" \"" + object.file + "\" is not a file in " + files.folder);

@@ -21,7 +21,7 @@ struct CatalogObject {
     std::vector<std::string> versions;  // oldest first
     std::string latest;
     std::vector<std::string> testVersions;
-    std::string file;  // empty: no file to download
+    std::string file;  // relative to the files folder (IsServedPath); empty: no file to download
     Faults checkFaults;
     Faults fileFaults;
 
@@ -32,8 +32,8 @@ struct Catalog {
     std::unordered_map<std::string, CatalogObject> objects;  // by id
 
     const CatalogObject* Find(const std::string& id) const;
-    // The object whose file is `name`, if any.
-    const CatalogObject* FindByFile(const std::string& name) const;
+    // The object whose file is `path` (as "file" names it), if any.
+    const CatalogObject* FindByFile(const std::string& path) const;
 
     friend bool operator==(const Catalog&, const Catalog&) = default;
 };
@@ -41,9 +41,9 @@ struct Catalog {
 // The catalog file's JSON, a root object with an array "objects", its members not yet checked.
 // Throws ServiceError naming the catalog.
 Json::Value ReadCatalogJson(const std::filesystem::path& path);
-// Reads `path`; each "file" must be a plain name of a regular file in `files`. Throws ServiceError
-// naming the catalog and the object at fault. ReadCatalogText (service/Answering.h) reads the
-// catalog's text.
+// Reads `path`; each "file" must be a regular file in `files`, named by a plain name or by
+// "FOLDER/NAME" (IsServedPath). Throws ServiceError naming the catalog and the object at fault.
+// ReadCatalogText (service/Answering.h) reads the catalog's text.
 std::shared_ptr<const Catalog> ReadCatalog(const std::filesystem::path& path,
                                            const std::filesystem::path& files);
 

@@ -31,9 +31,31 @@ bool IsPlainFileName(const std::string& name) {
     return path == path.filename();
 }
 
-bool IsFileIn(const std::filesystem::path& folder, const std::string& name) {
+namespace {
+
+// A step that Windows reads as a drive ("C:", "C:x") is refused on Linux too, where it would be a
+// name, so that a catalog means the same on both.
+bool IsServedStep(const std::string& step) {
+    const bool drive = step.size() >= 2 && step[1] == ':' &&
+                       ((step[0] >= 'A' && step[0] <= 'Z') || (step[0] >= 'a' && step[0] <= 'z'));
+    return !drive && IsPlainFileName(step);
+}
+
+}  // namespace
+
+bool IsServedPath(const std::string& path) {
+    const std::size_t slash = path.find('/');
+    if (slash == std::string::npos) {
+        return IsServedStep(path);
+    }
+    return IsServedStep(path.substr(0, slash)) && IsServedStep(path.substr(slash + 1));
+}
+
+std::string LastStep(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+bool IsFileIn(const std::filesystem::path& folder, const std::string& path) {
     std::error_code error;
-    return std::filesystem::is_regular_file(folder / PathOfUtf8(name), error);
+    return std::filesystem::is_regular_file(folder / PathOfUtf8(path), error);
 }
 
 }  // namespace orvservice

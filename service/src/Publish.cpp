@@ -1,8 +1,9 @@
 // Publish.cpp: orvservice publish. Everything is judged before anything is written: the version,
 // the file (a ZIP archive as the add-on's ZIP library unpacks it, a plain file as the emulator
 // reads a library part) and, with --library, what the update would write over. Then the file is
-// copied in under a name no file has and the catalog is replaced in one step; a failure on the
-// way takes the copy away again, so that a refusal or a failure changes nothing.
+// copied in under a path no file has (a plain part in a new folder of its own, under its own name,
+// the name the add-on saves it under) and the catalog is replaced in one step; a failure on the way
+// takes the copy away again, so that a refusal or a failure changes nothing.
 #include "service/Publish.h"
 
 #include "Catalog.h"
@@ -41,8 +42,11 @@ constexpr const char* kUsage =
 
 constexpr const char* kHelp =
     "Adds a release of object ID to the catalog: V is appended to \"versions\" and becomes\n"
-    "\"latest\", and FILE is copied into the files folder under a name of its own (ID-V.EXT,\n"
-    "never over a file there), which \"file\" then names. A new ID makes a new object.\n\n"
+    "\"latest\", and FILE is copied into the files folder, which \"file\" then names: a ZIP\n"
+    "archive as ID-V.EXT, a plain part file as ID-V/NAME (NAME being FILE's own name, which\n"
+    "the add-on saves it under, so that it replaces the part's file of that name). Never over\n"
+    "a file or folder there: ID-V-2, ID-V-3, ... when the name is taken. A new ID makes a new\n"
+    "object.\n\n"
     "  --test           V goes to \"test_versions\" only; \"latest\" and \"file\" stay as they\n"
     "                   are. FILE is copied all the same and served, but offered to nobody\n"
     "  --library DIR    the folder the part's update is unpacked over: refuse to overwrite a\n"
@@ -52,7 +56,9 @@ constexpr const char* kHelp =
     "archive that the add-on's ZIP library cannot open, that holds no file, a member whose\n"
     "path leaves its folder or a member that cannot be read to its end with the built-in\n"
     "password; a plain file that is no library part declaring check_url (text) and uptodate\n"
-    "(number); with --library, a file there that is not ID's. Usage errors exit with 2.\n";
+    "(number), or whose name the files folder cannot serve (a control character, \\, \"..\",\n"
+    "a drive, not UTF-8); with --library, a file there that is not ID's. Usage errors exit\n"
+    "with 2.\n";
 
 // A reason to publish nothing, ready for standard error.
 class Refusal : public std::runtime_error {
@@ -289,7 +295,7 @@ std::set<std::string> PresentReleasePaths(const std::filesystem::path& files,
     }
     const std::optional<std::string> bytes = ReadBytes(files / PathOfUtf8(object->file));
     if (bytes && !LooksLikeZip(*bytes)) {
-        paths.insert(object->file);
+        paths.insert(LastStep(object->file));
     } else if (bytes) {
         try {
             const std::unique_ptr<ZipFile> zip = OpenArchive(*bytes);
@@ -364,10 +370,11 @@ std::string NamePiece(const std::string& text) {
     return piece;
 }
 
-// "ID-V.EXT", or with "-2", "-3", ... behind V when a file of that name is there already.
-std::string FreeFileName(const std::filesystem::path& files, const Request& request) {
+// "ID-V" and `extension`, or with "-2", "-3", ... behind V when anything of that name is there
+// already.
+std::string FreeName(const std::filesystem::path& files, const Request& request,
+                     const std::string& extension) {
     const std::string stem = NamePiece(request.id) + "-" + NamePiece(request.version);
-    const std::string extension = NamePiece(Utf8OfPath(PathOfUtf8(request.file).extension()));
     constexpr int kAttempts = 100;
     for (int attempt = 1; attempt <= kAttempts; ++attempt) {
         std::string name = stem;
@@ -386,12 +393,39 @@ std::string FreeFileName(const std::filesystem::path& files, const Request& requ
             return name;
         }
     }
-    throw Refusal("no free file name for " + request.id + " " + request.version + " in " +
+    throw Refusal("no free name for " + request.id + " " + request.version + " in " +
                   request.files);
 }
 
+// Where a release goes in the files folder.
+struct Placement {
+    std::string folder;  // made for it; empty when it goes directly into the files folder
+    std::string path;    // what "file" names: relative to the files folder
+    std::string name;    // the name the add-on saves a plain file under: the last step
+};
+
+// An archive as "ID-V.EXT": its members' names count, not its own. A plain part as
+// "ID-V/NAME" under FILE's own name, since the add-on saves it under the served name and only
+// that name replaces the part's file.
+Placement PlaceRelease(const std::filesystem::path& files, const Request& request, bool archive) {
+    if (archive) {
+        const std::string name =
+            FreeName(files, request, NamePiece(Utf8OfPath(PathOfUtf8(request.file).extension())));
+        return {"", name, name};
+    }
+    const std::string name = Utf8OfPath(PathOfUtf8(request.file).filename());
+    if (!IsServedPath(name)) {
+        throw Refusal(request.file + ": the add-on saves a plain part under its own name, and " +
+                      "the files folder cannot serve this one (a control character, \\, \"..\", " +
+                      "a drive or not UTF-8); rename the part");
+    }
+    const std::string folder = FreeName(files, request, "");
+    return {folder, folder + "/" + name, name};
+}
+
 // The parts in the library folder that name the object under another file name than `name`: a
-// plain update is saved under the name it is served by, beside them.
+// plain update is saved under its own name, beside them, which a maker who renamed the file may
+// not expect.
 void NoteOtherPartNames(const Request& request, const std::string& name, std::ostream& err) {
     std::error_code error;
     for (const auto& entry :
@@ -400,8 +434,9 @@ void NoteOtherPartNames(const Request& request, const std::string& name, std::os
         if (entry.is_regular_file(error) && entryName != name &&
             IdOfPart(entry.path()) == request.id) {
             err << "orvservice publish: note: the add-on saves this update as \"" << name
-                << "\" in the part's folder, beside \"" << entryName
-                << "\", which it does not replace\n";
+                << "\" in the part's folder, beside \"" << entryName << "\", a part of "
+                << request.id << " too, which it does not replace; publish the file under "
+                << "that name to replace it\n";
         }
     }
 }
@@ -487,25 +522,38 @@ void Publish(const Request& request, std::ostream& out, std::ostream& err) {
                 << request.id << "\n";
         }
     }
-    const std::string name = FreeFileName(files, request);
+    const Placement place = PlaceRelease(files, request, archive);
     if (!request.library.empty()) {
         if (!archive) {
-            written = {name};
+            written = {place.name};
         }
         CheckLibrary(request, written, PresentReleasePaths(files, object), out);
         if (!archive) {
-            NoteOtherPartNames(request, name, err);
+            NoteOtherPartNames(request, place.name, err);
         }
     }
 
-    const std::filesystem::path stored = files / PathOfUtf8(name);
+    const std::filesystem::path stored = files / PathOfUtf8(place.path);
+    const std::filesystem::path folder =
+        place.folder.empty() ? std::filesystem::path() : files / PathOfUtf8(place.folder);
+    const auto takeBack = [&] {
+        std::error_code error;
+        std::filesystem::remove(stored, error);
+        if (!folder.empty()) {
+            std::filesystem::remove(folder, error);
+        }
+    };
     std::string reason;
+    if (!folder.empty() && !serviceport::MakeNewFolder(folder, reason)) {
+        throw ServiceError("cannot make the folder " + Utf8OfPath(folder) + ": " + reason);
+    }
     if (!serviceport::WriteNewFile(stored, *bytes, reason)) {
+        takeBack();
         throw ServiceError("cannot write " + Utf8OfPath(stored) + ": " + reason);
     }
     try {
-        AddToJson(root, request, name);
-        const Catalog expected = ExpectedCatalog(before, request, name);
+        AddToJson(root, request, place.path);
+        const Catalog expected = ExpectedCatalog(before, request, place.path);
         const auto check = [&](const std::filesystem::path& next) {
             if (ReadBytes(catalogPath) != catalogBytes) {
                 throw ServiceError("catalog " + request.catalog +
@@ -521,12 +569,12 @@ void Publish(const Request& request, std::ostream& out, std::ostream& err) {
         const std::filesystem::path target = std::filesystem::canonical(catalogPath, error);
         ReplaceCatalog(error ? catalogPath : target, CatalogText(root), check);
     } catch (...) {
-        std::error_code error;
-        std::filesystem::remove(stored, error);
+        takeBack();
         throw;
     }
 
-    const std::string address = "/files/" + EncodePathSegment(name);
+    const std::string& name = place.path;
+    const std::string address = "/files/" + EncodePathSegments(name);
     if (request.test) {
         out << "orvservice publish: " << request.id << " " << request.version
             << " is a test version; its file " << name << " is served at " << address

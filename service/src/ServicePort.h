@@ -37,6 +37,9 @@ Request WaitForRequest();
 // empty or missing after a crash. False with the system's reason in `reason`; a failure leaves no
 // file behind.
 bool WriteNewFile(const std::filesystem::path& path, const std::string& bytes, std::string& reason);
+// Makes `path` a new folder, failing when anything stands there already, and forces its entry in
+// its parent onto the disk, as WriteNewFile does for a file. False with the system's reason.
+bool MakeNewFolder(const std::filesystem::path& path, std::string& reason);
 // Puts the file `from` in place of `to` in one step (Linux rename, Windows MoveFileExW replacing
 // the old file), then forces the change onto the disk: a reader sees the old file or the new one,
 // never a mix. False with the system's reason in `reason` when nothing was replaced.

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <pthread.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace serviceport {
@@ -105,6 +106,18 @@ bool WriteNewFile(const std::filesystem::path& path, const std::string& bytes,
         unlink(path.c_str());
     }
     return ok;
+}
+
+bool MakeNewFolder(const std::filesystem::path& path, std::string& reason) {
+    if (mkdir(path.c_str(), 0777) != 0) {
+        reason = SystemReason();
+        return false;
+    }
+    if (!SyncFolderOf(path, reason)) {
+        rmdir(path.c_str());
+        return false;
+    }
+    return true;
 }
 
 bool RenameOver(const std::filesystem::path& from, const std::filesystem::path& to,

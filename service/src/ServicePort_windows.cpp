@@ -93,6 +93,15 @@ bool WriteNewFile(const std::filesystem::path& path, const std::string& bytes,
     return ok;
 }
 
+bool MakeNewFolder(const std::filesystem::path& path, std::string& reason) {
+    // NTFS journals the folder's entry itself.
+    if (CreateDirectoryW(path.c_str(), nullptr) == 0) {
+        reason = SystemReason();
+        return false;
+    }
+    return true;
+}
+
 bool RenameOver(const std::filesystem::path& from, const std::filesystem::path& to,
                 std::string& reason) {
     if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) ==

@@ -31,6 +31,17 @@ std::string Encode(const std::string& text, const char* keep) {
 
 std::string EncodePathSegment(const std::string& text) { return Encode(text, "-._~"); }
 
+std::string EncodePathSegments(const std::string& path) {
+    std::string encoded;
+    std::size_t start = 0;
+    for (std::size_t slash = path.find('/'); slash != std::string::npos;
+         slash = path.find('/', start)) {
+        encoded += EncodePathSegment(path.substr(start, slash - start)) + "/";
+        start = slash + 1;
+    }
+    return encoded + EncodePathSegment(path.substr(start));
+}
+
 std::string EncodeAttrChars(const std::string& text) { return Encode(text, "!#$&+-.^_`|~"); }
 
 }  // namespace orvservice

@@ -1,9 +1,10 @@
 // catalog_fuzzer.cpp: the libFuzzer target of the version service's catalog reader. Each input is
 // read as a catalog's text (orvservice::ReadCatalogText) beside a files folder that holds every
-// plain name but those with "missing" in them, so that nothing touches the disk. A catalog is
-// refused with ServiceError naming it, or taken; a catalog taken is read again here as JSON and
-// asked for through the service's answers (orvservice::ReplyTo): each version of each object must
-// be answered as the catalog says, and each file offered must be downloadable.
+// path the reader lets through (a plain name or FOLDER/NAME) but those with "missing" in them, so
+// that nothing touches the disk. A catalog is refused with ServiceError naming it, or taken; a
+// catalog taken is read again here as JSON and asked for through the service's answers
+// (orvservice::ReplyTo): each version of each object must be answered as the catalog says, and
+// each file offered must be downloadable, under the last step of its path.
 #include "service/Answering.h"
 #include "service/VersionService.h"
 #include "service_fuzz_support.h"
@@ -130,13 +131,22 @@ void CheckObject(const std::shared_ptr<const orvservice::Catalog>& catalog,
     }
     if (download && !file.empty()) {
         // The file a check answer offers can be downloaded, by the address it gives, its name
-        // in either form of Content-Disposition.
+        // in either form of Content-Disposition: the last step of its path, which the add-on
+        // saves it under.
+        const std::string name = file.substr(file.rfind('/') + 1);
         for (const char* query : {"", "?fault_quoted_filename=1"}) {
             const servicefuzz::Taken taken =
-                Answer(catalog, "/files/" + servicefuzz::EncodeAll(file) + query);
+                Answer(catalog, "/files/" + servicefuzz::EncodeSteps(file) + query);
             if (taken.status != 200 || taken.body != "bytes of " + file) {
                 Finding(where + ": its file " + file + " is answered " +
                         std::to_string(taken.status));
+            }
+            const std::string disposition = taken.Header("Content-Disposition");
+            const std::string encoded = "attachment; filename*=UTF-8''";
+            if (*query == '\0' &&
+                (disposition.rfind(encoded, 0) != 0 ||
+                 servicefuzz::Decode(disposition.substr(encoded.size())) != name)) {
+                Finding(where + ": its file " + file + " is named " + disposition);
             }
         }
     }

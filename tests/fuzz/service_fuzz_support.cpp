@@ -208,6 +208,14 @@ std::string EncodeAll(std::string_view text) {
     return encoded;
 }
 
+std::string EncodeSteps(std::string_view path) {
+    const std::size_t slash = path.find('/');
+    if (slash == std::string_view::npos) {
+        return EncodeAll(path);
+    }
+    return EncodeAll(path.substr(0, slash)) + "/" + EncodeSteps(path.substr(slash + 1));
+}
+
 std::string Decode(std::string_view text) {
     const auto digit = [](char c) {
         return c >= '0' && c <= '9'   ? c - '0'

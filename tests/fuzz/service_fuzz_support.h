@@ -41,6 +41,9 @@ std::optional<Json::Value> CheckJson(const Taken& taken);
 bool IsUtf8(std::string_view text);
 // Every byte as %XX, so that the service decodes exactly `text`.
 std::string EncodeAll(std::string_view text);
+// Each "/"-separated step of `path` as EncodeAll gives it, the "/" between them kept: the target of
+// a file in a folder of the files folder.
+std::string EncodeSteps(std::string_view path);
 // %XX as its byte; anything else as it is.
 std::string Decode(std::string_view text);
 

@@ -18,7 +18,8 @@ namespace {
 using servicefuzz::Finding;
 
 // The README's catalog, and beside it an object that a catalog fault redirects, a file whose name
-// needs quoting and percent-encoding, and a file that cannot be read.
+// needs quoting and percent-encoding, a file that cannot be read, and a plain part in a folder of
+// its own, as publish places one.
 constexpr char kCatalog[] = R"({"objects": [
     {"id": "D01", "versions": ["1.0", "1.1", "2.0"], "latest": "2.0",
      "test_versions": ["2.1-beta"], "file": "D01-2.0.zip"},
@@ -28,7 +29,8 @@ constexpr char kCatalog[] = R"({"objects": [
     {"id": "R01", "versions": ["1", "2"], "latest": "2", "file": "R01.zip",
      "faults": {"check": {"redirect": true}, "file": {"chunked": true, "hold": true}}},
     {"id": "X01", "versions": ["1.0", "2.0"], "latest": "2.0", "file": "X01.zip",
-     "faults": {"file": {"status": 503}}}
+     "faults": {"file": {"status": 503}}},
+    {"id": "G01", "versions": ["1.0", "2.0"], "latest": "2.0", "file": "G01-2.0/G01 Door.gsm"}
 ]})";
 
 constexpr char kHost[] = "updates.example:8080";
@@ -39,6 +41,7 @@ const std::map<std::string, std::string>& Files() {
         {"D01-2.0.zip", "PK D01"},
         {"W01 \"1.1\"+\xC3\xA9.zip", "PK W01"},
         {"R01.zip", std::string("PK\0R01", 6)},
+        {"G01-2.0/G01 Door.gsm", "<Symbol/>"},
     };
     return files;
 }

@@ -171,7 +171,7 @@ TEST_F(ServiceCommandLineTest, PublishAddsAReleaseRefusesWith1AndMisunderstandsW
 
     EXPECT_EQ(Run(publish + "--version 3.0" + part, &output), 0) << output;
     EXPECT_NE(output.find("D01 3.0 is the latest"), std::string::npos) << output;
-    EXPECT_TRUE(testfiles::Exists(folder.At("files/D01-3.0.xml")));
+    EXPECT_TRUE(testfiles::Exists(folder.At("files/D01-3.0/door.xml")));
 
     const std::string catalog = testfiles::ReadFileBytes(folder.At("catalog.json"));
     EXPECT_EQ(Run(publish + "--version 3.0" + part, &output), 1) << output;

@@ -135,9 +135,14 @@ protected:
         return Json::Value();
     }
 
-    // The body of GET `target` from a service over the catalog as it stands now, which it must
-    // read; empty unless the status is 200.
-    std::string Get(const std::string& target) {
+    struct Download {
+        std::string body;
+        std::string disposition;  // Content-Disposition
+    };
+
+    // GET `target` from a service over the catalog as it stands now, which it must read; empty
+    // unless the status is 200.
+    Download GetFile(const std::string& target) {
         orvservice::ServiceOptions options;
         options.catalog = testfiles::PathOf(folder.At("catalog.json"));
         options.files = testfiles::PathOf(folder.At("files"));
@@ -146,8 +151,13 @@ protected:
         httplib::Client client("127.0.0.1", service.Port());
         const auto res = client.Get(target);
         EXPECT_TRUE(res && res->status == 200) << target;
-        return res && res->status == 200 ? res->body : "";
+        if (!res || res->status != 200) {
+            return {};
+        }
+        return {res->body, res->get_header_value("Content-Disposition")};
     }
+
+    std::string Get(const std::string& target) { return GetFile(target).body; }
 
     Json::Value Check(const std::string& id, const std::string& version) {
         return ParseJson(Get("/check?id=" + id + "&version=" + version + "&format=json"));
@@ -208,10 +218,10 @@ TEST_F(PublishTest, TestVersionGoesToTestVersionsOnlyAndLatestAndFileStay) {
     ASSERT_EQ(d01["test_versions"].size(), 2u);
     EXPECT_EQ(d01["test_versions"][1], "3.0-beta");
     // Served for the testers, offered to nobody.
-    EXPECT_EQ(testfiles::ReadFileBytes(folder.At("files/D01-3.0-beta.xml")),
+    EXPECT_EQ(testfiles::ReadFileBytes(folder.At("files/D01-3.0-beta/door.xml")),
               MonitoredPartXml(D01Url()));
-    EXPECT_NE(out.find("/files/D01-3.0-beta.xml"), std::string::npos) << out;
-    EXPECT_EQ(Get("/files/D01-3.0-beta.xml"), MonitoredPartXml(D01Url()));
+    EXPECT_NE(out.find("/files/D01-3.0-beta/door.xml"), std::string::npos) << out;
+    EXPECT_EQ(Get("/files/D01-3.0-beta/door.xml"), MonitoredPartXml(D01Url()));
 
     EXPECT_EQ(Check("D01", "3.0-beta")["test_version"], true);
     const Json::Value older = Check("D01", "1.0");
@@ -230,7 +240,7 @@ TEST_F(PublishTest, NewIdMakesANewObjectAtTheEnd) {
     EXPECT_EQ(objects[2]["versions"].size(), 1u);
     EXPECT_EQ(objects[2]["versions"][0], "1.0");
     EXPECT_EQ(objects[2]["latest"], "1.0");
-    EXPECT_EQ(objects[2]["file"], "L01-1.0.xml");
+    EXPECT_EQ(objects[2]["file"], "L01-1.0/lamp.xml");
     EXPECT_EQ(objects[2].getMemberNames().size(), 4u);
     EXPECT_EQ(Check("L01", "1.0")["up_to_date"], true);
 }
@@ -247,16 +257,66 @@ TEST_F(PublishTest, PlainPartThatChecksAnotherObjectIsPublishedWithANote) {
     EXPECT_EQ(Object("D01")["latest"], "3.0");
 }
 
-TEST_F(PublishTest, NameNeverTakesTheNameOfAFileInTheFilesFolder) {
-    ASSERT_TRUE(testfiles::WriteFileBytes(folder.At("files/D01-3.0.xml"), "a maker's own"));
+// The add-on saves a plain file under the name it is served by, and only the part's own name
+// replaces the part: the file keeps its name, in a folder of its own.
+TEST_F(PublishTest, PlainPartIsPublishedUnderItsOwnNameInAFolderOfItsOwn) {
+    const std::string bytes = MonitoredPartXml(D01Url());
+    const std::string part = Input("D01 Door+\xC5\x99.gsm", bytes);
+
+    ASSERT_EQ(Publish({"--id", "D01", "--version", "3.0"}, part), 0) << err;
+
+    EXPECT_EQ(err, "");
+    EXPECT_EQ(Object("D01")["file"], "D01-3.0/D01 Door+\xC5\x99.gsm");
+    EXPECT_EQ(testfiles::ListNames(folder.At("files/D01-3.0")),
+              std::vector<std::string>{"D01 Door+\xC5\x99.gsm"});
+    EXPECT_EQ(testfiles::ReadFileBytes(folder.At("files/D01-3.0/D01 Door+\xC5\x99.gsm")), bytes);
+    const std::string address = "/files/D01-3.0/D01%20Door%2B%C5%99.gsm";
+    EXPECT_NE(out.find("offered D01-3.0/D01 Door+\xC5\x99.gsm at " + address), std::string::npos)
+        << out;
+
+    // The check answer's address, each step percent-encoded, gives the bytes under the part's
+    // own name.
+    const Json::Value answer = Check("D01", "2.0");
+    EXPECT_EQ(answer["update_available"], true);
+    const std::string url = answer["url"].asString();
+    ASSERT_NE(url.find("/files/"), std::string::npos) << answer;
+    EXPECT_EQ(url.substr(url.find("/files/")), address);
+    // D01's file faults (a quoted name) follow its file to its new place.
+    const Download download = GetFile(address);
+    EXPECT_EQ(download.body, bytes);
+    EXPECT_EQ(download.disposition, "attachment; filename=\"D01 Door+\xC5\x99.gsm\"");
+    // httplib's client hands the RFC 5987 form percent-decoded.
+    EXPECT_EQ(GetFile(address + "?fault_quoted_filename=false").disposition,
+              "attachment; filename*=UTF-8''D01 Door+\xC5\x99.gsm");
+}
+
+TEST_F(PublishTest, PlainPartFolderNeverTakesTheNameOfAnythingInTheFilesFolder) {
+    // A file of the folder's name, and a folder of the next name.
+    ASSERT_TRUE(testfiles::WriteFileBytes(folder.At("files/D01-3.0"), "a maker's own"));
+    ASSERT_TRUE(testfiles::WriteFileBytes(folder.At("files/D01-3.0-2/other.txt"), "another"));
     const std::string part = Input("door.xml", MonitoredPartXml(D01Url()));
 
     ASSERT_EQ(Publish({"--id", "D01", "--version", "3.0"}, part), 0) << err;
 
-    EXPECT_EQ(Object("D01")["file"], "D01-3.0-2.xml");
-    EXPECT_EQ(testfiles::ReadFileBytes(folder.At("files/D01-3.0.xml")), "a maker's own");
-    EXPECT_EQ(testfiles::ReadFileBytes(folder.At("files/D01-3.0-2.xml")),
+    EXPECT_EQ(Object("D01")["file"], "D01-3.0-3/door.xml");
+    EXPECT_EQ(testfiles::ReadFileBytes(folder.At("files/D01-3.0")), "a maker's own");
+    EXPECT_EQ(testfiles::ListNames(folder.At("files/D01-3.0-2")),
+              std::vector<std::string>{"other.txt"});
+    EXPECT_EQ(testfiles::ReadFileBytes(folder.At("files/D01-3.0-3/door.xml")),
               MonitoredPartXml(D01Url()));
+    EXPECT_EQ(Get("/files/D01-3.0-3/door.xml"), MonitoredPartXml(D01Url()));
+}
+
+TEST_F(PublishTest, ArchiveNameNeverTakesTheNameOfAFileInTheFilesFolder) {
+    ASSERT_TRUE(testfiles::WriteFileBytes(folder.At("files/D01-3.0.zip"), "a maker's own"));
+    const std::string path = inputs.At("update.zip");
+    const std::string archive = MakeArchive(path, {{"D01 Door.xml", MonitoredPartXml(D01Url())}});
+
+    ASSERT_EQ(Publish({"--id", "D01", "--version", "3.0"}, path), 0) << err;
+
+    EXPECT_EQ(Object("D01")["file"], "D01-3.0-2.zip");
+    EXPECT_EQ(testfiles::ReadFileBytes(folder.At("files/D01-3.0.zip")), "a maker's own");
+    EXPECT_EQ(testfiles::ReadFileBytes(folder.At("files/D01-3.0-2.zip")), archive);
 }
 
 TEST_F(PublishTest, NamePiecesThatASystemRefusesInANameBecomeUnderscores) {
@@ -264,9 +324,25 @@ TEST_F(PublishTest, NamePiecesThatASystemRefusesInANameBecomeUnderscores) {
 
     ASSERT_EQ(Publish({"--id", "A/B\xC5\x99", "--version", "1:0*."}, part), 0) << err;
 
-    EXPECT_EQ(Object("A/B\xC5\x99")["file"], "A_B\xC5\x99-1_0__");
-    EXPECT_TRUE(testfiles::Exists(folder.At("files/A_B\xC5\x99-1_0__")));
+    EXPECT_EQ(Object("A/B\xC5\x99")["file"], "A_B\xC5\x99-1_0__/part");
+    EXPECT_TRUE(testfiles::Exists(folder.At("files/A_B\xC5\x99-1_0__/part")));
     EXPECT_EQ(Check("A%2FB%C5%99", "1%3A0*.")["up_to_date"], true);
+}
+
+TEST_F(PublishTest, PlainPartWhoseNameTheFilesFolderCannotServeIsRefused) {
+    std::vector<std::string> names = {"door..xml"};
+#ifndef _WIN32
+    // Names only Linux gives a file.
+    names.push_back("C:door.xml");
+    names.push_back("door\\x.xml");
+    names.push_back("door\x01.xml");
+    names.push_back("door\xE8.xml");
+#endif
+    for (const std::string& name : names) {
+        ExpectRefused({"--id", "D01", "--version", "3.0"}, Input(name, MonitoredPartXml(D01Url())),
+                      "the add-on saves a plain part under its own name, and the files folder "
+                      "cannot serve this one");
+    }
 }
 
 TEST_F(PublishTest, CatalogThatIsALinkIsReplacedWhereItLeads) {
@@ -444,25 +520,33 @@ TEST_F(PublishTest, LibraryFolderWhereTheUpdateWritesAFileIsRefusedEvenWhenForce
                       " has folders: D01 Door.xml");
 }
 
-TEST_F(PublishTest, PlainPartIsJudgedUnderTheNameItIsServedBy) {
-    // The add-on saves a plain update under its served name, "D01-3.0.xml", in the part's folder.
-    ASSERT_TRUE(testfiles::WriteFileBytes(folder.At("library/D01-3.0.xml"),
+TEST_F(PublishTest, PlainPartIsJudgedUnderItsOwnName) {
+    // The add-on saves a plain update under its own name, "door.xml", in the part's folder.
+    ASSERT_TRUE(testfiles::WriteFileBytes(folder.At("library/door.xml"),
                                           MonitoredPartXml("http://x/check?id=W01")));
     const std::string part = Input("door.xml", MonitoredPartXml(D01Url()));
     const std::vector<std::string> options = {"--id", "D01",       "--version",
                                               "3.0",  "--library", folder.At("library")};
-    ExpectRefused(options, part, "D01-3.0.xml: a part of object W01");
+    ExpectRefused(options, part, "door.xml: a part of object W01");
 
+    // D01's own part of that name: replaced, nothing to say.
     ASSERT_TRUE(
-        testfiles::WriteFileBytes(folder.At("library/D01-3.0.xml"), MonitoredPartXml(D01Url())));
+        testfiles::WriteFileBytes(folder.At("library/door.xml"), MonitoredPartXml(D01Url())));
+    ASSERT_EQ(Publish(options, part), 0) << err;
+    EXPECT_EQ(err, "");
+}
+
+TEST_F(PublishTest, PlainPartOfAnotherNameThanTheObjectsPartInTheLibraryGetsANote) {
     ASSERT_TRUE(
         testfiles::WriteFileBytes(folder.At("library/D01 Door.xml"), MonitoredPartXml(D01Url())));
+    const std::string part = Input("door.xml", MonitoredPartXml(D01Url()));
+    const std::vector<std::string> options = {"--id", "D01",       "--version",
+                                              "3.0",  "--library", folder.At("library")};
     ASSERT_EQ(Publish(options, part), 0) << err;
-    // Beside the part's own file, which it does not replace: the maker is told.
-    EXPECT_NE(err.find("saves this update as \"D01-3.0.xml\" in the part's folder, beside \"D01 "
-                       "Door.xml\""),
-              std::string::npos)
-        << err;
+    // Beside the part's file, which it does not replace: the maker is told.
+    EXPECT_EQ(err, "orvservice publish: note: the add-on saves this update as \"door.xml\" in the "
+                   "part's folder, beside \"D01 Door.xml\", a part of D01 too, which it does not "
+                   "replace; publish the file under that name to replace it\n");
 }
 
 TEST_F(PublishTest, LibraryThatIsNoFolderIsRefused) {

@@ -20,8 +20,9 @@ struct Catalog;
 
 // The files folder as the catalog reader sees it, so that the reader needs no disk of its own.
 struct CatalogFiles {
-    std::string folder;                              // its name, for messages
-    std::function<bool(const std::string&)> isFile;  // whether a plain name is a file in it
+    std::string folder;  // its name, for messages
+    // Whether a plain name, or "FOLDER/NAME" of two, is a file in it.
+    std::function<bool(const std::string&)> isFile;
 };
 
 // Reads and checks a catalog from its JSON text; `name` names it in messages. Throws
@@ -74,8 +75,8 @@ struct AnswerSettings {
     std::string listening;
     // Where the download addresses point: the service's own /files/ when empty, else this base.
     std::string filesUrl;
-    // The files folder: whether a plain name is a regular file in it, and its bytes (none when
-    // it cannot be read).
+    // The files folder: whether a plain name or "FOLDER/NAME" is a regular file in it, and its
+    // bytes (none when it cannot be read).
     std::function<bool(const std::string&)> isFile;
     std::function<std::optional<std::string>(const std::string&)> readFile;
 };

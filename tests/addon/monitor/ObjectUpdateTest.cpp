@@ -3,8 +3,10 @@
 // seen from outside (message boxes and dialog states in the trace, the files on disk, the
 // service's request log).
 #include "MonitorFixture.h"
+#include "service/Publish.h"
 
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <unistd.h>
 
@@ -544,6 +546,43 @@ TEST_F(ObjectUpdateTest, PlainFileOfAnotherNameLandsBesideTheOldFile) {
     EXPECT_EQ(ReadFileBytes(LibraryPath("Plain/P01.xml")), old);
     EXPECT_EQ(ReadFileBytes(LibraryPath("Plain/P01-2.0.xml")), "new part file\n");
     EXPECT_EQ(FilesBelow(LibraryPath("Plain")).size(), 2u);
+}
+
+// orvservice publish places a plain part under its own name, in a folder of its own: the add-on
+// saves the download under that name and so replaces the part's file in place, nothing beside it.
+TEST_F(ObjectUpdateTest, PlainPartPublishedByTheServiceReplacesThePartInPlace) {
+    Offer offer;
+    offer.id = "P01";
+    Serve({offer});
+    MakeMonitoredPart("Plain/P01 Door.xml", CheckUrl("P01", "1.0"));
+    MakePart("Plain/Other.xml", {GdlNumberParameter("A", 1)});
+    MakeProject({});
+    // The maker's next version, as it stands in the maker's library.
+    const std::string newPart = PartXml(CheckUrl("P01", "3.0"), "published P01");
+    ASSERT_TRUE(WriteFileBytes(folder.At("maker/P01 Door.xml"), newPart));
+    std::ostringstream out;
+    std::ostringstream err;
+    ASSERT_EQ(orvservice::RunPublish(
+                  {"orvservice", "publish", "--catalog", folder.At("service/catalog.json"),
+                   "--files", folder.At("service/files"), "--id", "P01", "--version", "3.0",
+                   "--library", LibraryPath("Plain"), folder.At("maker/P01 Door.xml")},
+                  out, err),
+              0)
+        << err.str();
+    EXPECT_EQ(err.str(), "") << "the library's part has the name published";
+    service->ReloadCatalog();
+    auto expected = FilesBelow(LibraryPath(""));
+
+    const RunResult run = PressOnce();
+
+    ExpectOnePress(run, "P01 Door", kReopenProject, kRowUpdateFailed);
+    const auto downloads = Downloads();
+    ASSERT_EQ(downloads.size(), 1u);
+    EXPECT_EQ(downloads[0].target, "/files/P01-3.0/P01%20Door.xml");
+    EXPECT_EQ(downloads[0].status, 200);
+    expected["Plain/P01 Door.xml"] = newPart;
+    EXPECT_EQ(FilesBelow(LibraryPath("")), expected);
+    EXPECT_TRUE(TempFiles().empty());
 }
 
 // Files of the test folder, without the run's own files and the saved project.
