@@ -1,7 +1,10 @@
-"""Prints the benchmark figures of one run, ours beside the peer's, with the ratio."""
+"""Prints the benchmark figures of one run, ours beside the peer's, with the ratio, and the goals
+on those ratios met or MISSED (recorded for bench/run.sh, bench/record.py)."""
 import json
 import pathlib
 import sys
+
+from record import record
 
 # (what, ours, peer, unit): unit "ns" compares times (lower is better), "MB/s" throughputs.
 PAIRS = [
@@ -31,17 +34,32 @@ def load(folder):
     return figures
 
 
+# (what, the comparison of PAIRS, the least ratio of our throughput to the peer's).
+GOALS = [
+    ("AES-256-CTR: at least 0.8 x mbed TLS's throughput", "AES-256-CTR: ours vs mbed TLS", 0.8),
+    ("CRC-32 (1 MiB): at least 0.5 x zlib's throughput", "CRC-32 (1 MiB): ours vs zlib", 0.5),
+]
+
+
 def main():
     figures = load(sys.argv[1])
+    ratios = {}
     print(f"{'comparison':52} {'ours':>12} {'peer':>12} {'ours/peer':>10}")
     for what, ours, peer, unit in PAIRS:
         if ours not in figures or peer not in figures:
             print(f"{what:52} {'(not run)':>12}")
             continue
         a, b = figures[ours][unit], figures[peer][unit]
+        ratios[what] = {"ours": a, "peer": b, "unit": unit, "ratio": a / b}
         print(f"{what:52} {a:10.1f}{unit:>2} {b:10.1f}{unit:>2} {a / b:10.3f}"
               if unit == "ns" else
               f"{what:52} {a:8.1f}MB/s {b:8.1f}MB/s {a / b:10.3f}")
+    goals = [(what, pair in ratios and ratios[pair]["ratio"] >= least)
+             for what, pair, least in GOALS]
+    print("\nGoals:")
+    for what, met in goals:
+        print(f"  {what:60} {'met' if met else 'MISSED'}")
+    record(ratios, goals)
 
 
 if __name__ == "__main__":
