@@ -29,6 +29,10 @@ constexpr size_t kReserveAhead = size_t{16} << 20;
 // much more room than what has arrived.
 constexpr size_t kRoomGrowth = 4;
 constexpr long kMaxRedirects = 10;
+// What libcurl takes from the socket at once. The read loop's blocks, which the listener hears
+// of, stay kBlockSize (WriteCallback splits what arrives); fewer, larger reads make a large body
+// arrive sooner.
+constexpr long kReceiveBytes = 256 * 1024;
 
 // The Windows HTTP client's error numbers, so that the texts are the same on every platform.
 enum WinHttpError : unsigned {
@@ -162,17 +166,27 @@ bool ReportBlock(Exchange& exchange, size_t size) {
     return CallListener(exchange, [&] { exchange.progress->Block(size); });
 }
 
-// Maps the whole pages of `length` bytes at `start` in one call: page by page, the faults of
-// filling the room of a large body would cost more than the transfer itself. Without that call
-// (an older kernel), the pages come as before.
-void Prefault(char* start, size_t length) {
+// Gives the system `advice` on the whole pages of `length` bytes at `start`; advice it does not
+// know (an older kernel) changes nothing.
+void AdviseWholePages(char* start, size_t length, int advice) {
     const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
     const auto first = reinterpret_cast<std::uintptr_t>(start);
     const std::uintptr_t begin = (first + pageSize - 1) & ~(pageSize - 1);
     const std::uintptr_t end = (first + length) & ~(pageSize - 1);
     if (end > begin) {
-        madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);
+        madvise(reinterpret_cast<void*>(begin), end - begin, advice);
     }
+}
+
+// Maps the pages in one call: page by page, the faults of filling the room of a large body would
+// cost more than the transfer itself.
+void Prefault(char* start, size_t length) { AdviseWholePages(start, length, MADV_POPULATE_WRITE); }
+
+// Asks for a body's room in the system's large pages where it has them (transparent huge pages
+// on request): a fault then maps 2 MiB instead of 4 KiB, and a 100 MB body no longer costs more
+// to place in memory than to receive.
+void AskForLargePages(char* start, size_t length) {
+    AdviseWholePages(start, length, MADV_HUGEPAGE);
 }
 
 // Gives the body room for `size` bytes in all. The bytes so far are copied into pages mapped
@@ -184,6 +198,7 @@ void Reserve(std::string& body, size_t size, size_t declared) {
     try {
         std::string room;
         room.reserve(size);
+        AskForLargePages(room.data(), room.capacity());
         Prefault(room.data(), body.size());
         room.append(body);
         body.swap(room);
@@ -485,7 +500,7 @@ std::string HttpGet(const GS::UniString& url, GetProgressListener* listener) {
             CURLE_OK &&
         curl_easy_setopt(session, CURLOPT_CONNECTTIMEOUT_MS, timeouts.connectMilliseconds) ==
             CURLE_OK &&
-        curl_easy_setopt(session, CURLOPT_BUFFERSIZE, static_cast<long>(kBlockSize)) == CURLE_OK &&
+        curl_easy_setopt(session, CURLOPT_BUFFERSIZE, kReceiveBytes) == CURLE_OK &&
         // A proxy's answer to CONNECT is not the server's answer, and the client this stands in
         // for never shows it.
         curl_easy_setopt(session, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L) == CURLE_OK &&
