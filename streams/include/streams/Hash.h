@@ -22,10 +22,27 @@ public:
 
 // CRC-32 of the reversed polynomial 0xEDB88320, or CRC-32C when built with the selector
 // 0x1EDC6F41 (its result byte-swapped). final writes the value most significant byte first.
+//
+// Where the processor has a carry-less multiply (x86 PCLMULQDQ, asked once), an update of 64
+// bytes or more folds all its whole 16-byte blocks with it and takes the last 0 to 15 bytes through
+// the byte-wise table; shorter updates, and every update elsewhere, use the table alone. Both
+// give the same value.
 class Crc32 : public MHash {
 public:
     static constexpr uint32_t kStandard = 0xEDB88320u;
     static constexpr uint32_t kCastagnoliSelector = 0x1EDC6F41u;
+
+    // The code every Crc32 of the process computes with. Automatic folds where the processor
+    // can; Table only ever looks up the table, so that tests can set the two side by side on
+    // one machine. Automatic unless set.
+    enum class Engine { Automatic, Table };
+    static void setEngine(Engine engine);
+    static Engine getEngine();
+    // Whether this build and processor can fold.
+    static bool canFold();
+    // How many bytes the process has folded so far, so that a test can tell which code ran.
+    // Counts without a lock: not exact while several threads hash at once.
+    static uint64_t foldedBytes();
 
     explicit Crc32(uint32_t polynomial = kStandard);
 
