@@ -105,23 +105,42 @@ private:
                           int32_t* outputLength);
 };
 
-// AES with 128, 192 or 256-bit keys, table-driven. Counter mode always runs the encryption.
+// AES with 128, 192 or 256-bit keys. Counter mode always runs the encryption. The rounds run on
+// the processor's AES instructions where it has them (x86 with AES-NI, found at run time) and on
+// the portable table code elsewhere; both give the same bytes.
 class RijndaelTransformation : public CipherTransformation {
 public:
     static constexpr int32_t kMaxScheduleWords = 60;
+    // Which code runs the rounds: kFastest takes the processor's instructions where present,
+    // kTables always the table code (so that tests can compare the two on any machine).
+    enum class Engine { kFastest, kTables };
 
-    RijndaelTransformation(bool encrypting, int32_t mode, const uint8_t* key, int32_t keyLength);
+    RijndaelTransformation(bool encrypting, int32_t mode, const uint8_t* key, int32_t keyLength,
+                           Engine engine = Engine::kFastest);
     // Wipes the key schedule.
     ~RijndaelTransformation() override;
 
+    // Counter mode runs several blocks at once on the processor's instructions; every other case
+    // is the base class's, over processBlock.
+    int32_t process(const uint8_t* input, int32_t inputLength, uint8_t* output,
+                    int32_t* outputLength) override;
     int32_t processBlock(const uint8_t* input, uint8_t* output) override;
 
+    // True when this object's rounds run on the processor's AES instructions.
+    bool usesAesInstructions() const;
+    // True when this build and this processor offer them; asked of the processor once.
+    static bool aesInstructionsAvailable();
+
 private:
+    // One block through the cipher over a schedule of big-endian round-key words.
+    using BlockRoutine = void (*)(const uint32_t* schedule, int32_t rounds, const uint8_t* input,
+                                  uint8_t* output);
+
     int32_t keyWords;
     int32_t rounds;
     int32_t scheduleWords;
     uint32_t schedule[kMaxScheduleWords] = {};
-    bool decryptRoutine = false;
+    BlockRoutine blockRoutine = nullptr;
 };
 
 // Reads its source through a transformation. Owns the source; borrows the transformation.
