@@ -517,23 +517,40 @@ Element& Project::PlaceElement(int32_t type, const std::string& relativePath) {
     return elements.back();
 }
 
-std::vector<Parameter> Project::EffectiveParameters(const Element& element) const {
+std::vector<ParameterView> Project::EffectiveView(const Element& element) const {
     const LibraryPart* part = PartAt(element.libIndex);
     if (part == nullptr) {
         return {};
     }
-    std::vector<Parameter> parameters = part->parameters;
-    for (Parameter& parameter : parameters) {
+    std::vector<ParameterView> views;
+    views.reserve(part->parameters.size());
+    for (const Parameter& parameter : part->parameters) {
+        ParameterView view{&parameter, &parameter.value, parameter.dimension1};
         const auto own = element.ownValues.find(parameter.name);
         int32_t rows = 0;
         // An own value of the wrong kind or shape is kept in the project but cannot stand for
         // the parameter; the part's value does.
         if (own != element.ownValues.end() && ValueFits(parameter, own->second, rows)) {
-            parameter.value = own->second;
+            view.value = &own->second;
             if (parameter.isArray) {
-                parameter.dimension1 = rows;
+                view.dimension1 = rows;
             }
         }
+        views.push_back(view);
+    }
+    return views;
+}
+
+std::vector<Parameter> Project::EffectiveParameters(const Element& element) const {
+    const std::vector<ParameterView> views = EffectiveView(element);
+    std::vector<Parameter> parameters;
+    parameters.reserve(views.size());
+    for (const ParameterView& view : views) {
+        const Parameter& declared = *view.declared;
+        // Field by field, so that the value is copied once: the one that stands.
+        parameters.push_back(Parameter{declared.name, declared.type, declared.isArray,
+                                       view.dimension1, declared.dimension2, declared.description,
+                                       *view.value});
     }
     return parameters;
 }
@@ -541,12 +558,16 @@ std::vector<Parameter> Project::EffectiveParameters(const Element& element) cons
 void Project::SetParameters(Element& element, const std::vector<Parameter>& parameters) {
     const LibraryPart* part = PartAt(element.libIndex);
     for (const Parameter& parameter : parameters) {
+        const auto own = element.ownValues.find(parameter.name);
+        if (own != element.ownValues.end()) {
+            own->second = parameter.value;
+            continue;
+        }
         const Parameter* declared = part ? part->Find(parameter.name) : nullptr;
-        const bool alreadyOwn = element.ownValues.count(parameter.name) != 0;
-        if (!alreadyOwn && declared != nullptr && declared->value == parameter.value) {
+        if (declared != nullptr && declared->value == parameter.value) {
             continue;  // the part's value; the element need not keep it
         }
-        element.ownValues[parameter.name] = parameter.value;
+        element.ownValues.emplace(parameter.name, parameter.value);
     }
 }
 
