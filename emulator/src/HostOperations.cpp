@@ -37,6 +37,11 @@ constexpr uint64_t kMemoParamsBit = 0x40;
 // that a project of many elements pays nothing for it.
 class CallArgs {
 public:
+    CallArgs() {
+        if (tracing) {
+            value = Json::Value(Json::objectValue);  // allocates; a null value does not
+        }
+    }
     bool Tracing() const { return tracing; }
     const Json::Value& Value() const { return value; }
 
@@ -58,7 +63,7 @@ public:
 
 private:
     bool tracing = Trace::Instance().IsOpen();
-    Json::Value value{Json::objectValue};
+    Json::Value value;
 };
 
 // Runs one entry: finds the session, calls `body`, traces the call. A host failure (which the
@@ -90,8 +95,9 @@ bool SameNameIgnoringCase(std::string_view a, std::string_view b) {
         return false;
     }
     for (std::size_t i = 0; i < a.size(); ++i) {
-        if (std::tolower(static_cast<unsigned char>(a[i])) !=
-            std::tolower(static_cast<unsigned char>(b[i]))) {
+        // Bytes that are the same need no case folding, which is a call each.
+        if (a[i] != b[i] && std::tolower(static_cast<unsigned char>(a[i])) !=
+                                std::tolower(static_cast<unsigned char>(b[i]))) {
             return false;
         }
     }

@@ -140,12 +140,19 @@ std::u16string CutText(const std::u16string& text, std::size_t units) {
 }
 
 std::optional<std::string_view> AsciiRecordName(const std::string& utf8Name) {
-    // Up to the first NUL, as the conversion reads it.
-    const std::string_view name(utf8Name.c_str());
-    if (!IsAscii(name)) {
-        return std::nullopt;
+    // The conversion reads up to the first NUL and gives one byte for each ASCII character, so
+    // the bytes the record keeps need be ASCII, and no more of them.
+    std::size_t length = 0;
+    for (; length < utf8Name.size() && length < ParameterField::kNameBytes - 1; ++length) {
+        const auto c = static_cast<unsigned char>(utf8Name[length]);
+        if (c == 0) {
+            break;
+        }
+        if (c >= 0x80) {
+            return std::nullopt;
+        }
     }
-    return name.substr(0, ParameterField::kNameBytes - 1);
+    return std::string_view(utf8Name.data(), length);
 }
 
 std::string RecordName(const std::string& utf8Name) {

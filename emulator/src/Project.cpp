@@ -211,6 +211,25 @@ bool ValueFits(const Parameter& parameter, const ParameterValue& value, int32_t&
     return true;
 }
 
+// Calls `visit` with each of the part's parameters as the element has it.
+template <typename Visit>
+void VisitEffective(const LibraryPart& part, const Element& element, Visit&& visit) {
+    for (const Parameter& parameter : part.parameters) {
+        ParameterView view{&parameter, &parameter.value, parameter.dimension1};
+        const auto own = element.ownValues.find(parameter.name);
+        int32_t rows = 0;
+        // An own value of the wrong kind or shape is kept in the project but cannot stand for
+        // the parameter; the part's value does.
+        if (own != element.ownValues.end() && ValueFits(parameter, own->second, rows)) {
+            view.value = &own->second;
+            if (parameter.isArray) {
+                view.dimension1 = rows;
+            }
+        }
+        visit(view);
+    }
+}
+
 // ---- Writing ----
 
 void WriteJsonString(std::string& out, std::string_view text) {
@@ -457,13 +476,23 @@ void Project::IndexElements() {
 }
 
 Element* Project::FindElement(const API_Guid& guid) {
-    const auto found = elementPositions.find(guid);
-    return found == elementPositions.end() ? nullptr : &elements[found->second];
+    const std::size_t position = PositionOf(guid);
+    return position < elements.size() ? &elements[position] : nullptr;
 }
 
 std::size_t Project::PositionOf(const API_Guid& guid) const {
+    // The add-on asks about one element several times in a row; the element at the last answer's
+    // position is checked first. Identifiers are unique, so a match is the element wherever the
+    // order has moved since.
+    if (lastPosition < elements.size() && elements[lastPosition].guid == guid) {
+        return lastPosition;
+    }
     const auto found = elementPositions.find(guid);
-    return found == elementPositions.end() ? elements.size() : found->second;
+    if (found == elementPositions.end()) {
+        return elements.size();
+    }
+    lastPosition = found->second;
+    return lastPosition;
 }
 
 void Project::InsertElement(std::size_t position, Element element) {
@@ -518,39 +547,25 @@ Element& Project::PlaceElement(int32_t type, const std::string& relativePath) {
 }
 
 std::vector<ParameterView> Project::EffectiveView(const Element& element) const {
-    const LibraryPart* part = PartAt(element.libIndex);
-    if (part == nullptr) {
-        return {};
-    }
     std::vector<ParameterView> views;
-    views.reserve(part->parameters.size());
-    for (const Parameter& parameter : part->parameters) {
-        ParameterView view{&parameter, &parameter.value, parameter.dimension1};
-        const auto own = element.ownValues.find(parameter.name);
-        int32_t rows = 0;
-        // An own value of the wrong kind or shape is kept in the project but cannot stand for
-        // the parameter; the part's value does.
-        if (own != element.ownValues.end() && ValueFits(parameter, own->second, rows)) {
-            view.value = &own->second;
-            if (parameter.isArray) {
-                view.dimension1 = rows;
-            }
-        }
-        views.push_back(view);
+    if (const LibraryPart* part = PartAt(element.libIndex)) {
+        views.reserve(part->parameters.size());
+        VisitEffective(*part, element, [&](const ParameterView& view) { views.push_back(view); });
     }
     return views;
 }
 
 std::vector<Parameter> Project::EffectiveParameters(const Element& element) const {
-    const std::vector<ParameterView> views = EffectiveView(element);
     std::vector<Parameter> parameters;
-    parameters.reserve(views.size());
-    for (const ParameterView& view : views) {
-        const Parameter& declared = *view.declared;
-        // Field by field, so that the value is copied once: the one that stands.
-        parameters.push_back(Parameter{declared.name, declared.type, declared.isArray,
-                                       view.dimension1, declared.dimension2, declared.description,
-                                       *view.value});
+    if (const LibraryPart* part = PartAt(element.libIndex)) {
+        parameters.reserve(part->parameters.size());
+        VisitEffective(*part, element, [&](const ParameterView& view) {
+            const Parameter& declared = *view.declared;
+            // Field by field, so that the value is copied once: the one that stands.
+            parameters.push_back(Parameter{declared.name, declared.type, declared.isArray,
+                                           view.dimension1, declared.dimension2,
+                                           declared.description, *view.value});
+        });
     }
     return parameters;
 }

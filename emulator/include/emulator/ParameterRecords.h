@@ -26,8 +26,8 @@ public:
 
 // The 8-bit form of a parameter name in a record: the default character code, at most 31 bytes.
 std::string RecordName(const std::string& utf8Name);
-// The same for a name of ASCII alone, which needs no conversion: the name itself, cut; none for
-// any other name.
+// The same without a conversion, for a name whose kept bytes are ASCII (nearly every name): its
+// first bytes, in place. None for a name that needs converting.
 std::optional<std::string_view> AsciiRecordName(const std::string& utf8Name);
 // The name at ParameterField::Name (or any 8-bit name field of `capacity` bytes), as UTF-8.
 std::string NameFromRecordBytes(const std::byte* field, std::size_t capacity);

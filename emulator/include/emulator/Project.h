@@ -133,6 +133,7 @@ private:
     // Position of each element by its identifier, so that a project of many elements answers
     // the host's calls in constant time.
     std::unordered_map<API_Guid, std::size_t> elementPositions;
+    mutable std::size_t lastPosition = 0;  // of the last element found
     // Locations of parts that a reload dropped: the add-on may still hold them, and a location
     // stays valid while the project is open.
     std::vector<std::unique_ptr<IO::Location>> retiredLocations;

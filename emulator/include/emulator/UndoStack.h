@@ -5,11 +5,11 @@
 // states back, last touched first. Done commands stand on the undo stack under their title.
 #pragma once
 
+#include "emulator/GuidSet.h"
 #include "emulator/Project.h"
 
 #include <cstddef>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 namespace orvhost {
@@ -40,7 +40,7 @@ public:
 
 private:
     std::vector<ElementSnapshot> snapshots;
-    std::unordered_set<API_Guid> held;
+    GuidSet held;
 };
 
 struct DoneCommand {
