@@ -18,8 +18,6 @@ void ChangeLog::RecordPlaced(const Project& project, const API_Guid& guid) {
     }
 }
 
-bool ChangeLog::Holds(const API_Guid& guid) const { return held.Contains(guid); }
-
 void ChangeLog::Merge(ChangeLog&& nested) {
     for (ElementSnapshot& snapshot : nested.snapshots) {
         if (held.Insert(snapshot.guid)) {

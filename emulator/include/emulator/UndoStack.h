@@ -27,7 +27,6 @@ public:
     void RecordBefore(const Project& project, const Element& element);
     // Notes that the element was placed by the command.
     void RecordPlaced(const Project& project, const API_Guid& guid);
-    bool Holds(const API_Guid& guid) const;
 
     // Takes in what a nested command changed: its snapshots of elements this log doesn't hold
     // yet (those it holds already have an older state here).
