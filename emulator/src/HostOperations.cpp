@@ -21,7 +21,10 @@
 #include <cstring>
 #include <exception>
 #include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace orvhost {
@@ -34,6 +37,11 @@ constexpr uint64_t kMemoParamsBit = 0x40;
 // that a project of many elements pays nothing for it.
 class CallArgs {
 public:
+    CallArgs() {
+        if (tracing) {
+            value = Json::Value(Json::objectValue);  // allocates; a null value does not
+        }
+    }
     bool Tracing() const { return tracing; }
     const Json::Value& Value() const { return value; }
 
@@ -55,7 +63,7 @@ public:
 
 private:
     bool tracing = Trace::Instance().IsOpen();
-    Json::Value value{Json::objectValue};
+    Json::Value value;
 };
 
 // Runs one entry: finds the session, calls `body`, traces the call. A host failure (which the
@@ -82,37 +90,54 @@ int32_t Answer(API_Token token, const char* entry, CallArgs& args, Body&& body) 
     return status;
 }
 
-bool SameNameIgnoringCase(const std::string& a, const std::string& b) {
+bool SameNameIgnoringCase(std::string_view a, std::string_view b) {
     if (a.size() != b.size()) {
         return false;
     }
     for (std::size_t i = 0; i < a.size(); ++i) {
-        if (std::tolower(static_cast<unsigned char>(a[i])) !=
-            std::tolower(static_cast<unsigned char>(b[i]))) {
+        // Bytes that are the same need no case folding, which is a call each.
+        if (a[i] != b[i] && std::tolower(static_cast<unsigned char>(a[i])) !=
+                                std::tolower(static_cast<unsigned char>(b[i]))) {
             return false;
         }
     }
     return true;
 }
 
+// How a record spells the parameter name `name`; `converted` holds the text when the name is not
+// plain ASCII, which alone can be read in place.
+std::string_view RecordSpelling(const std::string& name, std::string& converted) {
+    if (const std::optional<std::string_view> ascii = AsciiRecordName(name)) {
+        return *ascii;
+    }
+    converted = RecordName(name);
+    return converted;
+}
+
 // The parameter that a record's 8-bit name means. Names are compared as the records spell them,
 // and without regard to ASCII case, as GDL does.
-Parameter* FindByRecordName(std::vector<Parameter>& parameters, const std::string& recordName) {
-    for (Parameter& parameter : parameters) {
-        if (SameNameIgnoringCase(RecordName(parameter.name), recordName)) {
+const Parameter* FindByRecordName(const std::vector<Parameter>& parameters,
+                                  std::string_view recordName) {
+    std::string converted;
+    for (const Parameter& parameter : parameters) {
+        if (SameNameIgnoringCase(RecordSpelling(parameter.name, converted), recordName)) {
             return &parameter;
         }
     }
     return nullptr;
 }
 
+Parameter* FindByRecordName(std::vector<Parameter>& parameters, std::string_view recordName) {
+    return const_cast<Parameter*>(FindByRecordName(std::as_const(parameters), recordName));
+}
+
 // The 8-bit text in a field of `capacity` bytes, as it stands.
-std::string RawName(const std::byte* field, std::size_t capacity) {
-    std::string name;
-    for (std::size_t i = 0; i < capacity && field[i] != std::byte{0}; ++i) {
-        name.push_back(static_cast<char>(field[i]));
+std::string_view RawName(const std::byte* field, std::size_t capacity) {
+    std::size_t length = 0;
+    while (length < capacity && field[length] != std::byte{0}) {
+        ++length;
     }
-    return name;
+    return {reinterpret_cast<const char*>(field), length};
 }
 
 std::u16string TerminatedText(const GS::UniChar* text) {
@@ -166,10 +191,12 @@ int32_t ChangeParameter(HostSession::State& state, void* first, CallArgs& args) 
         return HostError::BadParameters;
     }
     const auto& record = *static_cast<const ChangeParameterRecord*>(first);
-    const std::string name =
+    const std::string_view name =
         RawName(record.bytes + ChangeParameterField::Name, ChangeParameterField::kNameBytes);
-    args.Set("name", NameFromRecordBytes(record.bytes + ChangeParameterField::Name,
-                                         ChangeParameterField::kNameBytes));
+    if (args.Tracing()) {
+        args.Set("name", NameFromRecordBytes(record.bytes + ChangeParameterField::Name,
+                                             ChangeParameterField::kNameBytes));
+    }
     Parameter* parameter = FindByRecordName(state.openSet->parameters, name);
     if (parameter == nullptr) {
         return HostError::BadName;
@@ -184,11 +211,13 @@ int32_t ChangeParameter(HostSession::State& state, void* first, CallArgs& args) 
         }
         std::u16string value = TerminatedText(text);
         args.Set("value", value);
-        parameter->value = ParameterValue{{}, {std::move(value)}};
+        parameter->value.numbers.clear();
+        parameter->value.texts.assign(1, std::move(value));
     } else {
         const double value = GetField<double>(record, ChangeParameterField::RealValue);
         args.Set("value", value);
-        parameter->value = ParameterValue{{value}, {}};
+        parameter->value.texts.clear();
+        parameter->value.numbers.assign(1, value);
     }
     return NoError;
 }
@@ -227,7 +256,9 @@ int32_t CallUndoable(API_Token token, const GS::UniString& title,
 
 int32_t CallUtility(API_Token token, int32_t code, void* first, void* /*second*/, void* /*third*/) {
     CallArgs args;
-    args.Set("code", CodeText(code));
+    if (args.Tracing()) {
+        args.Set("code", CodeText(code));
+    }
     return Answer(token, "CallUtility", args, [&](HostSession::State& state) -> int32_t {
         switch (code) {
         case UtilityCode::OpenParameters:
@@ -347,16 +378,19 @@ int32_t GetElementMemo(API_Token token, const ElementHeader* header, ElementMemo
         }
         const API_Guid guid = GetField<API_Guid>(*header, ElementHeaderField::Guid);
         args.Set("guid", guid);
-        char maskText[32];
-        std::snprintf(maskText, sizeof maskText, "0x%llX", static_cast<unsigned long long>(mask));
-        args.Set("mask", maskText);
+        if (args.Tracing()) {
+            char maskText[32];
+            std::snprintf(maskText, sizeof maskText, "0x%llX",
+                          static_cast<unsigned long long>(mask));
+            args.Set("mask", maskText);
+        }
         const Element* found = state.project.FindElement(guid);
         if (found == nullptr) {
             return HostError::BadId;
         }
         if ((mask & kMemoParamsBit) != 0) {
             SetField<GSHandle>(*memo, MemoField::Params,
-                               MakeParameterBlock(state.project.EffectiveParameters(*found)));
+                               MakeParameterBlockFromViews(state.project.EffectiveView(*found)));
         }
         return NoError;
     });
@@ -411,11 +445,14 @@ int32_t ChangeElement(API_Token token, ElementRecord* element, const ElementReco
             args.Set("error", error.what());
             return HostError::BadParameters;
         }
-        // Names came through 8-bit text; give back the spelling the element knows.
-        std::vector<Parameter> known = state.project.EffectiveParameters(*found);
-        for (Parameter& parameter : parameters) {
-            if (const Parameter* same = FindByRecordName(known, RecordName(parameter.name))) {
-                parameter.name = same->name;
+        // Names came through 8-bit text; give back the spelling the element knows, its part's.
+        if (const LibraryPart* part = state.project.PartAt(found->libIndex)) {
+            std::string converted;
+            for (Parameter& parameter : parameters) {
+                const std::string_view spelling = RecordSpelling(parameter.name, converted);
+                if (const Parameter* same = FindByRecordName(part->parameters, spelling)) {
+                    parameter.name = same->name;
+                }
             }
         }
         args.Set("parameters", static_cast<Json::UInt64>(parameters.size()));

@@ -211,6 +211,25 @@ bool ValueFits(const Parameter& parameter, const ParameterValue& value, int32_t&
     return true;
 }
 
+// Calls `visit` with each of the part's parameters as the element has it.
+template <typename Visit>
+void VisitEffective(const LibraryPart& part, const Element& element, Visit&& visit) {
+    for (const Parameter& parameter : part.parameters) {
+        ParameterView view{&parameter, &parameter.value, parameter.dimension1};
+        const auto own = element.ownValues.find(parameter.name);
+        int32_t rows = 0;
+        // An own value of the wrong kind or shape is kept in the project but cannot stand for
+        // the parameter; the part's value does.
+        if (own != element.ownValues.end() && ValueFits(parameter, own->second, rows)) {
+            view.value = &own->second;
+            if (parameter.isArray) {
+                view.dimension1 = rows;
+            }
+        }
+        visit(view);
+    }
+}
+
 // ---- Writing ----
 
 void WriteJsonString(std::string& out, std::string_view text) {
@@ -457,13 +476,23 @@ void Project::IndexElements() {
 }
 
 Element* Project::FindElement(const API_Guid& guid) {
-    const auto found = elementPositions.find(guid);
-    return found == elementPositions.end() ? nullptr : &elements[found->second];
+    const std::size_t position = PositionOf(guid);
+    return position < elements.size() ? &elements[position] : nullptr;
 }
 
 std::size_t Project::PositionOf(const API_Guid& guid) const {
+    // The add-on asks about one element several times in a row; the element at the last answer's
+    // position is checked first. Identifiers are unique, so a match is the element wherever the
+    // order has moved since.
+    if (lastPosition < elements.size() && elements[lastPosition].guid == guid) {
+        return lastPosition;
+    }
     const auto found = elementPositions.find(guid);
-    return found == elementPositions.end() ? elements.size() : found->second;
+    if (found == elementPositions.end()) {
+        return elements.size();
+    }
+    lastPosition = found->second;
+    return lastPosition;
 }
 
 void Project::InsertElement(std::size_t position, Element element) {
@@ -517,23 +546,26 @@ Element& Project::PlaceElement(int32_t type, const std::string& relativePath) {
     return elements.back();
 }
 
-std::vector<Parameter> Project::EffectiveParameters(const Element& element) const {
-    const LibraryPart* part = PartAt(element.libIndex);
-    if (part == nullptr) {
-        return {};
+std::vector<ParameterView> Project::EffectiveView(const Element& element) const {
+    std::vector<ParameterView> views;
+    if (const LibraryPart* part = PartAt(element.libIndex)) {
+        views.reserve(part->parameters.size());
+        VisitEffective(*part, element, [&](const ParameterView& view) { views.push_back(view); });
     }
-    std::vector<Parameter> parameters = part->parameters;
-    for (Parameter& parameter : parameters) {
-        const auto own = element.ownValues.find(parameter.name);
-        int32_t rows = 0;
-        // An own value of the wrong kind or shape is kept in the project but cannot stand for
-        // the parameter; the part's value does.
-        if (own != element.ownValues.end() && ValueFits(parameter, own->second, rows)) {
-            parameter.value = own->second;
-            if (parameter.isArray) {
-                parameter.dimension1 = rows;
-            }
-        }
+    return views;
+}
+
+std::vector<Parameter> Project::EffectiveParameters(const Element& element) const {
+    std::vector<Parameter> parameters;
+    if (const LibraryPart* part = PartAt(element.libIndex)) {
+        parameters.reserve(part->parameters.size());
+        VisitEffective(*part, element, [&](const ParameterView& view) {
+            const Parameter& declared = *view.declared;
+            // Field by field, so that the value is copied once: the one that stands.
+            parameters.push_back(Parameter{declared.name, declared.type, declared.isArray,
+                                           view.dimension1, declared.dimension2,
+                                           declared.description, *view.value});
+        });
     }
     return parameters;
 }
@@ -541,12 +573,16 @@ std::vector<Parameter> Project::EffectiveParameters(const Element& element) cons
 void Project::SetParameters(Element& element, const std::vector<Parameter>& parameters) {
     const LibraryPart* part = PartAt(element.libIndex);
     for (const Parameter& parameter : parameters) {
+        const auto own = element.ownValues.find(parameter.name);
+        if (own != element.ownValues.end()) {
+            own->second = parameter.value;
+            continue;
+        }
         const Parameter* declared = part ? part->Find(parameter.name) : nullptr;
-        const bool alreadyOwn = element.ownValues.count(parameter.name) != 0;
-        if (!alreadyOwn && declared != nullptr && declared->value == parameter.value) {
+        if (declared != nullptr && declared->value == parameter.value) {
             continue;  // the part's value; the element need not keep it
         }
-        element.ownValues[parameter.name] = parameter.value;
+        element.ownValues.emplace(parameter.name, parameter.value);
     }
 }
 

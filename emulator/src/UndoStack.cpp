@@ -5,32 +5,27 @@
 
 namespace orvhost {
 
+// One look-up in `held` per call: the insertion tells whether the element was held already.
 void ChangeLog::RecordBefore(const Project& project, const Element& element) {
-    if (Holds(element.guid)) {
-        return;
+    if (held.Insert(element.guid)) {
+        snapshots.push_back({element.guid, true, project.PositionOf(element.guid), element});
     }
-    held.insert(element.guid);
-    snapshots.push_back({element.guid, true, project.PositionOf(element.guid), element});
 }
 
 void ChangeLog::RecordPlaced(const Project& project, const API_Guid& guid) {
-    if (Holds(guid)) {
-        return;
+    if (held.Insert(guid)) {
+        snapshots.push_back({guid, false, project.PositionOf(guid), Element{}});
     }
-    held.insert(guid);
-    snapshots.push_back({guid, false, project.PositionOf(guid), Element{}});
 }
-
-bool ChangeLog::Holds(const API_Guid& guid) const { return held.count(guid) != 0; }
 
 void ChangeLog::Merge(ChangeLog&& nested) {
     for (ElementSnapshot& snapshot : nested.snapshots) {
-        if (held.insert(snapshot.guid).second) {
+        if (held.Insert(snapshot.guid)) {
             snapshots.push_back(std::move(snapshot));
         }
     }
     nested.snapshots.clear();
-    nested.held.clear();
+    nested.held.Clear();
 }
 
 std::vector<API_Guid> ChangeLog::Restore(Project& project) const {

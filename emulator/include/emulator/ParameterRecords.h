@@ -10,8 +10,10 @@
 #include "hostkit/GSTypes.h"
 #include "hostkit/HostABI.h"
 
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace orvhost {
@@ -24,12 +26,16 @@ public:
 
 // The 8-bit form of a parameter name in a record: the default character code, at most 31 bytes.
 std::string RecordName(const std::string& utf8Name);
+// The same without a conversion, for a name whose kept bytes are ASCII (nearly every name): its
+// first bytes, in place. None for a name that needs converting.
+std::optional<std::string_view> AsciiRecordName(const std::string& utf8Name);
 // The name at ParameterField::Name (or any 8-bit name field of `capacity` bytes), as UTF-8.
 std::string NameFromRecordBytes(const std::byte* field, std::size_t capacity);
 
 // Fills `record`, which the caller zeroed. An array's values go into a new handle at
 // ParameterField::ArrayValues, owned by the record from then on (FreeParameterRecord).
 void WriteParameterRecord(const Parameter& parameter, ParameterRecord& record);
+void WriteParameterRecord(const ParameterView& parameter, ParameterRecord& record);
 // Reads one record; throws ParameterRecordError for a malformed one.
 Parameter ReadParameterRecord(const ParameterRecord& record);
 // Frees the handles an array record holds and clears them.
@@ -38,6 +44,7 @@ void FreeParameterRecord(ParameterRecord& record);
 // A new handle of the records of `parameters`, or null when there are none; the caller owns it
 // (FreeParameterBlock).
 GSHandle MakeParameterBlock(const std::vector<Parameter>& parameters);
+GSHandle MakeParameterBlockFromViews(const std::vector<ParameterView>& parameters);
 // Reads a block; null is an empty block. Throws ParameterRecordError when its size is not a whole
 // number of records or a record is malformed.
 std::vector<Parameter> ReadParameterBlock(GSConstHandle block);

@@ -49,6 +49,14 @@ struct Parameter {
     friend bool operator==(const Parameter&, const Parameter&) = default;
 };
 
+// A parameter as an element has it, read in place: the part's declaration with the value and rows
+// that stand for the element. Valid while the part and the element stay as they are.
+struct ParameterView {
+    const Parameter* declared = nullptr;
+    const ParameterValue* value = nullptr;  // the element's own, or the declaration's
+    int32_t dimension1 = 0;                 // rows; the declaration's for a plain parameter
+};
+
 struct LibraryPart {
     std::string relativePath;                // "Doors/D01.xml", "/" between steps
     std::u16string documentName;             // the file name without its extension
@@ -110,6 +118,8 @@ public:
     // for a text, several values for a plain parameter, an array not of the part's columns)
     // stays the element's but the part's value stands. An own array sets the rows it makes.
     std::vector<Parameter> EffectiveParameters(const Element& element) const;
+    // The same parameters without copying them, for what only reads them.
+    std::vector<ParameterView> EffectiveView(const Element& element) const;
     // Takes `parameters` as the element's values: keeps as its own each value that differs from
     // the part's, and every value it already had as its own.
     void SetParameters(Element& element, const std::vector<Parameter>& parameters);
@@ -123,6 +133,7 @@ private:
     // Position of each element by its identifier, so that a project of many elements answers
     // the host's calls in constant time.
     std::unordered_map<API_Guid, std::size_t> elementPositions;
+    mutable std::size_t lastPosition = 0;  // of the last element found
     // Locations of parts that a reload dropped: the add-on may still hold them, and a location
     // stays valid while the project is open.
     std::vector<std::unique_ptr<IO::Location>> retiredLocations;

@@ -5,11 +5,11 @@
 // states back, last touched first. Done commands stand on the undo stack under their title.
 #pragma once
 
+#include "emulator/GuidSet.h"
 #include "emulator/Project.h"
 
 #include <cstddef>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 namespace orvhost {
@@ -27,7 +27,6 @@ public:
     void RecordBefore(const Project& project, const Element& element);
     // Notes that the element was placed by the command.
     void RecordPlaced(const Project& project, const API_Guid& guid);
-    bool Holds(const API_Guid& guid) const;
 
     // Takes in what a nested command changed: its snapshots of elements this log doesn't hold
     // yet (those it holds already have an older state here).
@@ -40,7 +39,7 @@ public:
 
 private:
     std::vector<ElementSnapshot> snapshots;
-    std::unordered_set<API_Guid> held;
+    GuidSet held;
 };
 
 struct DoneCommand {

@@ -95,6 +95,41 @@ TEST_F(ParameterRecords, NameIsEightBitTextInTheDefaultCharacterCode) {
     EXPECT_EQ(ReadParameterRecord(record).name, "\xC5\xA1\xC3\xAD\xC5\x99ka");
 }
 
+TEST_F(ParameterRecords, NameSpelledInPlaceIsTheConvertedOne) {
+    const std::string czech = "\xC5\xA1\xC3\xAD\xC5\x99ka";  // "šířka"
+    for (const std::string& name :
+         {std::string(), std::string("A"), std::string("check_url"), std::string(40, 'x'),
+          std::string(31, 'y') + czech, std::string(std::string("a\0b", 3))}) {
+        const std::optional<std::string_view> ascii = AsciiRecordName(name);
+        ASSERT_TRUE(ascii.has_value()) << name;
+        EXPECT_EQ(std::string(*ascii), RecordName(name)) << name;
+    }
+    // A name whose kept bytes need converting has no spelling in place.
+    EXPECT_FALSE(AsciiRecordName(czech).has_value());
+    EXPECT_FALSE(AsciiRecordName(std::string(30, 'y') + czech).has_value());
+    EXPECT_EQ(RecordName(std::string(30, 'y') + czech), std::string(30, 'y') + "\x9A");
+}
+
+TEST_F(ParameterRecords, NameFillingItsWholeFieldIsReadWhole) {
+    ParameterRecord record;
+    ZeroRecord(record);
+    std::memset(record.bytes + ParameterField::Name, 'n', ParameterField::kNameBytes);
+    EXPECT_EQ(NameFromRecordBytes(record.bytes + ParameterField::Name, ParameterField::kNameBytes),
+              std::string(ParameterField::kNameBytes, 'n'));
+}
+
+TEST_F(ParameterRecords, DescriptionIsCutWithoutSplittingASurrogatePair) {
+    Parameter parameter = Number("n", ParameterType::RealNum, 1);
+    parameter.description = std::u16string(254, u'd') + u"\U0001F600";  // units 254 and 255
+    ParameterRecord record;
+    ZeroRecord(record);
+    WriteParameterRecord(parameter, record);
+    EXPECT_EQ(DescriptionOf(record), std::u16string(254, u'd'));
+    parameter.description = std::u16string(300, u'd');
+    WriteParameterRecord(parameter, record);
+    EXPECT_EQ(DescriptionOf(record), std::u16string(255, u'd'));
+}
+
 TEST_F(ParameterRecords, NumberArrayIsForm2WithItsValuesRowByRowInAHandle) {
     Parameter grid;
     grid.name = "grid";

@@ -180,6 +180,29 @@ TEST_F(ProjectEdit, PlacedElementIsSavedAndLoadsAgain) {
     EXPECT_EQ(again.FindElement(guid)->libIndex, 3);
 }
 
+TEST_F(ProjectEdit, ElementsAreFoundByIdentifierAsTheyComeGoAndMove) {
+    // Each look-up first tries the last one's position: it must not answer for another element.
+    const API_Guid door = GuidOf(test::kDoorGuid);
+    const API_Guid chair = GuidOf(test::kChairGuid);
+    const Element doorBefore = *project->FindElement(door);
+    ASSERT_EQ(project->PositionOf(door), 0u);
+    project->RemoveElement(door);
+    EXPECT_EQ(project->FindElement(door), nullptr);
+    EXPECT_EQ(project->PositionOf(door), project->Elements().size());
+    ASSERT_NE(project->FindElement(chair), nullptr);
+    EXPECT_EQ(project->PositionOf(chair), 0u);
+    project->InsertElement(0, doorBefore);
+    ASSERT_NE(project->FindElement(chair), nullptr);
+    EXPECT_EQ(project->FindElement(chair)->guid, chair);
+    EXPECT_EQ(project->PositionOf(chair), 1u);
+    ASSERT_NE(project->FindElement(door), nullptr);
+    EXPECT_EQ(project->FindElement(door)->guid, door);
+    const API_Guid placed = project->PlaceElement(ElementType::Lamp, "Lamps/L1.xml").guid;
+    EXPECT_EQ(project->PositionOf(placed), project->Elements().size() - 1);
+    EXPECT_EQ(project->FindElement(door)->guid, door);
+    EXPECT_EQ(project->FindElement(GuidOf("22222222-0000-4000-8000-000000000000")), nullptr);
+}
+
 TEST_F(ProjectEdit, PlaceElementRefusesATypeOutOfRange) {
     EXPECT_EQ(PlacementRefusal(*project, 0, ""),
               "cannot place an element of type 0: the type must be from 1 to 8");
