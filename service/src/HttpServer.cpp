@@ -180,6 +180,8 @@ private:
         }
         return made;
     }
+    // An accepted connection, dealt to `thread`.
+    void Take(ServingThread& thread, Socket socket);
     template <class Stream> void Serve(ServingThread& thread, Socket socket);
     void Sweep(ServingThread& thread);
 
@@ -553,32 +555,27 @@ template <class Stream> void HttpServerCore::Serve(ServingThread& thread, Socket
 }
 
 void HttpServerCore::Accept() {
-    acceptor.async_wait(
-        tcp::acceptor::wait_read, [self = shared_from_this()](beast::error_code error) {
+    ServingThread& next = *serving[nextThread % serving.size()];
+    acceptor.async_accept(
+        next.context, [self = shared_from_this(), &next](beast::error_code error, Socket socket) {
             if (error == asio::error::operation_aborted || !self->acceptor.is_open()) {
                 return;  // stopped
             }
-            // Every connection that waits is taken now, not one a round of the first thread's other
-            // work: a burst of new clients is not kept waiting behind the ones being served.
-            for (;;) {
-                ServingThread& next = *self->serving[self->nextThread % self->serving.size()];
-                Socket socket = self->acceptor.accept(next.context, error);
-                if (error) {
-                    break;
-                }
-                serviceport::KeepFromChildren(socket.native_handle());
-                ++self->nextThread;
-                ++self->accepted;
-                // The connection starts on its own thread, which alone touches it from then on.
-                asio::post(next.context, [self, &next, socket = std::move(socket)]() mutable {
-                    if (self->tls) {
-                        self->Serve<asio::ssl::stream<Socket>>(next, std::move(socket));
-                    } else {
-                        self->Serve<Socket>(next, std::move(socket));
+            if (!error) {
+                self->Take(next, std::move(socket));
+                // Every other connection that waits is taken now too, not one a round of the first
+                // thread's other work: a burst of new clients is not kept behind the ones being
+                // served.
+                for (;;) {
+                    ServingThread& after = *self->serving[self->nextThread % self->serving.size()];
+                    Socket waiting = self->acceptor.accept(after.context, error);
+                    if (error) {
+                        break;
                     }
-                });
+                    self->Take(after, std::move(waiting));
+                }
             }
-            if (error == asio::error::would_block || error == asio::error::try_again) {
+            if (!error || error == asio::error::would_block || error == asio::error::try_again) {
                 self->Accept();
                 return;
             }
@@ -591,6 +588,21 @@ void HttpServerCore::Accept() {
                 }
             });
         });
+}
+
+void HttpServerCore::Take(ServingThread& thread, Socket socket) {
+    serviceport::KeepFromChildren(socket.native_handle());
+    ++nextThread;
+    ++accepted;
+    // The connection starts on its own thread, which alone touches it from then on.
+    asio::post(thread.context,
+               [self = shared_from_this(), &thread, socket = std::move(socket)]() mutable {
+                   if (self->tls) {
+                       self->Serve<asio::ssl::stream<Socket>>(thread, std::move(socket));
+                   } else {
+                       self->Serve<Socket>(thread, std::move(socket));
+                   }
+               });
 }
 
 void HttpServerCore::Enter(ServingThread& thread, const std::shared_ptr<Connection>& connection) {
