@@ -114,14 +114,20 @@ FileOutputStream::FileOutputStream(const WString& path, int32_t mode) {
             fileport::Seek(file, 0, SEEK_END);
         }
     } else {
-        if (mode == kCreateNew && CUtils::FileExists(path)) {
-            throw OVException("File output stream file already exists" +
-                              CUtils::WstringToStringUTF8(path));
-        }
-        // A new file is made exclusively: one that appears after the test above, or a link that
-        // leads nowhere, is refused by the open rather than written over or through.
+        // A new file is made exclusively: a file or a link that leads nowhere is refused by the
+        // open rather than written over or through.
         file = fileport::Open(path, mode == kCreateNew ? fileport::OpenMode::kCreateExclusive
                                                        : fileport::OpenMode::kCreate);
+        // Whether the file was there is asked only once the open has failed, which spares each
+        // new file a look-up; the failure reads as if it had been asked first.
+        if (file == nullptr && mode == kCreateNew) {
+            const int openError = errno;
+            if (CUtils::FileExists(path)) {
+                throw OVException("File output stream file already exists" +
+                                  CUtils::WstringToStringUTF8(path));
+            }
+            errno = openError;
+        }
     }
     if (file == nullptr) {
         // The output stream reports its open failure with the input stream's words.

@@ -10,12 +10,17 @@ namespace {
 
 size_t bufferSize(int32_t blockSize) { return static_cast<size_t>(blockSize) * 64; }
 
+// The input window of the reading stream: zlib and the cipher run fastest on large inputs, and
+// each source read then passes a large block down the chain.
+constexpr size_t kInputWindow = 64 * 1024;
+
 }  // namespace
 
 TransformationInputStream::TransformationInputStream(std::unique_ptr<InputStream> source,
                                                      MTransformation& transformation)
     : FilterInputStream(std::move(source)), out(bufferSize(transformation.getInputBlockSize())),
-      in(bufferSize(transformation.getOutputBlockSize())), transformation(transformation) {}
+      in(std::max(kInputWindow, bufferSize(transformation.getOutputBlockSize()))),
+      transformation(transformation) {}
 
 int64_t TransformationInputStream::read(uint8_t* buffer, int64_t length) {
     if (length <= 0) {
@@ -37,7 +42,10 @@ int64_t TransformationInputStream::read(uint8_t* buffer, int64_t length) {
         // A caller who wants at least a whole buffer gets the output in place: the same bytes,
         // without a copy and with fewer, larger transformation calls.
         if (wanted >= static_cast<int64_t>(out.size())) {
-            const int32_t capacity = static_cast<int32_t>(std::min<int64_t>(wanted, INT32_MAX));
+            // Whole blocks only: a counter-mode cipher ends its stream at a part block.
+            const int64_t block = transformation.getInputBlockSize();
+            const int32_t capacity =
+                static_cast<int32_t>(std::min<int64_t>(wanted, INT32_MAX) / block * block);
             const int32_t produced = transformInto(buffer + delivered, capacity);
             if (produced == 0) {
                 break;
@@ -56,32 +64,46 @@ bool TransformationInputStream::refill() {
     return outEnd > 0;
 }
 
+void TransformationInputStream::fillInput() {
+    // The pending bytes move down only when few are left, so that small outputs do not move the
+    // whole window each time.
+    if (sourceEnded || inEnd - inBegin >= in.size() / 4) {
+        return;
+    }
+    std::memmove(in.data(), in.data() + inBegin, inEnd - inBegin);
+    inEnd -= inBegin;
+    inBegin = 0;
+    while (inEnd < in.size()) {
+        const int64_t got =
+            source->read(in.data() + inEnd, static_cast<int64_t>(in.size() - inEnd));
+        if (got < 0) {
+            sourceEnded = true;
+        }
+        if (got <= 0) {
+            break;
+        }
+        inEnd += static_cast<size_t>(got);
+    }
+}
+
 int32_t TransformationInputStream::transformInto(uint8_t* target, int32_t capacity) {
     for (;;) {
-        while (!sourceEnded && inEnd < in.size()) {
-            const int64_t got =
-                source->read(in.data() + inEnd, static_cast<int64_t>(in.size() - inEnd));
-            if (got < 0) {
-                sourceEnded = true;
-            }
-            if (got <= 0) {
-                break;
-            }
-            inEnd += static_cast<size_t>(got);
-        }
+        // The window is full up to its end, or the source has ended: what the transformation is
+        // given stops short of a block only at the true end of the data.
+        fillInput();
+        const size_t pending = inEnd - inBegin;
         int32_t produced = capacity;
-        const int32_t result =
-            transformation.process(in.data(), static_cast<int32_t>(inEnd), target, &produced);
+        const int32_t result = transformation.process(
+            in.data() + inBegin, static_cast<int32_t>(pending), target, &produced);
         if (result < 0) {
             // With nothing left to transform a failure is the end; with input left it is damage.
-            if (inEnd > 0) {
+            if (pending > 0) {
                 throw OVException(result, "");
             }
             return 0;
         }
         produced = std::max(produced, 0);
-        std::memmove(in.data(), in.data() + result, inEnd - static_cast<size_t>(result));
-        inEnd -= static_cast<size_t>(result);
+        inBegin += static_cast<size_t>(result);
         if (result < 1 || produced > 0) {
             return produced;
         }

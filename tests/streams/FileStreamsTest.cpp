@@ -461,6 +461,19 @@ TEST_F(FileStreamsTest, ModeTwoOnAMissingFileCreatesIt) {
     EXPECT_EQ(ReadFile("new.bin"), (ByteBuffer{9, 8}));
 }
 
+TEST_F(FileStreamsTest, ModeTwoInAMissingFolderFailsWithTheOpensErrno) {
+    const auto e = Thrown([&] { FileOutputStream out(WidePath("no-such-folder/x.bin"), 2); });
+    ASSERT_TRUE(e.has_value());
+    EXPECT_EQ(std::string(e->what()),
+              "Failed to open file input stream" + Path("no-such-folder/x.bin"));
+    // The code is the open's, not the later look-up's; Windows' exclusive make gives EACCES.
+#ifdef _WIN32
+    EXPECT_EQ(e->GetCode(), EACCES);
+#else
+    EXPECT_EQ(e->GetCode(), ENOENT);
+#endif
+}
+
 TEST_F(FileStreamsTest, ModeTwoRefusesALinkThatLeadsNowhereRatherThanWriteThroughIt) {
     // The link is no file to the existence test; the open, made exclusively, still refuses it.
     if (!testfiles::MakeLink(Path("elsewhere.bin"), Path("link.bin"))) {

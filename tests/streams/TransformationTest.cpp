@@ -13,6 +13,7 @@
 #include <mbedtls/aes.h>
 #include <random>
 #include <string>
+#include <vector>
 #include <zlib.h>
 
 namespace {
@@ -91,6 +92,20 @@ ByteBuffer readThrough(MTransformation& transformation, const ByteBuffer& data,
     return ReadAll(stream, chunk);
 }
 
+// Reads `stream` to its end with read sizes taken in turn from `sizes`.
+ByteBuffer readInTurns(InputStream& stream, const std::vector<int64_t>& sizes) {
+    ByteBuffer all;
+    for (size_t turn = 0;; ++turn) {
+        const int64_t size = sizes[turn % sizes.size()];
+        ByteBuffer buffer(static_cast<size_t>(size));
+        const int64_t got = stream.read(buffer.data(), size);
+        if (got < 0) {
+            return all;
+        }
+        all.insert(all.end(), buffer.begin(), buffer.begin() + got);
+    }
+}
+
 ByteBuffer deflateRaw(const ByteBuffer& data) {
     return writeThrough(std::make_unique<ZlibTransformation>(true, true), data);
 }
@@ -159,6 +174,25 @@ TEST(ZlibTransformationTest, ShortSourceReadsDeliverTheSameBytes) {
     for (const int64_t sourceChunk : {1, 3, 16, 17, 1000}) {
         ZlibTransformation inflater(false, true);
         EXPECT_EQ(readThrough(inflater, packed, 777, sourceChunk), data) << sourceChunk;
+    }
+}
+
+// Reads below and above the input window, taken in turn, meet the window's ends at every place.
+TEST(ZlibTransformationTest, SmallAndLargeReadsInTurnOverMegabytesDeliverTheSameBytes) {
+    ByteBuffer data = compressibleBytes(3 * 1024 * 1024);
+    const ByteBuffer noise = randomBytes(700001, 9);
+    data.insert(data.begin() + 1000000, noise.begin(), noise.end());
+    const ByteBuffer packed = deflateRaw(data);
+    const std::vector<std::vector<int64_t>> turns = {
+        {100}, {65536}, {65537}, {300001}, {1, 70001, 1023, 1024, 131075}};
+    for (const int64_t sourceChunk : {0, 999, 65537}) {
+        for (const auto& sizes : turns) {
+            ZlibTransformation inflater(false, true);
+            TransformationInputStream stream(
+                std::make_unique<ScriptedInputStream>(packed, sourceChunk), inflater);
+            ASSERT_EQ(readInTurns(stream, sizes), data)
+                << "source " << sourceChunk << ", first read " << sizes[0];
+        }
     }
 }
 
@@ -520,6 +554,25 @@ TEST(RijndaelTransformationTest, CounterStreamEndsOnPartBlockWithExactlyTheInput
         const ByteBuffer plain = readThrough(decrypt, cipher, 100);
         EXPECT_EQ(plain.size(), size);
         EXPECT_EQ(plain, data);
+    }
+}
+
+// A read that asks for a number of bytes that is no whole number of blocks must not end the
+// counter stream at a part block in the middle of the data.
+TEST(RijndaelTransformationTest, CounterStreamReadsOfOddSizesAcrossTheInputWindowDecryptAlike) {
+    const ByteBuffer key = randomBytes(32, 21);
+    const ByteBuffer data = randomBytes(300007, 22);
+    const ByteBuffer cipher = oracleCounter(key, nullptr, data);
+    const std::vector<std::vector<int64_t>> turns = {
+        {65530}, {70001}, {131075}, {100, 65541, 1024, 1025, 99999}};
+    for (const int64_t sourceChunk : {0, 4097}) {
+        for (const auto& sizes : turns) {
+            RijndaelTransformation decrypt(false, CipherTransformation::kCounter, key.data(), 32);
+            TransformationInputStream stream(
+                std::make_unique<ScriptedInputStream>(cipher, sourceChunk), decrypt);
+            ASSERT_EQ(readInTurns(stream, sizes), data)
+                << "source " << sourceChunk << ", first read " << sizes[0];
+        }
     }
 }
 

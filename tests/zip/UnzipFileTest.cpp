@@ -142,6 +142,56 @@ TEST_F(UnzipFileTest, MemberWhoseFolderCannotBeMadeFailsTheExtractionInsteadOfRe
     EXPECT_EQ(FilesBelow(temp.At("out")), expected);
 }
 
+// Text that deflates but is no single repeated run: large members cross every buffer of the
+// chain several times.
+std::string Lines(size_t size, int seed) {
+    std::string text;
+    for (int line = seed; text.size() < size; ++line) {
+        text += "line " + std::to_string(line * 7919 % 100003) + " of a large member\n";
+    }
+    text.resize(size);
+    return text;
+}
+
+TEST_F(UnzipFileTest, MembersOfManyFoldersEmptyAndLargeOnesLandWhole) {
+    const std::string archive = temp.At("a.zip");
+    RawArchive raw;
+    raw.members = {Member("top.txt", "t"),
+                   Member("a/empty-stored.txt", ""),
+                   Deflated("a/empty-deflated.txt", ""),
+                   Deflated("a/large.txt", Lines(300001, 1)),
+                   Member("a/b/one.txt", "1"),
+                   Deflated("a/b/c/deep.txt", Lines(70000, 2)),
+                   Member("a/b/two.txt", "2"),
+                   Member("z/last.txt", "z")};
+    ASSERT_TRUE(WriteFileBytes(archive, Build(raw)));
+    // An old file under the name of an empty member is replaced by an empty one.
+    fs::create_directories(temp.At("out/a"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/a/empty-deflated.txt"), "old"));
+    EXPECT_TRUE(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false));
+    const std::map<std::string, std::string> expected = {{"top.txt", "t"},
+                                                         {"a/empty-stored.txt", ""},
+                                                         {"a/empty-deflated.txt", ""},
+                                                         {"a/large.txt", Lines(300001, 1)},
+                                                         {"a/b/one.txt", "1"},
+                                                         {"a/b/c/deep.txt", Lines(70000, 2)},
+                                                         {"a/b/two.txt", "2"},
+                                                         {"z/last.txt", "z"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
+}
+
+TEST_F(UnzipFileTest, AFolderBlockedAfterOthersWereMadeStillFailsItsMember) {
+    const std::string archive = temp.At("a.zip");
+    MakeArchive(archive, {{"a/x.txt", "x"}, {"a/y.txt", "y"}, {"b/z.txt", "never"}});
+    fs::create_directories(temp.At("out"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/b"), "a file"));
+    EXPECT_THROW(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false), OVException);
+    const std::map<std::string, std::string> expected = {
+        {"a/x.txt", "x"}, {"a/y.txt", "y"}, {"b", "a file"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
+    EXPECT_NE(log.Since().find("failed to create target directory: "), std::string::npos);
+}
+
 TEST_F(UnzipFileTest, OnlyDirectoriesArchiveGivesAnExistingEmptyTargetAndTrue) {
     const std::string archive = temp.At("a.zip");
     MakeArchive(archive, {{"d1/", ""}, {"d1/d2/", ""}, {"d3/", ""}});
@@ -273,6 +323,23 @@ TEST_F(UnzipFileTest, CorruptedStoredMemberLeavesTheOldFileAndNoPartialFile) {
     ASSERT_TRUE(WriteFileBytes(temp.At("out/b.txt"), "old b"));
     EXPECT_THROW(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false), OVException);
     // The earlier member stays; the failing one neither replaced the old file nor left a part.
+    const std::map<std::string, std::string> expected = {{"a.txt", "first"}, {"b.txt", "old b"}};
+    EXPECT_EQ(FilesBelow(temp.At("out")), expected);
+}
+
+TEST_F(UnzipFileTest, DamagedLargeDeflatedMemberIsRefusedAndTheOldFileStaysWhole) {
+    const std::string archive = temp.At("a.zip");
+    RawArchive raw;
+    raw.members = {Member("a.txt", "first"), Deflated("b.txt", Lines(1 << 20, 3))};
+    const std::string bytes = Build(raw);
+    ASSERT_TRUE(WriteFileBytes(archive, bytes));
+    // A byte in the middle of b.txt's deflated data, some windows past its start.
+    std::string damaged = bytes;
+    damaged[bytes.size() / 2] ^= 0x10;
+    ASSERT_TRUE(WriteFileBytes(archive, damaged));
+    fs::create_directories(temp.At("out"));
+    ASSERT_TRUE(WriteFileBytes(temp.At("out/b.txt"), "old b"));
+    EXPECT_THROW(CUtils::UnzipFile(Wide(archive), Wide(temp.At("out")), false), OVException);
     const std::map<std::string, std::string> expected = {{"a.txt", "first"}, {"b.txt", "old b"}};
     EXPECT_EQ(FilesBelow(temp.At("out")), expected);
 }

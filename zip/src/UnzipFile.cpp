@@ -193,6 +193,9 @@ bool UnzipArchive(ZipFile& zip, const WString& targetDirectory, bool cleanTarget
 
     ZipDirectoryIterator walk(zip, u"", ZipDirectoryIterator::kFiles);
     ZipDirectoryEntry entry;
+    // The last member's folder, once made and seen to stand: the walk gives the members of one
+    // folder one after the other, and each of them after the first then costs no look-up.
+    WString standingFolder;
     while (walk.next(entry)) {
         const WString memberPath = entry.path + entry.name;
         if (!IsContainedMemberPath(memberPath)) {
@@ -219,13 +222,18 @@ bool UnzipArchive(ZipFile& zip, const WString& targetDirectory, bool cleanTarget
         // CreateDirectories reports success whatever happened. A folder it could not make is
         // logged, and the member's file then fails to open: that exception tells the caller, so
         // an extraction with a file missing never reports success.
-        CUtils::CreateDirectories(outputPath, true);
         const WString parent =
             outputPath.substr(0, outputPath.find_last_of(CUtils::GetPathSeparator()) + 1);
-        if (!CUtils::IsDirectory(parent)) {
-            const MessageArg path(&outputPath);
-            LogUnzip(true, FormattedMessage(
-                               "CUtils::UnzipFile failed to create target directory: {0}", path));
+        if (parent != standingFolder) {
+            CUtils::CreateDirectories(outputPath, true);
+            if (CUtils::IsDirectory(parent)) {
+                standingFolder = parent;
+            } else {
+                const MessageArg path(&outputPath);
+                LogUnzip(true,
+                         FormattedMessage(
+                             "CUtils::UnzipFile failed to create target directory: {0}", path));
+            }
         }
 
         const WString partPath = WriteMember(zip, entry, outputPath);

@@ -160,7 +160,11 @@ private:
     ByteBuffer out;  // transformed bytes not yet delivered: [outBegin, outEnd)
     size_t outBegin = 0;
     size_t outEnd = 0;
-    ByteBuffer in;  // source bytes not yet transformed: [0, inEnd)
+    // Tops the input window up from the source when little is left in it.
+    void fillInput();
+
+    ByteBuffer in;  // source bytes not yet transformed: [inBegin, inEnd)
+    size_t inBegin = 0;
     size_t inEnd = 0;
     MTransformation& transformation;
     bool sourceEnded = false;
