@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # HttpGet beside curl, against a local orvservice in one run:
-# Each figure is the median of five runs.
+# Each figure is the median of fifteen runs, ours and curl's by turns. Both are timed from the
+# inside, as the transfers alone: HttpGet's calls by bench_http, curl's by its own `time_total`;
+# the start of a process, which varies by several milliseconds, is in neither.
 # - 1,000 version checks one after the other over one connection (curl: one invocation with a
 #   list of 1,000 URLs, which reuses its connection); goal: at most 1.5 times curl's time;
 # - a 100 MB download; goal: at most 1.1 times `curl -o /dev/null`, and a peak memory of at most
@@ -35,38 +37,45 @@ sed 's/.*/url = "&"\noutput = \/dev\/null/' "$work/urls.txt" >"$work/curl.txt"
 download="$base/bytes?size=104857600"
 
 python3 - "$bench" "$work" "$download" <<'PY'
-import resource, subprocess, sys, time
+import subprocess, sys
 sys.path.insert(0, "bench")
 from record import record
 bench, work, download = sys.argv[1:4]
 
-RUNS = 5  # each figure is the median of this many runs: one run alone varies by half
+RUNS = 15  # each figure is the median of this many runs: one run alone varies by half
 
 def median(values):
     return sorted(values)[len(values) // 2]
 
-def timed(command):
-    def once():
-        start = time.monotonic()
-        subprocess.run(command, check=True, stdout=subprocess.PIPE)
-        return time.monotonic() - start
-    return median([once() for _ in range(RUNS)])
-
 def ours(*arguments):
-    def once():
-        out = subprocess.run([bench, *arguments], check=True, stdout=subprocess.PIPE,
-                             text=True).stdout
-        return {k: float(v) for k, v in (line.split() for line in out.splitlines())}
-    runs = [once() for _ in range(RUNS)]
+    out = subprocess.run([bench, *arguments], check=True, stdout=subprocess.PIPE,
+                         text=True).stdout
+    return {k: float(v) for k, v in (line.split() for line in out.splitlines())}
+
+def curls(*arguments):
+    """The seconds of curl's transfers, as it times each one itself (time_total), added up."""
+    out = subprocess.run(["curl", "-s", "-w", "%{time_total}\\n", *arguments], check=True,
+                         stdout=subprocess.PIPE, text=True).stdout
+    return sum(float(line) for line in out.split())
+
+def compare(arguments, curl_arguments):
+    """Ours and curl's, run by turns so that both meet the same moments of the machine, each
+    first in every other turn."""
+    runs, curl_runs = [], []
+    for turn in range(RUNS):
+        if turn % 2:
+            curl_runs.append(curls(*curl_arguments))
+            runs.append(ours(*arguments))
+        else:
+            runs.append(ours(*arguments))
+            curl_runs.append(curls(*curl_arguments))
     result = dict(runs[0])
     result["seconds"] = median([run["seconds"] for run in runs])
     result["peak_rss_kb"] = max(run["peak_rss_kb"] for run in runs)
-    return result
+    return result, median(curl_runs)
 
-checks = ours("checks", work + "/urls.txt")
-curl_checks = timed(["curl", "-s", "--config", work + "/curl.txt"])
-get = ours("download", download)
-curl_get = timed(["curl", "-s", "-o", "/dev/null", download])
+checks, curl_checks = compare(["checks", work + "/urls.txt"], ["--config", work + "/curl.txt"])
+get, curl_get = compare(["download", download], ["-o", "/dev/null", download])
 ratio_checks = checks["seconds"] / curl_checks
 ratio_get = get["seconds"] / curl_get
 memory = get["peak_rss_kb"] * 1024 / get["bytes"]

@@ -2,9 +2,10 @@
 // step order and the error numbers of the Windows HTTP client it stands in for.
 //
 // One easy handle serves the process, so that libcurl keeps connections and TLS sessions open
-// between requests. Everything runs on the caller's thread inside curl_easy_perform; the
-// callbacks below note what happened, and the failure is thrown once libcurl has returned, as no
-// exception may cross libcurl's C frames.
+// between requests. Everything runs on the caller's thread inside curl_easy_perform, but for the
+// mapping of a large body's pages (BodyRoom_linux.h); the callbacks below note what happened, and
+// the failure is thrown once libcurl has returned, as no exception may cross libcurl's C frames.
+#include "BodyRoom_linux.h"
 #include "HttpFailures.h"
 #include "HttpProgress.h"
 #include "HttpRequest.h"
@@ -15,19 +16,11 @@
 #include <cstdlib>
 #include <curl/curl.h>
 #include <exception>
-#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <sys/mman.h>
-#include <unistd.h>
 namespace {
 
-// The most room made for a body on the word of its Content-Length, before its bytes arrive.
-constexpr size_t kReserveAhead = size_t{16} << 20;
-// Each new room of a body is this many times the last: few copies of a large body, and never
-// much more room than what has arrived.
-constexpr size_t kRoomGrowth = 4;
 constexpr long kMaxRedirects = 10;
 // What libcurl takes from the socket at once. The read loop's blocks, which the listener hears
 // of, stay kBlockSize (WriteCallback splits what arrives); fewer, larger reads make a large body
@@ -67,7 +60,7 @@ enum class Abort { None, Status, Idle, Listener };
 struct Exchange {
     CURL* handle = nullptr;
     GetProgressListener* listener = nullptr;
-    std::string* body = nullptr;
+    BodyRoom* room = nullptr;
 
     // The response whose headers are arriving: a redirect or an informational answer is
     // followed by another one.
@@ -166,56 +159,6 @@ bool ReportBlock(Exchange& exchange, size_t size) {
     return CallListener(exchange, [&] { exchange.progress->Block(size); });
 }
 
-// Gives the system `advice` on the whole pages of `length` bytes at `start`; advice it does not
-// know (an older kernel) changes nothing.
-void AdviseWholePages(char* start, size_t length, int advice) {
-    const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-    const auto first = reinterpret_cast<std::uintptr_t>(start);
-    const std::uintptr_t begin = (first + pageSize - 1) & ~(pageSize - 1);
-    const std::uintptr_t end = (first + length) & ~(pageSize - 1);
-    if (end > begin) {
-        madvise(reinterpret_cast<void*>(begin), end - begin, advice);
-    }
-}
-
-// Maps the pages in one call: page by page, the faults of filling the room of a large body would
-// cost more than the transfer itself.
-void Prefault(char* start, size_t length) { AdviseWholePages(start, length, MADV_POPULATE_WRITE); }
-
-// Asks for a body's room in the system's large pages where it has them (transparent huge pages
-// on request): a fault then maps 2 MiB instead of 4 KiB, and a 100 MB body no longer costs more
-// to place in memory than to receive.
-void AskForLargePages(char* start, size_t length) {
-    AdviseWholePages(start, length, MADV_HUGEPAGE);
-}
-
-// Gives the body room for `size` bytes in all. The bytes so far are copied into pages mapped
-// ahead of the copy; once the old room is gone, the rest is mapped up to `declared`, the size
-// the server gave (0: none), and beyond that the pages come as the bytes fill them. So the two
-// rooms never hold more together than the new one alone, and no page is mapped on a guess. A
-// refusal is no failure: the append that needs the room makes it itself.
-void Reserve(std::string& body, size_t size, size_t declared) {
-    try {
-        std::string room;
-        room.reserve(size);
-        AskForLargePages(room.data(), room.capacity());
-        Prefault(room.data(), body.size());
-        room.append(body);
-        body.swap(room);
-    } catch (const std::bad_alloc&) {
-        return;
-    }
-    const size_t mapped = std::min(body.capacity(), declared);
-    if (mapped > body.size()) {
-        Prefault(body.data() + body.size(), mapped - body.size());
-    }
-}
-
-// The size the server gave for the body, 0 for none.
-size_t DeclaredSize(const Exchange& exchange) {
-    return exchange.total > 0 ? static_cast<size_t>(exchange.total) : 0;
-}
-
 // The headers of a response are complete. False stops the transfer.
 bool OnHeadersComplete(Exchange& exchange) {
     exchange.inResponse = false;
@@ -254,16 +197,8 @@ bool OnHeadersComplete(Exchange& exchange) {
                       [&] { TellFileName(exchange.listener, exchange.contentDisposition); })) {
         return false;
     }
-    // A size the server merely claims is only a hint: room for at most 16 MiB of it is made now,
-    // and the rest grows with the bytes that arrive (WriteCallback). The room is the size divided
-    // by the growth until it fits, so that the growing rooms end on the size itself: a large body
-    // then needs little more than its own size in memory, even while it moves to its last room.
     if (exchange.total > 0) {
-        size_t room = DeclaredSize(exchange);
-        while (room > kReserveAhead) {
-            room = (room + kRoomGrowth - 1) / kRoomGrowth;
-        }
-        Reserve(*exchange.body, room, DeclaredSize(exchange));
+        exchange.room->Expect(static_cast<size_t>(exchange.total));
     }
     exchange.progress.emplace(exchange.listener, exchange.total);
     return true;
@@ -322,13 +257,7 @@ size_t WriteCallback(char* buffer, size_t size, size_t count, void* user) {
     // The read loop takes at most one block at a time.
     for (size_t offset = 0; offset < length; offset += kBlockSize) {
         const size_t block = std::min(kBlockSize, length - offset);
-        // Room grows as the bytes fill it, so that what is made ahead stays within a few times
-        // what has arrived (beyond the first room).
-        std::string& body = *exchange.body;
-        if (body.size() + block > body.capacity()) {
-            Reserve(body, kRoomGrowth * std::max(body.capacity(), block), DeclaredSize(exchange));
-        }
-        body.append(buffer + offset, block);
+        exchange.room->Append(buffer + offset, block);
         if (!ReportBlock(exchange, block)) {
             return 0;
         }
@@ -481,10 +410,11 @@ std::string HttpGet(const GS::UniString& url, GetProgressListener* listener) {
     // The request step.
     const std::string requestUrl = std::string(secure ? "https://" : "http://") + host + ":" +
                                    std::to_string(port) + EscapePathAndQuery(parsed.pathAndQuery);
+    BodyRoom room(result);
     Exchange exchange;
     exchange.handle = session;
     exchange.listener = listener;
-    exchange.body = &result;
+    exchange.room = &room;
     exchange.currentSecure = secure;
     const char* caFile = std::getenv("SSL_CERT_FILE");
     bool optionsSet =
@@ -528,6 +458,7 @@ std::string HttpGet(const GS::UniString& url, GetProgressListener* listener) {
         ThrowSendFailure(kErrorNameNotResolved);
     }
     const CURLcode code = curl_easy_perform(session);
+    room.StopMapping();
     if (exchange.abort == Abort::Listener) {
         std::rethrow_exception(exchange.listenerError);
     }

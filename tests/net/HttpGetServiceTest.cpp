@@ -36,6 +36,15 @@ constexpr char kFileBytes[] = "PK\x03\x04 not really a zip, but bytes";
 
 std::string Text(int row, const std::string& tail = "") { return MessageText(row) + tail; }
 
+// Whether `body` is the service's made body: the digits 0 to 9 over and over.
+bool IsDigitPattern(const std::string& body) {
+    for (size_t i = 0; i < body.size(); ++i) {
+        if (body[i] != static_cast<char>('0' + i % 10))
+            return false;
+    }
+    return true;
+}
+
 class ServiceFixture : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -252,6 +261,7 @@ TEST_F(ServiceFixture, FiftyMegabyteBody) {
     const SteppingClock clock(60000);
     const std::string body = Get("/bytes?size=" + std::to_string(size), &listener);
     ASSERT_EQ(body.size(), size);
+    EXPECT_TRUE(IsDigitPattern(body));
     ASSERT_FALSE(listener.progress.empty());
     const auto& last = listener.progress.back();
     EXPECT_EQ(last.received, size);
@@ -261,6 +271,16 @@ TEST_F(ServiceFixture, FiftyMegabyteBody) {
     EXPECT_EQ(last.percent, 18);
     for (size_t i = 1; i < listener.progress.size(); ++i)
         ASSERT_LE(listener.progress[i].received - listener.progress[i - 1].received, 8192u);
+}
+
+TEST_F(ServiceFixture, FortyMegabyteBodyWithoutADeclaredSize) {
+    Start();
+    // Well past the room made at first: the body moves to larger rooms as it grows.
+    const uint32_t size = 40u << 20;
+    const SteppingClock clock(60000);
+    const std::string body = Get("/bytes?size=" + std::to_string(size) + "&fault_chunked=1");
+    ASSERT_EQ(body.size(), size);
+    EXPECT_TRUE(IsDigitPattern(body));
 }
 
 // ---- The session ----
