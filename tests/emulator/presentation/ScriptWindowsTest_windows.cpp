@@ -39,13 +39,37 @@ BOOL CALLBACK RecordButton(HWND child, LPARAM /*unused*/) {
     return TRUE;
 }
 
+// This process's top-level window titled `title`, or null. The tests run side by side under one
+// window system, where another test's dialog bears the same title.
+HWND OurWindowTitled(const wchar_t* title) {
+    struct Search {
+        const wchar_t* title;
+        HWND found;
+    } search{title, nullptr};
+    EnumWindows(
+        [](HWND window, LPARAM lParam) -> BOOL {
+            auto& search = *reinterpret_cast<Search*>(lParam);
+            DWORD process = 0;
+            GetWindowThreadProcessId(window, &process);
+            wchar_t text[64] = {};
+            GetWindowTextW(window, text, 64);
+            if (process == GetCurrentProcessId() && std::wstring(text) == search.title) {
+                search.found = window;
+                return FALSE;
+            }
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&search));
+    return search.found;
+}
+
 TEST_F(ScriptWindows, TheDialogIsShownAndTheRowsButtonReceivesTheClick) {
     clickedTops.clear();
     buttonProcedures.clear();
     dgtest::SampleDialog dialog;
     HWND shown = nullptr;
     UseScript({"look", "click 1", "close"}, [&](const ScriptAction&) {
-        shown = FindWindowW(nullptr, kTitle);
+        shown = OurWindowTitled(kTitle);
         if (shown != nullptr) {
             EnumChildWindows(shown, &RecordButton, 0);
         }
@@ -57,7 +81,7 @@ TEST_F(ScriptWindows, TheDialogIsShownAndTheRowsButtonReceivesTheClick) {
     EXPECT_EQ(buttonProcedures.size(), 3u) << "the two row buttons and the close button";
     EXPECT_EQ(clickedTops, std::vector<LONG>{10}) << "the first row's button, at its place";
     EXPECT_EQ(dialog.clicked, (std::vector<DG::ButtonItem*>{&dialog.first, &dialog.close}));
-    EXPECT_EQ(FindWindowW(nullptr, kTitle), nullptr) << "the window goes with the dialog";
+    EXPECT_EQ(OurWindowTitled(kTitle), nullptr) << "the window goes with the dialog";
     EXPECT_EQ(presentation::ScriptErrorCount(), 0);
 }
 
