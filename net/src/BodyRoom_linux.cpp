@@ -1,6 +1,8 @@
 // BodyRoom_linux.cpp: a body's room, made once or grown, and mapped ahead of its bytes.
 #include "BodyRoom_linux.h"
 
+#include "net/HttpGet.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <functional>
@@ -24,6 +26,8 @@ constexpr std::size_t kMapperFrom = kMapAhead;
 constexpr std::size_t kMapStep = std::size_t{2} << 20;
 // The mapper's allowance once it is to stop; a running mapper's is never below kMapAhead.
 constexpr std::size_t kStopped = 0;
+
+std::atomic<void (*)(std::size_t)> mappedAheadObserver{nullptr};
 
 std::size_t Allowance(std::size_t arrived) { return std::max(kMapAhead, kRoomGrowth * arrived); }
 
@@ -134,6 +138,9 @@ void BodyRoom::MapUpTo(std::atomic<std::size_t>& mayMap, char* start, std::size_
             return;
         }
         if (done >= allowed) {
+            if (const auto observer = mappedAheadObserver.load(std::memory_order_relaxed)) {
+                observer(done);
+            }
             mayMap.wait(allowed, std::memory_order_acquire);
             continue;
         }
@@ -142,4 +149,8 @@ void BodyRoom::MapUpTo(std::atomic<std::size_t>& mayMap, char* start, std::size_
         Prefault(start + done, step);
         done += step;
     }
+}
+
+void SetMappedAheadObserver(void (*observer)(std::size_t mapped)) {
+    mappedAheadObserver.store(observer, std::memory_order_relaxed);
 }

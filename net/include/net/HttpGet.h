@@ -15,6 +15,7 @@
 #include "common/WideString.h"
 #include "hostkit/UniString.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -59,6 +60,13 @@ struct HttpTimeouts {
     long idleMilliseconds = 30000;
 };
 void SetHttpTimeouts(const HttpTimeouts& timeouts);
+
+#if !defined(_WIN32)
+// For tests, on Linux: called on the thread that maps a large body's pages ahead of its bytes,
+// each time that thread has mapped all it may for the bytes so far and waits for more, with how
+// much of the body's room, from its start, it has mapped. Null (the default): nobody is told.
+void SetMappedAheadObserver(void (*observer)(std::size_t mapped));
+#endif
 
 // The figures of the progress reports. The total a Content-Length value gives: -1 without one,
 // 0 for text that is no number, else the number's low 32 bits. The percent of `received`: -1
